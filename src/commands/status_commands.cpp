@@ -1,0 +1,115 @@
+// Commands about the router as a whole: its identity, WANs, LAN ports, flows and settings.
+#include "commands/handlers.h"
+#include "commands/parameters.h"
+#include "commands/sdk_records.h"
+#include "core/text.h"
+#include "platform/session.h"
+
+namespace plug {
+namespace {
+
+template <std::size_t size>
+void PutTextField(ByteWriter& out, int (*get)(char*)) {
+    char field[size] = {};
+    get(field);
+    out.Copy(AsBytes({field, size}));
+}
+
+void PutFlag(ByteWriter& out, int (*get)(std::uint8_t*)) {
+    std::uint8_t flag = 0;
+    get(&flag);
+    out.U8(flag);
+}
+
+/// One value of each of the ports or WANs 1 to `count`; a failed query leaves 0.
+template <class Value>
+std::uint64_t QueryPort(int (*get)(std::uint16_t, Value*), int port) {
+    Value value{};
+    get(static_cast<std::uint16_t>(port), &value);
+    return value;
+}
+
+}  // namespace
+
+void DeviceInformation(ByteReader&, Answer& answer) {
+    ByteWriter& out = answer.payload;
+    cpu_cfg cpu{};
+    mem_cfg memory{};
+    char name[32] = {};
+    get_cpu_cfg(&cpu);
+    get_mem_cfg(&memory);
+    answer.result = SdkCode(get_name(name));
+
+    out.Copy(RouterMac());
+    PutTextField<64>(out, get_router_sn);
+    PutTextField<64>(out, get_router_vender);
+    PutTextField<64>(out, get_router_model);
+    PutRecord(out, cpu);
+    PutRecord(out, memory);
+    out.Copy(AsBytes({name, sizeof name}));
+    PutFlag(out, get_router_is_plug);
+    PutFlag(out, get_router_support_ipv6);
+}
+
+void LanPortFlows(ByteReader&, Answer& answer) {
+    const int ports = get_lan_num();
+    answer.payload.U16(static_cast<std::uint16_t>(ports));
+    for (int port = 1; port <= ports; ++port) answer.payload.U64(QueryPort(get_lan_port_down_flow, port));
+    for (int port = 1; port <= ports; ++port) answer.payload.U64(QueryPort(get_lan_port_up_flow, port));
+}
+
+void LinkStatus(ByteReader&, Answer& answer) {
+    constexpr int kWifiModules = 4;
+    ByteWriter& out = answer.payload;
+    const auto put_all = [&out](int (*get)(std::uint16_t, std::uint8_t*), int count) {
+        for (int i = 1; i <= count; ++i) out.U8(static_cast<std::uint8_t>(QueryPort(get, i)));
+    };
+    const std::uint16_t lans = get_lan_num();
+    out.U16(lans);
+    put_all(get_lan_con_status, lans);
+    const std::uint16_t wans = get_wan_num();
+    out.U16(wans);
+    put_all(get_wan_con_status, wans);
+    put_all(get_wifi_module_status, kWifiModules);
+}
+
+void FlowRates(ByteReader&, Answer& answer) {
+    std::uint64_t up = 0;
+    std::uint64_t down = 0;
+    get_flows_up_rate(&up);
+    answer.result = SdkCode(get_flows_down_rate(&down));
+    answer.payload.U64(up);
+    answer.payload.U64(down);
+}
+
+void GetDns(ByteReader&, Answer& answer) {
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    answer.result = SdkCode(get_dns(&first, &second));
+    answer.payload.Ip4(first);
+    answer.payload.Ip4(second);
+}
+
+void SetDns(ByteReader& parameters, Answer& answer) {
+    const std::uint32_t first = parameters.Ip4();
+    const std::uint32_t second = parameters.Ip4();
+    answer.result = SdkCode(set_dns(first, second));
+}
+
+void SetRouterName(ByteReader& parameters, Answer& answer) {
+    std::array<char, 32> name;
+    answer.result = TakeName(parameters, name) ? SdkCode(set_name(name.data())) : kLocalFailure;
+}
+
+void RouterPin(ByteReader&, Answer& answer) {
+    char pin[12] = {};
+    answer.result = SdkCode(get_router_pin(pin));
+    answer.payload.Copy(AsBytes({pin, sizeof pin}));
+}
+
+void FixedStatus(ByteReader&, Answer& answer) {
+    answer.payload.Zeros(20);
+    answer.payload.U8(1);
+}
+
+}  // namespace plug

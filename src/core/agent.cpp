@@ -1,0 +1,208 @@
+#include "core/agent.h"
+
+#include <cstdlib>
+
+#include "commands/dispatcher.h"
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/options.h"
+#include "core/paths.h"
+#include "core/process.h"
+#include "core/profile.h"
+#include "core/status_file.h"
+#include "core/version.h"
+#include "platform/inbound.h"
+#include "platform/link_state.h"
+#include "platform/session.h"
+#include "platform/settings.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "Plug.c";
+
+constexpr int kMostRegisterFailures = 10;  // in a row; one more round ends the process
+constexpr int kServer1Tries = 3;
+constexpr int kStepMilliseconds = 2000;
+constexpr int kStepsInAWeek = 302400;
+constexpr int kAfterLossMilliseconds = 20'000;
+constexpr std::int64_t kRegistrationLife = 72000;  // seconds since the login after which a new one is due
+
+/// The main thread's session with the platform.
+struct Session {
+    ServerChoice choice = ServerChoice::kNone;
+    LinkThreads threads;
+    int register_failures = 0;
+    std::int64_t login_time = 0;  // monotonic seconds
+    int step = 0;                 // two-second steps since the last login after a registration
+};
+
+[[noreturn]] void FatalExit() {
+    WriteStatus(Status::kStartFailed);
+    exit(-1);
+}
+
+[[noreturn]] void DnsExit() {
+    PLUG_LOG(kErr, "Dns parse failed, exit!!!");
+    FatalExit();
+}
+
+void OnLinkLost() {
+    SetLoggedIn(false);
+    WriteStatus(Status::kLinkLost);
+    RaiseLinkError();
+}
+
+ServerChoice InitLink(const Options& options) {
+    PrepareCipher();
+    SetLinkHandlers({CBHandle, OnLinkLost});
+    SetCommandHandlers({ParserProtoolData});
+    NewProgramProfile(options.profile_path.data(), kDefaultProfilePath);
+    return InitProtool();
+}
+
+int RegisterAt(Session& session, const char* server_ip, const char* log_text) {
+    ResetLinkState(session.threads);
+    PLUG_LOG(kDebug, "%s", log_text);
+    return RegisterStart(session.threads, server_ip);
+}
+
+/// Three tries at server 1, then one at server 2.
+int RegisterAtEither(Session& session) {
+    const Settings& settings = PlatformSettings();
+    for (int attempt = 0; attempt < kServer1Tries; ++attempt) {
+        if (RegisterAt(session, settings.address1.data(), "Register server1...") == 0) return 0;
+        Pace(5000);
+    }
+    return RegisterAt(session, settings.address2.data(), "Register server2...");
+}
+
+/// One round of registration at the servers that the settings allow. 0 or -1.
+int RegisterRound(Session& session) {
+    const Settings& settings = PlatformSettings();
+    if (!settings.run_mode) return RegisterAt(session, settings.address1.data(), "Test Mode!!!");
+    PLUG_LOG(kDebug, "Run Mode!!!");
+    switch (session.choice) {
+        case ServerChoice::kBoth:
+            return RegisterAtEither(session);
+        case ServerChoice::kOnlyFirst:
+            return RegisterAt(session, settings.address1.data(), "Only server1...");
+        case ServerChoice::kOnlySecond:
+            return RegisterAt(session, settings.address2.data(), "Only server2...");
+        case ServerChoice::kNone:
+            break;
+    }
+    DnsExit();
+}
+
+/// Registers, however many rounds it takes; too many failures end the process.
+void RegisterPhase(Session& session) {
+    WriteStatus(Status::kRegistering);
+    while (RegisterRound(session) != 0) {
+        if (session.register_failures > kMostRegisterFailures) {
+            PLUG_LOG(kErr, "Register retry more than 10 times, exit !!!");
+            FatalExit();
+        }
+        ++session.register_failures;
+        PLUG_LOG(kErr, "RegisterStart error.");
+        WriteStatus(Status::kRegistering);
+    }
+}
+
+/// Starts the heartbeat of a fresh login, or takes the connection down again. 0 or -1.
+int StartHeartbeat(Session& session) {
+    if (HeartbeatStart(session.threads) == 0) return 0;
+    PLUG_LOG(kErr, "LoginStart error.");
+    DeleteHeartbear(session.threads);
+    DeleteServer(session.threads);
+    return -1;
+}
+
+/// 0 once logged in with the heartbeat running, -1 when a registration must come first.
+int LoginPhase(Session& session) {
+    if (LoginStart(session.threads) != 0) {
+        PLUG_LOG(kErr, "LoginStart error.");
+        return -1;
+    }
+    if (StartHeartbeat(session) != 0) {
+        WriteStatus(Status::kStartFailed);
+        return -1;
+    }
+    session.login_time = MonotonicSeconds();
+    session.step = 0;
+    return 0;
+}
+
+/// Counts two-second steps until the link is lost.
+void StepUntilLost(Session& session) {
+    while (!LinkError()) {
+        ++session.step;
+        Pace(kStepMilliseconds);
+    }
+}
+
+/// Takes the lost link down. A week of steps ends the process here, for its supervisor to start it afresh.
+void LeaveLostLink(Session& session) {
+    SetLoggedIn(false);
+    if (session.step > kStepsInAWeek) {
+        PLUG_LOG(kDebug, "After a week exit, restart ...");
+        exit(-1);
+    }
+    DeleteHeartbear(session.threads);
+    DeleteServer(session.threads);
+    WriteStatus(Status::kLinkLost);
+    Pace(kAfterLossMilliseconds);
+}
+
+/// Logs in again with the registration at hand. 0, or -1 when a new registration is due.
+int RecoverLogin(Session& session) {
+    if (MonotonicSeconds() - session.login_time >= kRegistrationLife) {
+        PLUG_LOG(kErr, "Ready to Register ...");
+        session.register_failures = 0;
+        return -1;
+    }
+    ClearLinkError();
+    SetLoggedIn(false);
+    PLUG_LOG(kDebug, "ReLogin...");
+    if (ReLogin(session.threads) != 0) {
+        PLUG_LOG(kErr, "LoginStart error.");
+        session.register_failures = 0;
+        return -1;
+    }
+    return StartHeartbeat(session);
+}
+
+[[noreturn]] void RunSession(ServerChoice choice) {
+    Session session;
+    session.choice = choice;
+    for (;;) {
+        RegisterPhase(session);
+        if (LoginPhase(session) != 0) continue;
+        do {
+            StepUntilLost(session);
+            LeaveLostLink(session);
+        } while (RecoverLogin(session) == 0);
+    }
+}
+
+}  // namespace
+
+int RunAgent(int argc, char** argv) {
+    PrepareProcess();
+    Options options;
+    if (config_line_proc(argc, argv, options) != 0) {
+        PLUG_LOG(kErr, "Error wrong param(s).");
+        return -1;
+    }
+    SetRouterIdentity(options.mac);
+    SetLogMask(options.debug ? kAllLevels : 0);
+    PLUG_LOG(kDebug, "Log system [debug] working.");
+    PLUG_LOG(kInfo, ">>>>>>>>>>>>>>>>> Plugin Version = %d.%d.%d.%d-%s", kVersion[0], kVersion[1],
+             kVersion[2], kVersion[3], kBuildDate);
+    Pace(50);
+    const ServerChoice choice = InitLink(options);
+    if (choice == ServerChoice::kNone) DnsExit();
+    RunSession(choice);
+}
+
+}  // namespace plug

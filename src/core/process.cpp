@@ -1,0 +1,18 @@
+#include "core/process.h"
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <unistd.h>
+
+namespace plug {
+
+void PrepareProcess() {
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) close(descriptor);
+    mallopt(M_ARENA_MAX, 1);
+}
+
+}  // namespace plug

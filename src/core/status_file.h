@@ -1,0 +1,22 @@
+// The one-line status file by which other programs of the router learn the agent's state.
+#pragma once
+
+#include <cstdint>
+
+namespace plug {
+
+enum class Status : std::uint8_t {
+    kRegistering = 1,
+    kRegistered = 2,
+    kLoggedIn = 3,
+    kForcedDisconnect = 5,
+    kRegisterFailed = 101,
+    kStartFailed = 102,
+    kLinkLost = 103,
+};
+
+/// Replaces the file by the code as three digits and a newline. 0, or -1 when it cannot be written. Any
+/// thread.
+int WriteStatus(Status status);
+
+}  // namespace plug

@@ -1,0 +1,5 @@
+#include "core/agent.h"
+
+int main(int argc, char** argv) {
+    return plug::RunAgent(argc, argv);
+}

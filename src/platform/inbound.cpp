@@ -1,0 +1,146 @@
+#include "platform/inbound.h"
+
+#include <cstdlib>
+
+#include "core/log.h"
+#include "core/status_file.h"
+#include "platform/link_state.h"
+#include "platform/security.h"
+#include "platform/session.h"
+#include "platform/settings.h"
+#include "platform/uplink.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "Protool.c";
+
+constexpr std::uint16_t kReconnectWord = 0xFFFF;
+constexpr std::uint16_t kShortestCommand = 10;  // bytes of a function command, up to its parameters
+
+enum ResultCode : std::uint16_t { kSuccess = 0, kBadChecksum = 11 };
+
+struct InboundState {
+    CommandHandlers handlers{};                       // set once at start-up
+    std::array<std::uint8_t, kMaxFrameSize> plain{};  // response thread only, like the answer
+    std::array<std::uint8_t, kMaxFrameSize> answer{};
+};
+constinit InboundState state;
+
+/// A decrypted body. Without a whole block there is no plaintext and no valid padding.
+struct Plaintext {
+    ConstBytes padded;
+    ConstBytes bytes;  // padding dropped; the padded bytes where the padding is not valid
+    bool padding_valid = false;
+};
+
+/// False when the frame has no body or it cannot be decrypted: such a frame is ignored.
+bool Decrypt(const InboundFrame& frame, Plaintext& plain) {
+    if (frame.header.body_length == 0) return false;
+    std::size_t length = 0;
+    if (aes_decrypt(PlatformSettings().key, frame.body(), state.plain, length) != 0) return false;
+    plain.padded = plain.bytes = ConstBytes(state.plain).first(length);
+    plain.padding_valid = WithoutPadding(plain.padded, plain.bytes);
+    if (!plain.padding_valid) PLUG_LOG(kErr, "padding error, body of %zu bytes", length);
+    return true;
+}
+
+/// Decrypts a frame whose checksum is not verified; one with an invalid padding is ignored as well.
+bool DecryptUnverified(const InboundFrame& frame, Plaintext& plain) {
+    return Decrypt(frame, plain) && plain.padding_valid;
+}
+
+bool Verified(const InboundFrame& frame, const Plaintext& plain) {
+    return plain.padding_valid &&
+           FrameChecksum(frame.header.body_length, frame.head(), plain.bytes) == frame.header.checksum;
+}
+
+void LogReceived(const InboundFrame& frame, const DataRecord& record) {
+    PLUG_LOG(kInfo, "Recv MsgType=[%d] DataType=[%d] DataLen=[%d]", static_cast<int>(frame.header.type()),
+             record.data_type, record.declared_length);
+}
+
+void HandleAckFrame(const InboundFrame& frame) {
+    Plaintext plain;
+    if (frame.header.body_length > 0 && !DecryptUnverified(frame, plain)) return;
+    HandleAck(frame, plain.bytes);
+}
+
+/// Runs a verified function command and sends its answers: a failing one may get two.
+void ExecuteFunctionCommand(const DataRecord& record) {
+    const auto reply = [&record](std::uint16_t code, ConstBytes body) {
+        SendReplyUpData(code, body, record.data_type, &record.address);
+    };
+    if (record.declared_length < kShortestCommand) {
+        reply(kSuccess, AsBytes("length error"));
+        return;
+    }
+    state.answer = {};
+    std::size_t length = 0;
+    const int result = state.handlers.function_command(record.data, state.answer, length);
+    if (length > 0) reply(kSuccess, ConstBytes(state.answer).first(length));
+    if (result != 0) reply(static_cast<std::uint16_t>(result), AsBytes("parser error"));
+}
+
+void HandleFunctionCommand(const InboundFrame& frame) {
+    SetAckSeen(true);
+    Plaintext plain;
+    if (!Decrypt(frame, plain)) return;
+    const DataRecord record = ReadDataRecord(plain.bytes, true);
+    LogReceived(frame, record);
+    if (!Verified(frame, plain)) {
+        PLUG_LOG(kErr, "checksum error, header has %d", frame.header.checksum);
+        SendReplyUpData(kBadChecksum, {}, record.data_type, &record.address);
+        return;
+    }
+    ExecuteFunctionCommand(record);
+}
+
+/// A function reply coming down is only noted.
+void HandleFunctionReply(const InboundFrame& frame) {
+    SetAckSeen(true);
+    Plaintext plain;
+    if (DecryptUnverified(frame, plain)) LogReceived(frame, ReadDataRecord(plain.bytes, true));
+}
+
+[[noreturn]] void ForcedDisconnect() {
+    PLUG_LOG(kInfo, "force disconnect exit !!!!!");
+    WriteStatus(Status::kForcedDisconnect);
+    PLUG_LOG(kErr, "exit at [%s] %d", static_cast<const char*>(__func__), __LINE__);
+    exit(-1);
+}
+
+}  // namespace
+
+void SetCommandHandlers(const CommandHandlers& handlers) {
+    state.handlers = handlers;
+}
+
+void CBHandle(const InboundFrame& frame) {
+    if (frame.body_lead_word == kReconnectWord) {
+        PLUG_LOG(kErr, "net error reconnect");
+        RaiseLinkError();
+        return;
+    }
+    switch (frame.header.type()) {
+        case MsgType::kHeartbeatAck:
+            PLUG_LOG(kInfo, "heart beat ack");
+            NoteHeartbeatAck();
+            return;
+        case MsgType::kForcedDisconnect:
+            ForcedDisconnect();
+        case MsgType::kAck:
+            HandleAckFrame(frame);
+            return;
+        case MsgType::kFunctionCommand:
+            HandleFunctionCommand(frame);
+            return;
+        case MsgType::kFunctionReply:
+            HandleFunctionReply(frame);
+            return;
+        default:
+            return;
+    }
+}
+
+}  // namespace plug

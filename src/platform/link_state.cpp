@@ -1,0 +1,86 @@
+#include "platform/link_state.h"
+
+#include <atomic>
+
+#include "core/clock.h"
+#include "core/sync.h"
+
+namespace plug {
+namespace {
+
+constexpr std::int64_t kNever = -1;
+
+struct LinkState {
+    std::atomic<bool> registered{false};
+    std::atomic<bool> logged_in{false};
+    std::atomic<bool> ack_seen{false};
+    std::atomic<std::int64_t> last_ack{kNever};  // monotonic seconds
+    Event error;
+    Event decided;  // one of the three ways an attempt ends has happened
+};
+constinit LinkState state;
+
+void Raise(std::atomic<bool>& flag, bool value) {
+    flag = value;
+    if (value) state.decided.Set();
+}
+
+}  // namespace
+
+bool LoggedIn() {
+    return state.logged_in;
+}
+void SetLoggedIn(bool logged_in) {
+    Raise(state.logged_in, logged_in);
+}
+
+bool Registered() {
+    return state.registered;
+}
+void SetRegistered(bool registered) {
+    Raise(state.registered, registered);
+}
+
+bool LinkError() {
+    return state.error.IsSet();
+}
+void RaiseLinkError() {
+    state.error.Set();
+    state.decided.Set();
+}
+void ClearLinkError() {
+    state.error.Clear();
+}
+bool WaitLinkError(std::int64_t milliseconds) {
+    return state.error.WaitFor(milliseconds);
+}
+
+void BeginAttempt() {
+    state.decided.Clear();
+}
+void WaitAttempt(std::int64_t milliseconds) {
+    state.decided.WaitFor(milliseconds);
+}
+
+bool AckSeen() {
+    return state.ack_seen;
+}
+void SetAckSeen(bool seen) {
+    state.ack_seen = seen;
+}
+
+void NoteHeartbeatAck() {
+    state.last_ack = MonotonicSeconds();
+    state.ack_seen = true;
+}
+
+bool HeartbeatAckOlderThan(std::int64_t seconds) {
+    const std::int64_t last = state.last_ack;
+    return last != kNever && MonotonicSeconds() - last > seconds;
+}
+
+void ForgetHeartbeatAck() {
+    state.last_ack = kNever;
+}
+
+}  // namespace plug

@@ -1,0 +1,41 @@
+// The flags of the platform session, shared by every thread that uses the link.
+//
+// The response thread raises them as answers come, the receive and check threads raise the link error, the
+// main thread clears them between attempts. Waiting for a flag is woken at once when it is raised.
+#pragma once
+
+#include <cstdint>
+
+namespace plug {
+
+/// True after a good login ack until the link is lost; every upward send is refused without it.
+bool LoggedIn();
+void SetLoggedIn(bool logged_in);
+
+/// True after a good register ack.
+bool Registered();
+void SetRegistered(bool registered);
+
+/// The link is considered lost: every loop of the link ends on it.
+bool LinkError();
+void RaiseLinkError();
+void ClearLinkError();
+/// Waits for the link error, at most `milliseconds`; true when it is raised.
+bool WaitLinkError(std::int64_t milliseconds);
+
+/// Marks the start of a registration or login, before its frame is sent.
+void BeginAttempt();
+/// Waits until the attempt is decided (registered, logged in or link error), at most `milliseconds`.
+void WaitAttempt(std::int64_t milliseconds);
+
+/// A heartbeat ack or command has come since the last heartbeat.
+bool AckSeen();
+void SetAckSeen(bool seen);
+
+/// Notes a heartbeat ack now, on the monotonic clock; it also counts as seen.
+void NoteHeartbeatAck();
+/// True when there was a heartbeat ack and it is more than `seconds` old.
+bool HeartbeatAckOlderThan(std::int64_t seconds);
+void ForgetHeartbeatAck();
+
+}  // namespace plug

@@ -1,0 +1,229 @@
+#include "platform/tcp_server.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "core/clock.h"
+#include "core/log.h"
+#include "core/text.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "TcpServer.c";
+
+constexpr int kSendBufferBytes = 16384;
+constexpr std::size_t kReadBytes = 1500;
+constexpr int kMostErrors = 5;  // in a row, of the wait or of the read
+constexpr int kMostEmptyReads =
+    300;  // in a row, ten milliseconds apart: a closed peer is lost after three seconds
+constexpr int kNoSocket = 0;
+
+struct TcpState {
+    LinkHandlers handlers{};           // set once at start-up
+    std::atomic<bool> running{false};  // main sets and clears, both threads poll
+    Mutex link;                        // held around one recv, send or close
+    int socket PLUG_CHECKED(guarded_by(link)) = kNoSocket;
+    PollableEvent stop;  // wakes ServerRecv
+    Event work;          // wakes RespProc: bytes were queued, or stop
+    ReceiveQueue queue;
+    InboundFrame frame;  // RespProc only
+};
+constinit TcpState state;
+
+/// The socket connected to the server and non-blocking, or kNoSocket.
+int Connect(int fd, const char* ip, int port) {
+    const int on = 1;
+    if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
+        PLUG_LOG(kErr, "setsockopt(SO_REUSEADDR) Failed!");
+        return -1;
+    }
+    if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBufferBytes, sizeof kSendBufferBytes) != 0) {
+        PLUG_LOG(kErr, "setsockopt(SO_SNDBUF) Failed!");
+        return -1;
+    }
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(static_cast<std::uint16_t>(port));
+    server.sin_addr.s_addr = inet_addr(ip);
+    if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
+        PLUG_LOG(kErr, "connect failed!......");
+        return -1;
+    }
+    return 0;
+}
+
+int SocketInit(const char* ip, int port) {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        PLUG_LOG(kErr, "Create socket failed!");
+        return -1;
+    }
+    if (Connect(fd, ip, port) != 0) {
+        close(fd);
+        return -1;
+    }
+    PLUG_LOG(kDebug, "connected.");
+    int on = 1;
+    ioctl(fd, FIONBIO, &on);
+    const Guard guard(state.link);
+    state.socket = fd;
+    return 0;
+}
+
+void CloseSocket() {
+    const Guard guard(state.link);
+    if (state.socket != kNoSocket) close(state.socket);
+    state.socket = kNoSocket;
+}
+
+int CurrentSocket() {
+    const Guard guard(state.link);
+    return state.socket;
+}
+
+/// One read under the link mutex, its bytes queued. What recv returned.
+ssize_t ReceiveOnce() {
+    std::array<std::uint8_t, kReadBytes> chunk;
+    ssize_t received = 0;
+    {
+        const Guard guard(state.link);
+        received = recv(state.socket, chunk.data(), chunk.size(), 0);
+    }
+    if (received > 0) {
+        state.queue.Push(ConstBytes(chunk).first(static_cast<std::size_t>(received)));
+        state.work.Set();
+    }
+    return received;
+}
+
+/// Reads until the link is lost (true) or DeleteServer stops it (false).
+bool ReceiveUntilLost() {
+    const int socket = CurrentSocket();
+    int wait_errors = 0;
+    int read_errors = 0;
+    int empty_reads = 0;
+    while (state.running) {
+        const Readiness readiness = WaitReadable(socket, state.stop, -1);
+        if (!state.running) return false;
+        if (readiness == Readiness::kError) {
+            if (++wait_errors > kMostErrors) return true;
+            PLUG_LOG(kErr, "Net error.");
+            continue;
+        }
+        wait_errors = 0;
+        if (readiness != Readiness::kReadable) continue;
+        const ssize_t received = ReceiveOnce();
+        if (received > 0) {
+            read_errors = empty_reads = 0;
+        } else if (received < 0) {
+            if (++read_errors <= kMostErrors) continue;
+            PLUG_LOG(kErr, "receive error.");
+            return true;
+        } else {
+            if (++empty_reads > kMostEmptyReads) {
+                PLUG_LOG(kErr, "Close link.");
+                return true;
+            }
+            Pace(10);
+        }
+    }
+    return false;
+}
+
+void ServerRecv() {
+    if (ReceiveUntilLost()) state.handlers.on_lost();
+    CloseSocket();
+}
+
+void RespProc() {
+    while (state.running) {
+        if (state.queue.Pop(state.frame) != 0) {
+            state.work.Take();
+            continue;
+        }
+        const FrameHeader& header = state.frame.header;
+        if (header.type() == MsgType::kAck)
+            PLUG_LOG(kDebug, "regist or connnect ack len = %d,%d", header.head_length, header.body_length);
+        state.handlers.on_frame(state.frame);
+        Pace(10);
+    }
+}
+
+}  // namespace
+
+void SetLinkHandlers(const LinkHandlers& handlers) {
+    state.handlers = handlers;
+}
+
+int GetServerIp(const char* name, std::span<char> ip) {
+    const hostent* const host = gethostbyname(name);
+    if (host == nullptr) {
+        PLUG_LOG(kErr, "gethostbyname error for host:%s", name);
+        return -1;
+    }
+    ip[0] = '\0';
+    if (host->h_addrtype == AF_INET && host->h_addr_list[0] != nullptr) {
+        PLUG_LOG(kDebug, "hostname: %s", host->h_name);
+        inet_ntop(AF_INET, host->h_addr_list[0], ip.data(), static_cast<socklen_t>(ip.size()));
+        PLUG_LOG(kDebug, "ip: %s", ip.data());
+    }
+    if (ip[0] == '\0') {
+        PLUG_LOG(kErr, "server_ip is empty.");
+        return -2;
+    }
+    return 0;
+}
+
+int ServerInit(const char* ip, int port, LinkThreads& threads) {
+    if (state.running) {
+        PLUG_LOG(kErr, "Client running.");
+        return -1;
+    }
+    state.running = true;
+    state.queue.Reset();
+    state.work.Clear();
+    if (state.stop.Prepare() != 0 || SocketInit(ip, port) != 0) {
+        PLUG_LOG(kErr, "SocketInit error");
+        return -1;
+    }
+    if (threads.response.Start(RespProc) != 0) {
+        PLUG_LOG(kErr, "Create response thread failed");
+        return -1;
+    }
+    if (threads.receive.Start(ServerRecv) != 0) {
+        PLUG_LOG(kErr, "Create receive thread error.");
+        return -1;
+    }
+    return 0;
+}
+
+void DeleteServer(LinkThreads& threads) {
+    state.running = false;
+    state.work.Set();
+    state.stop.Set();
+    Pace(1000);
+    if (threads.response.Join() != 0) PLUG_LOG(kErr, "Stop response thread error...");
+    if (threads.receive.Join() != 0) PLUG_LOG(kErr, "Stop rtsp client stream error...");
+    CloseSocket();
+}
+
+void ResetLinkRunning() {
+    state.running = false;
+}
+
+int SendFrame(ConstBytes frame) {
+    if (frame.empty() || frame.size() > kMaxFrameSize) return -1;
+    const Guard guard(state.link);
+    if (state.socket == kNoSocket) return -1;
+    const ssize_t sent = send(state.socket, frame.data(), frame.size(), MSG_NOSIGNAL);
+    return sent == static_cast<ssize_t>(frame.size()) ? 0 : -1;
+}
+
+}  // namespace plug

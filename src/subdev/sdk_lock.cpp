@@ -1,0 +1,14 @@
+#include "subdev/sdk_lock.h"
+
+namespace plug {
+namespace {
+
+constinit Mutex subdev_mutex;
+
+}  // namespace
+
+Mutex& SubdevMutex() {
+    return subdev_mutex;
+}
+
+}  // namespace plug
