@@ -1,9 +1,10 @@
-// Ownership of cJSON trees and printed texts.
+// Ownership of cJSON trees and printed texts, and reading of members. Keys are found without regard to case.
 #pragma once
 
 #include <cjson/cJSON.h>
 
 #include <memory>
+#include <optional>
 
 namespace plug {
 
@@ -13,5 +14,17 @@ struct JsonDeleter {
 };
 using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
 using JsonText = std::unique_ptr<char, JsonDeleter>;
+
+/// The member's text; null when it is missing or no string.
+inline const char* JsonString(const cJSON* object, const char* key) {
+    return cJSON_GetStringValue(cJSON_GetObjectItem(object, key));
+}
+
+/// The member's integer value (0 for a member that is no number); none when it is missing.
+inline std::optional<int> JsonInteger(const cJSON* object, const char* key) {
+    const cJSON* const item = cJSON_GetObjectItem(object, key);
+    if (item == nullptr) return std::nullopt;
+    return item->valueint;
+}
 
 }  // namespace plug

@@ -4,8 +4,8 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
 
+#include "core/file.h"
 #include "core/log.h"
 #include "core/paths.h"
 #include "core/text.h"
@@ -19,11 +19,6 @@ struct ProfileState {
     std::array<char, 256> path{};  // main thread only
 };
 constinit ProfileState state;
-
-struct FileCloser {
-    void operator()(FILE* file) const { fclose(file); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 constexpr char kBlanks[] = " \t";
 
@@ -82,7 +77,7 @@ void NewProgramProfile(const char* given_path, const char* default_path) {
 }
 
 int getKeyValueStr(const char* section, const char* key, const char* default_value, std::span<char> value) {
-    const FilePtr file(fopen(state.path.data(), "re"));
+    const FilePtr file = OpenToRead(state.path.data());
     if (file && Scan(file.get(), section, key, value)) return 0;
     if (!file) PLUG_LOG(kErr, "Can not fopen(\"%s\").\n", state.path.data());
     if (default_value == nullptr) {

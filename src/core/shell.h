@@ -1,0 +1,15 @@
+// The shell: programs of the router that the agent runs. A test may link its own implementation instead.
+#pragma once
+
+#include <cstdio>
+
+namespace plug {
+
+/// Runs a command and waits for its end. What the C library's system returns.
+int RunShell(const char* command);
+
+/// Starts a command and yields its output to read, or null. CloseShell waits for its end; -1 when that fails.
+FILE* OpenShell(const char* command);
+int CloseShell(FILE* output);
+
+}  // namespace plug
