@@ -120,9 +120,16 @@ TEST_F(Simulator, SetsAreWrittenBack) {
     ssid_cfg ssid;
     ASSERT_EQ(0, get_ssid_cfg(&ssid, 2));
     std::strcpy(ssid.ssid, "caf\xC3\xA9 \"quoted\" \\ and a tab\t");
+    ssid.enabled = 0;
+    ssid.band = 200;
+    ssid.channel = 0xFEDC;
     ssid.hidden = 7;
-    ssid.rate = 0xFFFFFFFF;
+    ssid.security = 201;
     ssid.bssid[5] = 0xFE;
+    ssid.max_stations = 0xFEDB;
+    std::strncpy(ssid.password, "another", sizeof ssid.password);
+    ssid.width = 0xFEDA;
+    ssid.rate = 0xFFFFFFFF;
     ASSERT_EQ(0, set_ssid_cfg(&ssid));
     dev_cfg device;
     ASSERT_EQ(0, get_dev_cfg(&device, kDesktop));
@@ -203,10 +210,12 @@ TEST_F(Simulator, EverySwitchAndAccountIsItsOwn) {
 }
 
 TEST_F(Simulator, AnEditIsSeenAtTheNextCall) {
-    // In place, of the same size and faster than files' times tick.
-    for (std::uint16_t i = 0; i < 200; ++i) {
+    // In place, of the same size, faster than files' times tick or with a clock that stands.
+    const auto ahead = std::filesystem::file_time_type::clock::now() + std::chrono::hours(1);
+    for (std::uint16_t i = 0; i < 100; ++i) {
         const auto percent = static_cast<std::uint16_t>(10 + i % 90);
         Write(R"({"cpu": {"use_percent": )" + std::to_string(percent) + "}}");
+        if (i >= 50) std::filesystem::last_write_time(file_, ahead);
         std::uint16_t seen = 0;
         ASSERT_EQ(0, get_cpu_use(&seen));
         ASSERT_EQ(percent, seen);
@@ -374,6 +383,8 @@ TEST_F(Simulator, AFileThatCannotBeUsedFailsTheCallAndSaysSoOnce) {
 
 TEST_F(Simulator, AChangeThatCannotBeSavedDidNotHappen) {
     ASSERT_EQ(0, set_name("before"));
+    std::filesystem::last_write_time(file_, std::filesystem::last_write_time(file_) - std::chrono::hours(1));
+    EXPECT_EQ(2, get_wan_num()) << "read once, and old enough to be kept";
     const std::string draft = file_ + "." + std::to_string(getpid()) + ".tmp";
     std::filesystem::create_directory(draft);
     testing::internal::CaptureStderr();
