@@ -41,18 +41,21 @@ bool Decrypt(const InboundFrame& frame, Plaintext& plain) {
     if (aes_decrypt(PlatformSettings().key, frame.body(), state.plain, length) != 0) return false;
     plain.padded = plain.bytes = ConstBytes(state.plain).first(length);
     plain.padding_valid = WithoutPadding(plain.padded, plain.bytes);
-    if (!plain.padding_valid) PLUG_LOG(kErr, "padding error, body of %zu bytes", length);
     return true;
 }
 
-/// Decrypts a frame whose checksum is not verified; one with an invalid padding is ignored as well.
+/// Decrypts a command that is not answered, so its checksum is not verified; one with an invalid padding is ignored.
 bool DecryptUnverified(const InboundFrame& frame, Plaintext& plain) {
-    return Decrypt(frame, plain) && plain.padding_valid;
+    if (!Decrypt(frame, plain)) return false;
+    if (!plain.padding_valid) PLUG_LOG(kErr, "padding error in a body of %zu bytes", plain.padded.size());
+    return plain.padding_valid;
 }
 
 bool Verified(const InboundFrame& frame, const Plaintext& plain) {
-    return plain.padding_valid &&
-           FrameChecksum(frame.header.body_length, frame.head(), plain.bytes) == frame.header.checksum;
+    const std::uint8_t sum = FrameChecksum(frame.header.body_length, frame.head(), plain.bytes);
+    if (plain.padding_valid && sum == frame.header.checksum) return true;
+    PLUG_LOG(kErr, "checksum error, frame says %d, its bytes %d", frame.header.checksum, sum);
+    return false;
 }
 
 void LogReceived(const InboundFrame& frame, const DataRecord& record) {
@@ -62,8 +65,8 @@ void LogReceived(const InboundFrame& frame, const DataRecord& record) {
 
 void HandleAckFrame(const InboundFrame& frame) {
     Plaintext plain;
-    if (frame.header.body_length > 0 && !DecryptUnverified(frame, plain)) return;
-    HandleAck(frame, plain.bytes);
+    if (frame.header.body_length > 0 && !Decrypt(frame, plain)) return;
+    HandleAck(frame, plain.padded);
 }
 
 /// Runs a verified function command and sends its answers: a failing one may get two.
@@ -89,7 +92,6 @@ void HandleFunctionCommand(const InboundFrame& frame) {
     const DataRecord record = ReadDataRecord(plain.bytes, true);
     LogReceived(frame, record);
     if (!Verified(frame, plain)) {
-        PLUG_LOG(kErr, "checksum error, header has %d", frame.header.checksum);
         SendReplyUpData(kBadChecksum, {}, record.data_type, &record.address);
         return;
     }

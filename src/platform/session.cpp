@@ -60,7 +60,7 @@ void LearnMac() {
 
 void LearnSerial() {
     if (AllZero(state.serial)) {
-        if (get_router_sn(state.serial.data()) != 0) {
+        if (static_cast<std::uint16_t>(get_router_sn(state.serial.data())) != 0) {
             PLUG_LOG(kErr, "ERROR: get sn failed!");
             exit(-1);
         }
@@ -119,14 +119,14 @@ void HandleRegisterAck(const InboundFrame& frame, ConstBytes plain) {
 void HandleLoginAck(const InboundFrame& frame, ConstBytes plain) {
     PLUG_LOG(kDebug, "login ack");
     LogAckHead(frame);
-    if (plain.empty()) {
+    ByteReader record(plain);
+    record.Skip(2);
+    const int interval = static_cast<std::int16_t>(record.U16());
+    if (!record.ok()) {  // an empty body, or one too short for an interval
         PLUG_LOG(kErr, "register ack error");
         RaiseLinkError();
         return;
     }
-    ByteReader record(plain);
-    record.Skip(2);
-    const int interval = static_cast<std::int16_t>(record.U16());
     state.heartbeat_seconds = std::max(interval, kShortestInterval);
     WriteStatus(Status::kLoggedIn);
     PLUG_LOG(kDebug, "login ack heartbeep interval %d", state.heartbeat_seconds.load());
@@ -139,6 +139,7 @@ int Login(LinkThreads& threads, std::int64_t wait_milliseconds, bool fresh) {
         PLUG_LOG(kErr, "Login Server wrong !");
         return -1;
     }
+    BeginAttempt();
     if (ServerInit(state.login_ip.data(), state.login_port, threads) != 0) {
         DeleteServer(threads);
         PLUG_LOG(kErr, "Login ServerInit error");
@@ -148,7 +149,6 @@ int Login(LinkThreads& threads, std::int64_t wait_milliseconds, bool fresh) {
         ClearLinkError();
         SetLoggedIn(false);
     }
-    BeginAttempt();
     LoginServer();
     WaitAttempt(wait_milliseconds);
     // A link error raised meanwhile stays: the session loop sees the loss at its next step.
@@ -219,16 +219,17 @@ int RegisterStart(LinkThreads& threads, const char* server_ip) {
     ForgetRegistration();
     LearnMac();
     LearnSerial();
+    BeginAttempt();
     if (ServerInit(server_ip, PlatformSettings().port, threads) != 0) {
         DeleteServer(threads);
         return -1;
     }
     WriteStatus(Status::kRegistering);
-    BeginAttempt();
     RegistSendMsg();
     WaitAttempt(10'000);
+    const bool registered = Registered() && !LinkError();
     DeleteServer(threads);
-    if (LinkError() || !Registered()) {
+    if (!registered) {
         WriteStatus(Status::kRegisterFailed);
         PLUG_LOG(kErr, "Register failed.");
         return -1;
