@@ -8,11 +8,21 @@
 namespace plug {
 namespace {
 
+// One field each of a composed answer; a failed query leaves it zero.
+
 template <std::size_t size>
-void PutTextField(ByteWriter& out, int (*get)(char*)) {
+std::uint16_t PutTextField(ByteWriter& out, int (*get)(char*)) {
     char field[size] = {};
-    get(field);
+    const std::uint16_t result = SdkCode(get(field));
     out.Copy(AsBytes({field, size}));
+    return result;
+}
+
+template <class Record>
+void PutRecordField(ByteWriter& out, int (*get)(Record*)) {
+    Record record{};
+    get(&record);
+    PutRecord(out, record);
 }
 
 void PutFlag(ByteWriter& out, int (*get)(std::uint8_t*)) {
@@ -33,36 +43,31 @@ std::uint64_t QueryPort(int (*get)(std::uint16_t, Value*), int port) {
 
 void DeviceInformation(ByteReader&, Answer& answer) {
     ByteWriter& out = answer.payload;
-    cpu_cfg cpu{};
-    mem_cfg memory{};
-    char name[32] = {};
-    get_cpu_cfg(&cpu);
-    get_mem_cfg(&memory);
-    answer.result = SdkCode(get_name(name));
-
     out.Copy(RouterMac());
     PutTextField<64>(out, get_router_sn);
     PutTextField<64>(out, get_router_vender);
     PutTextField<64>(out, get_router_model);
-    PutRecord(out, cpu);
-    PutRecord(out, memory);
-    out.Copy(AsBytes({name, sizeof name}));
+    PutRecordField(out, get_cpu_cfg);
+    PutRecordField(out, get_mem_cfg);
+    answer.result = PutTextField<32>(out, get_name);
     PutFlag(out, get_router_is_plug);
     PutFlag(out, get_router_support_ipv6);
 }
 
 void LanPortFlows(ByteReader&, Answer& answer) {
-    const int ports = get_lan_num();
-    answer.payload.U16(static_cast<std::uint16_t>(ports));
-    for (int port = 1; port <= ports; ++port) answer.payload.U64(QueryPort(get_lan_port_down_flow, port));
-    for (int port = 1; port <= ports; ++port) answer.payload.U64(QueryPort(get_lan_port_up_flow, port));
+    ByteWriter& out = answer.payload;
+    const std::uint16_t ports = get_lan_num();
+    out.U16(ports);
+    for (const auto get : {get_lan_port_down_flow, get_lan_port_up_flow}) {
+        for (int port = 1; port <= ports && out.ok(); ++port) out.U64(QueryPort(get, port));
+    }
 }
 
 void LinkStatus(ByteReader&, Answer& answer) {
     constexpr int kWifiModules = 4;
     ByteWriter& out = answer.payload;
     const auto put_all = [&out](int (*get)(std::uint16_t, std::uint8_t*), int count) {
-        for (int i = 1; i <= count; ++i) out.U8(static_cast<std::uint8_t>(QueryPort(get, i)));
+        for (int i = 1; i <= count && out.ok(); ++i) out.U8(static_cast<std::uint8_t>(QueryPort(get, i)));
     };
     const std::uint16_t lans = get_lan_num();
     out.U16(lans);
@@ -102,9 +107,7 @@ void SetRouterName(ByteReader& parameters, Answer& answer) {
 }
 
 void RouterPin(ByteReader&, Answer& answer) {
-    char pin[12] = {};
-    answer.result = SdkCode(get_router_pin(pin));
-    answer.payload.Copy(AsBytes({pin, sizeof pin}));
+    answer.result = PutTextField<12>(answer.payload, get_router_pin);
 }
 
 void FixedStatus(ByteReader&, Answer& answer) {

@@ -10,7 +10,7 @@
 namespace plug {
 namespace {
 
-constexpr const char* kLevelNames[] = {"ERR", "WARN", "NOTICE", "INFO", "DEBUG"};
+constexpr const char* kLevelNames[] = {"ERR", "WARN", "NOTICE", "INFO", "DEBUG", ""};
 
 constinit std::uint32_t log_mask = kErr;  // written once, before any thread starts
 

@@ -44,7 +44,8 @@ bool Decrypt(const InboundFrame& frame, Plaintext& plain) {
     return true;
 }
 
-/// Decrypts a command that is not answered, so its checksum is not verified; one with an invalid padding is ignored.
+/// Decrypts a command that is not answered, so its checksum is not verified; one with an invalid padding is
+/// ignored.
 bool DecryptUnverified(const InboundFrame& frame, Plaintext& plain) {
     if (!Decrypt(frame, plain)) return false;
     if (!plain.padding_valid) PLUG_LOG(kErr, "padding error in a body of %zu bytes", plain.padded.size());

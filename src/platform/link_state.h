@@ -23,7 +23,7 @@ void ClearLinkError();
 /// Waits for the link error, at most `milliseconds`; true when it is raised.
 bool WaitLinkError(std::int64_t milliseconds);
 
-/// Marks the start of a registration or login, before its frame is sent.
+/// Marks the start of a registration or login, before its connection is made.
 void BeginAttempt();
 /// Waits until the attempt is decided (registered, logged in or link error), at most `milliseconds`.
 void WaitAttempt(std::int64_t milliseconds);

@@ -37,8 +37,8 @@ void DeleteHeartbear(LinkThreads& threads);
 /// Asks the platform for this router's rules. What the send returned.
 int RulesRequest();
 
-/// Takes a register or login ack, by the state of the session. `plain` is the decrypted body, empty when the
-/// frame has none. Response thread.
+/// Takes a register or login ack, by the state of the session. `plain` is the decrypted body with its
+/// padding, empty when the frame has none. Response thread.
 void HandleAck(const InboundFrame& frame, ConstBytes plain);
 
 }  // namespace plug
