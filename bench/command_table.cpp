@@ -1,0 +1,211 @@
+#include "bench/command_table.h"
+
+namespace plug::bench {
+namespace {
+
+using K = FieldKind;
+
+// What commands take.
+constexpr Field kIndex[] = {{"index", K::kU16}};
+constexpr Field kOn[] = {{"on", K::kSwitch}};
+constexpr Field kByte[] = {{"value", K::kU8}};
+constexpr Field kOneMac[] = {{"mac", K::kMac}};
+constexpr Field kText[] = {{"text", K::kRest}};
+constexpr Field kJson[] = {{"json", K::kCountedText}};
+constexpr Field kTarget[] = {{"address", K::kIp}};
+constexpr Field kSsidSwitch[] = {{"index", K::kU16}, {"on", K::kSwitch}};
+constexpr Field kServices[] = {{"ftp", K::kSwitch}, {"samba", K::kSwitch}, {"telnet", K::kSwitch}};
+constexpr Field kAccounts[] = {{"ftp_user", K::kText, 16},    {"ftp_password", K::kText, 16},
+                               {"samba_user", K::kText, 16},  {"samba_password", K::kText, 16},
+                               {"telnet_user", K::kText, 16}, {"telnet_password", K::kText, 16}};
+constexpr Field kLimits[] = {{"mac", K::kMac}, {"up", K::kU64}, {"down", K::kU64}};
+constexpr Field kDeviceName[] = {{"mac", K::kMac}, {"name", K::kRest}};
+constexpr Field kDns[] = {{"first", K::kIp}, {"second", K::kIp}};
+constexpr Field kPing[] = {{"address", K::kIp}, {"", K::kSkip, 16}, {"size", K::kU16}, {"count", K::kU16}};
+constexpr Field kThreshold[] = {{"first", K::kU8}, {"second", K::kU8}};
+
+// What answers hold.
+constexpr Field kValue[] = {{"value", K::kU8}};
+constexpr Field kCount[] = {{"count", K::kU16}};
+constexpr Field kPercent[] = {{"percent", K::kU16}};
+constexpr Field kConnections[] = {{"connections", K::kU32}};
+constexpr Field kByteCount[] = {{"bytes", K::kU64}};
+constexpr Field kSeconds[] = {{"seconds", K::kU64}};
+constexpr Field kUpDown[] = {{"up", K::kU64}, {"down", K::kU64}};
+constexpr Field kFixed[] = {{"", K::kSkip, 20}, {"value", K::kU8}};
+constexpr Field kName[] = {{"name", K::kText, 32}};
+constexpr Field kSpeeds[] = {{"speed0", K::kU16}, {"speed1", K::kU16}, {"speed2", K::kU16}};
+constexpr Field kPin[] = {{"pin", K::kText, 12}};
+constexpr Field kLongText[] = {{"text", K::kCountedText}};
+constexpr Field kLongRaw[] = {{"bytes", K::kCountedRaw}};
+constexpr Field kAdjacent[] = {{"record", K::kRaw, 77}};
+constexpr Field kRate[] = {{"rate", K::kI32}};
+constexpr Field kOnline[] = {{"mac", K::kMac}, {"name", K::kText, 32}, {"online", K::kSwitch}};
+
+// The SDK's records.
+constexpr Field kVersion[] = {{"version", K::kText, 60}, {"date", K::kDate}};
+constexpr Field kDeviceInformation[] = {
+    {"mac", K::kMac},        {"serial", K::kText, 64},      {"vendor", K::kText, 64},
+    {"model", K::kText, 64}, {"cpu_model", K::kText, 32},   {"cpu_cores", K::kU8},
+    {"cpu_mhz", K::kU16},    {"memory_kind", K::kText, 24}, {"memory_kib", K::kU32},
+    {"name", K::kText, 32},  {"is_plug", K::kU8},           {"support_ipv6", K::kU8}};
+constexpr Field kWan[] = {
+    {"index", K::kU16},     {"mode", K::kU8},       {"vlan", K::kU16},      {"service", K::kU16},
+    {"mac", K::kMac},       {"name", K::kText, 32}, {"user", K::kText, 64}, {"password", K::kText, 64},
+    {"ipv6", K::kText, 32}, {"address", K::kIp},    {"netmask", K::kIp},    {"gateway", K::kIp},
+    {"dns1", K::kIp},       {"dns2", K::kIp},       {"mtu", K::kU16},       {"state", K::kU8}};
+constexpr Field kLan[] = {{"address", K::kIp}, {"netmask", K::kIp}, {"mac", K::kMac}};
+constexpr Field kSsid[] = {{"index", K::kU16},         {"enabled", K::kU8},   {"band", K::kU8},
+                           {"channel", K::kU16},       {"hidden", K::kU8},    {"security", K::kU8},
+                           {"bssid", K::kMac},         {"stations", K::kU16}, {"ssid", K::kText, 33},
+                           {"password", K::kText, 65}, {"width", K::kU16},    {"rate", K::kU32}};
+constexpr Field kDevice[] = {
+    {"mac", K::kMac},  {"name", K::kText, 16}, {"link", K::kU8},  {"band", K::kU8},  {"by_name", K::kU8},
+    {"", K::kSkip, 1}, {"access", K::kU8},     {"", K::kSkip, 1}, {"rssi", K::kU16}, {"address", K::kIp}};
+constexpr Field kNeighbour[] = {{"ssid", K::kText, 64}, {"channel", K::kU32}, {"bssid", K::kMac}};
+constexpr Field kAttached[] = {{"address", K::kIp}, {"mac", K::kMac},     {"name", K::kText, 16},
+                               {"up", K::kU64},     {"down", K::kU64},    {"online", K::kU8},
+                               {"allowed", K::kU8}, {"attribute", K::kU8}};
+
+constexpr Answer Record(Fields fields) {
+    return {Shape::kRecord, fields};
+}
+constexpr Answer List(Fields fields) {
+    return {Shape::kList, fields};
+}
+constexpr Answer kDone{};
+constexpr Answer kNever{Shape::kNoAnswer};
+constexpr Fields kNone{};
+
+constexpr CommandRow kCommands[] = {
+    {1, "router-version", "the router's firmware", kNone, Record(kVersion)},
+    {2, "device-information", "the router's make, processor and memory", kNone, Record(kDeviceInformation)},
+    {3, "wan-config", "one WAN", kIndex, Record(kWan)},
+    {4, "wans", "all WANs", kNone, List(kWan)},
+    {5, "wan-tcp-connections", "open TCP connections of a WAN", kIndex, Record(kConnections)},
+    {6, "wan-udp-connections", "UDP connections of a WAN", kIndex, Record(kConnections)},
+    {7, "wan-received", "bytes received on a WAN", kIndex, Record(kByteCount)},
+    {8, "ping", "starts a ping", kPing, kDone},
+    {9, "ping-result", "the last ping's output", kNone, Record(kLongText)},
+    {10, "lan-config", "the LAN", kNone, Record(kLan)},
+    {11, "lan-count", "number of LAN ports", kNone, Record(kCount)},
+    {12, "lan-flows", "bytes through each LAN port", kNone, {Shape::kPorts}},
+    {13, "ssids", "all SSIDs of all radios", kNone, {Shape::kRadios, kSsid}},
+    {14, "ssid-switch", "whether an SSID is on", kIndex, Record(kOn)},
+    {15, "ssid-switch-set", "switches an SSID", kSsidSwitch, kDone},
+    {16, "ssid-config", "one SSID", kIndex, Record(kSsid)},
+    {17, "ssid-config-set", "changes an SSID", kSsid, kDone, 16},
+    {18, "wifi-radio-switch", "whether the radio is on", kNone, Record(kOn)},
+    {19, "wifi-radio-switch-set", "switches the radio", kOn, kDone},
+    {20, "fixed-20", "a fixed answer", kNone, Record(kFixed)},
+    {21, "accepted-21", "accepted without effect", kNone, kDone},
+    {22, "led-switch", "whether the LEDs are on", kNone, Record(kOn)},
+    {23, "led-switch-set", "switches the LEDs", kOn, kDone},
+    {24, "fixed-24", "a fixed answer", kNone, Record(kFixed)},
+    {25, "accepted-25", "accepted without effect", kNone, kDone},
+    {26, "service-switches", "whether FTP, Samba and Telnet are on", kNone, Record(kServices)},
+    {27, "service-switches-set", "switches FTP, Samba and Telnet", kServices, kDone},
+    {28, "service-accounts", "users and passwords of FTP, Samba and Telnet", kNone, Record(kAccounts)},
+    {29, "service-accounts-set", "changes users and passwords", kAccounts, kDone, 28},
+    {30, "wps-switch", "whether WPS is on", kNone, Record(kOn)},
+    {31, "wps-switch-set", "switches WPS", kOn, kDone},
+    {32, "device-access-set", "allows or restricts a device", kDevice, kDone, 38},
+    {33, "device-bandwidth", "what a device uses now", kOneMac, Record(kUpDown)},
+    {34, "device-limits", "a device's limits", kOneMac, Record(kUpDown)},
+    {35, "device-limits-set", "limits a device; 0 is no limit", kLimits, kDone},
+    {36, "device-name", "a device's name", kOneMac, Record(kName)},
+    {37, "device-name-set", "names a device", kDeviceName, kDone},
+    {38, "device", "one device", kOneMac, Record(kDevice)},
+    {39, "devices", "all devices", kNone, List(kDevice)},
+    {40, "unanswered-40", "accepted without an answer", kNone, kNever},
+    {41, "device-speed", "a device's link speeds in Mbps", kOneMac, Record(kSpeeds)},
+    {42, "neighbours", "Wi-Fi networks nearby", kNone, List(kNeighbour)},
+    {43, "black-list", "devices on the black list", kNone, List(kOneMac)},
+    {44, "dns", "the DNS servers", kNone, Record(kDns)},
+    {45, "dns-set", "changes the DNS servers", kDns, kDone},
+    {46, "name-set", "names the router", kText, kDone},
+    {47, "cpu-use", "processor use", kNone, Record(kPercent)},
+    {48, "memory-use", "memory use", kNone, Record(kPercent)},
+    {49, "link-states", "LAN ports, WANs and Wi-Fi modules", kNone, {Shape::kLinkStates}},
+    {50, "full-load-set", "switches full load", kSsidSwitch, kDone},
+    {51, "traceroute", "starts a traceroute", kTarget, kDone},
+    {52, "traceroute-result", "ends the traceroute and shows it", kNone, Record(kLongText)},
+    {53, "sync-time", "synchronises the clock", kNone, kDone},
+    {54, "uptime", "seconds since the router started", kNone, Record(kSeconds)},
+    {55, "restart", "restarts the router", kNone, kDone},
+    {56, "redirection-set", "sets the redirection", kNone, kDone},
+    {57, "firmware-update", "updates the firmware", kNone, kDone},
+    {58, "flow-rates", "bytes per second through the WANs", kNone, Record(kUpDown)},
+    {59, "test-url-set", "sets the HTTP test URL", kNone, kDone},
+    {60, "pin", "the router's PIN", kNone, Record(kPin)},
+    {61, "rate-test", "starts a rate test; report rate-test follows", kNone, Record(kPin)},
+    {64, "attached-scan", "scans attached devices; report attached follows", kNone, kDone},
+    {66, "bandwidth-rules", "limits devices by a JSON list", kText, kDone},
+    {69, "surf-rules", "sets surf rules by JSON", kText, kDone},
+    {70, "wifi-band", "a radio's frequency band", kByte, Record(kValue)},
+    {71, "mesh-support", "whether mesh is supported", kNone, Record(kValue)},
+    {72, "mesh-switch-set", "switches mesh", kOn, kDone},
+    {73, "mesh-switch", "whether mesh is on", kNone, Record(kOn)},
+    {74, "mesh-roaming-set", "switches roaming", kOn, kDone},
+    {75, "mesh-roaming", "whether roaming is on", kNone, Record(kOn)},
+    {76, "mesh-threshold-set", "changes the roaming thresholds", kThreshold, kDone},
+    {77, "mesh-threshold", "the roaming thresholds", kNone, Record(kThreshold)},
+    {78, "mesh-topology", "the mesh's topology", kNone, Record(kLongRaw)},
+    {79, "adjacent-wifi", "networks nearby, by the local agent", kNone, List(kAdjacent), 0, 65},
+    {80, "bssids", "BSSIDs, by the local agent", kNone, Record(kLongRaw)},
+    {81, "unanswered-81", "accepted without an answer", kNone, kNever},
+    {82, "wan-config-set", "changes a WAN", kWan, kDone, 3},
+    {83, "optimize", "starts the one-key optimisation", kNone, kDone},
+    {84, "unanswered-84", "accepted without an answer", kNone, kNever},
+    {85, "diagnose", "starts the fault diagnosis", kNone, kDone},
+    {86, "unanswered-86", "accepted without an answer", kNone, kNever},
+    {87, "config-data", "configuration as JSON", kJson, kDone},
+    {88, "auto-report-set", "configures automatic reports by JSON", kJson, kDone},
+};
+
+constexpr ReportRow kReports[] = {
+    {3, "update-progress"},
+    {13, "rules-request"},
+    {14, "version"},
+    {17, "firmware-update"},
+    {40, "online", true, List(kOnline)},
+    {62, "rate-test", true, Record(kRate)},
+    {63, "attached", true, List(kAttached)},
+};
+
+template <class Row, std::size_t count, class Matches>
+const Row* Find(const Row (&rows)[count], Matches matches) {
+    const auto found = std::find_if(std::begin(rows), std::end(rows), matches);
+    return found == std::end(rows) ? nullptr : found;
+}
+
+}  // namespace
+
+std::span<const CommandRow> CommandRows() {
+    return kCommands;
+}
+
+const CommandRow* FindCommand(std::string_view name) {
+    return Find(kCommands,
+                [&](const CommandRow& row) { return row.name == name || std::to_string(row.id) == name; });
+}
+
+const CommandRow* FindCommand(std::uint16_t id) {
+    return Find(kCommands, [&](const CommandRow& row) { return row.id == id; });
+}
+
+std::span<const ReportRow> ReportRows() {
+    return kReports;
+}
+
+const ReportRow* FindReport(std::string_view name_or_number) {
+    return Find(kReports, [&](const ReportRow& row) {
+        return row.name == name_or_number || std::to_string(row.number) == name_or_number;
+    });
+}
+
+const ReportRow* FindReport(std::uint16_t number) {
+    return Find(kReports, [&](const ReportRow& row) { return row.number == number; });
+}
+
+}  // namespace plug::bench

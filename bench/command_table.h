@@ -1,0 +1,50 @@
+// Every function-ID command: its number and name, what it takes and what its answer holds. One row a command.
+#pragma once
+
+#include "bench/layout.h"
+
+namespace plug::bench {
+
+/// What follows the echo and the result in an answer.
+enum class Shape : std::uint8_t {
+    kNothing,
+    kRecord,  // the fields
+    kList,    // u16 count, then that many records of the fields
+    kPorts,   // u16 count, then that many down counters (u64), then as many up counters
+    kRadios,  // u16 count of radios, then for each a u16 count of SSIDs and that many records of the fields
+    kLinkStates,  // u16 count and states of the LAN ports, the same of the WANs, then four Wi-Fi modules
+    kNoAnswer,    // the command is never answered
+};
+
+struct Answer {
+    Shape shape = Shape::kNothing;
+    Fields fields{};
+};
+
+struct CommandRow {
+    std::uint16_t id;
+    const char* name;
+    const char* help;
+    Fields parameters{};
+    Answer answer{};
+    /// A row whose answer is laid out like this row's parameters: parameters not given are taken from it.
+    std::uint16_t read_first = 0;
+    int answer_seconds = 15;  // how long an answer may take
+};
+
+std::span<const CommandRow> CommandRows();
+const CommandRow* FindCommand(std::string_view name);
+const CommandRow* FindCommand(std::uint16_t id);
+
+/// What is sent unasked: reports by DataType, and answer-shaped replies by function ID.
+struct ReportRow {
+    std::uint8_t number;
+    const char* name;
+    bool binary = false;  // in the shape of an answer; else text
+    Answer answer{};
+};
+std::span<const ReportRow> ReportRows();
+const ReportRow* FindReport(std::string_view name_or_number);
+const ReportRow* FindReport(std::uint16_t number);
+
+}  // namespace plug::bench

@@ -1,0 +1,125 @@
+#include "bench/console.h"
+
+#include <editline/readline.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+namespace plug::bench {
+namespace {
+
+// The line editor keeps its state in globals and calls back without arguments; so does this file, for its one
+// console.
+Interpreter* current = nullptr;
+bool editing = false;  // the prompt is on the screen
+bool ended = false;    // the end of input was typed
+std::vector<std::string> candidates;
+
+std::string HistoryPath() {
+    const char* const home = getenv("HOME");
+    return home == nullptr ? std::string() : std::string(home) + "/.plug-bench-history";
+}
+
+char* NextCandidate(const char*, int state) {
+    const auto at = static_cast<std::size_t>(state);
+    return at < candidates.size() ? strdup(candidates[at].c_str()) : nullptr;
+}
+
+char** CompleteWord(const char* word, int, int end) {
+    rl_attempted_completion_over = 1;  // never file names
+    candidates = current->Complete(std::string(rl_line_buffer, static_cast<std::size_t>(end)));
+    rl_completion_append_character = candidates.size() == 1 && candidates[0].ends_with('=') ? '\0' : ' ';
+    return rl_completion_matches(word, NextCandidate);
+}
+
+void RunLine(const std::string& line) {
+    try {
+        current->Execute(line);
+    } catch (const CommandError& failure) {
+        current->output().Show({{"failed", failure.what()}}, failure.what());
+    }
+}
+
+void ShowPrompt();
+
+void TakeLine(char* line) {
+    editing = false;
+    rl_callback_handler_remove();
+    if (line == nullptr) {
+        ended = true;
+        return;
+    }
+    if (*line != '\0') add_history(line);
+    RunLine(line);
+    free(line);
+    if (!current->done()) ShowPrompt();
+}
+
+void ShowPrompt() {
+    rl_callback_handler_install(current->prompt().c_str(), TakeLine);
+    editing = true;
+}
+
+/// Until the end of input is seen on `input`; `read` takes what is there.
+void Loop(int news, const std::function<void()>& show_news, const std::function<void()>& read) {
+    while (!current->done() && !ended) {
+        pollfd polled[2] = {{STDIN_FILENO, POLLIN, 0}, {news, POLLIN, 0}};
+        if (poll(polled, 2, -1) < 0) continue;
+        if (polled[1].revents != 0) show_news();
+        if (polled[0].revents != 0) read();
+    }
+}
+
+void RunPlain(int news, const std::function<void()>& show_news) {
+    std::string pending;
+    Loop(news, show_news, [&pending] {
+        std::array<char, 4096> chunk;
+        const ssize_t got = read(STDIN_FILENO, chunk.data(), chunk.size());
+        ended = got <= 0;
+        pending.append(chunk.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+        if (ended && !pending.empty()) pending += '\n';
+        std::size_t end;
+        while (!current->done() && (end = pending.find('\n')) != std::string::npos) {
+            const std::string line = pending.substr(0, end);
+            pending.erase(0, end + 1);
+            RunLine(line);
+        }
+    });
+}
+
+void RunEdited(int news, const std::function<void()>& show_news) {
+    Output& output = current->output();
+    output.before = [] {
+        if (editing) fputs("\r\033[K", stdout);
+    };
+    output.after = [] {
+        if (editing) rl_forced_update_display();
+    };
+    rl_attempted_completion_function = CompleteWord;
+    using_history();
+    const std::string history = HistoryPath();
+    if (!history.empty()) read_history(history.c_str());
+    ShowPrompt();
+    Loop(news, show_news, [] { rl_callback_read_char(); });
+    if (editing) rl_callback_handler_remove();
+    editing = false;
+    if (!history.empty()) write_history(history.c_str());
+    output.before = output.after = nullptr;
+}
+
+}  // namespace
+
+void RunConsole(Interpreter& interpreter, int news, const std::function<void()>& show_news) {
+    current = &interpreter;
+    ended = false;
+    if (isatty(STDIN_FILENO) && isatty(STDOUT_FILENO))
+        RunEdited(news, show_news);
+    else
+        RunPlain(news, show_news);
+    current = nullptr;
+}
+
+}  // namespace plug::bench

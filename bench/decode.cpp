@@ -1,0 +1,293 @@
+#include "bench/decode.h"
+
+#include <stdexcept>
+
+namespace plug::bench {
+namespace {
+
+constexpr std::size_t kAnswerHeader = 6;
+
+Json ReadEntries(ByteReader& reader, Fields fields, std::size_t count) {
+    Json entries = Json::array();
+    for (std::size_t entry = 0; entry < count && reader.ok(); ++entry) {
+        Json fields_read = ReadFields(reader, fields);
+        if (reader.ok()) entries.push_back(std::move(fields_read));
+    }
+    return entries;
+}
+
+Json ReadRadios(ByteReader& reader, Fields fields) {
+    const std::uint16_t radios = reader.U16();
+    Json ssids = Json::array();
+    for (int radio = 1; radio <= radios && reader.ok(); ++radio) {
+        for (Json& ssid : ReadEntries(reader, fields, reader.U16())) {
+            Json row = {{"radio", radio}};
+            row.update(ssid);
+            ssids.push_back(std::move(row));
+        }
+    }
+    return {{"radios", radios}, {"ssids", ssids}};
+}
+
+Json ReadPorts(ByteReader& reader) {
+    const std::uint16_t count = reader.U16();
+    Json ports = Json::array();
+    for (int port = 1; port <= count; ++port) ports.push_back({{"port", port}, {"down", reader.U64()}});
+    for (Json& port : ports) port["up"] = reader.U64();
+    return {{"count", count}, {"ports", ports}};
+}
+
+Json ReadLinkStates(ByteReader& reader) {
+    const auto read = [&reader](std::size_t count) {
+        Json states = Json::array();
+        for (const std::uint8_t state : reader.Take(count)) states.push_back(state);
+        return states;
+    };
+    Json fields;
+    fields["lan_ports"] = read(reader.U16());
+    fields["wans"] = read(reader.U16());
+    fields["wifi_modules"] = read(4);
+    return fields;
+}
+
+Json ReadAnswer(ByteReader& reader, const Answer& answer) {
+    switch (answer.shape) {
+        case Shape::kNothing:
+        case Shape::kNoAnswer:
+            return Json::object();
+        case Shape::kRecord:
+            return ReadFields(reader, answer.fields);
+        case Shape::kList: {
+            const std::uint16_t count = reader.U16();
+            return {{"count", count}, {"entries", ReadEntries(reader, answer.fields, count)}};
+        }
+        case Shape::kPorts:
+            return ReadPorts(reader);
+        case Shape::kRadios:
+            return ReadRadios(reader, answer.fields);
+        case Shape::kLinkStates:
+            return ReadLinkStates(reader);
+    }
+    return {};
+}
+
+void ReadPayload(Json& into, ConstBytes payload, const Answer& answer) {
+    ByteReader reader(payload);
+    into["fields"] = ReadAnswer(reader, answer);
+    if (!reader.ok())
+        into["warning"] =
+            "the payload of " + std::to_string(payload.size()) + " bytes is shorter than its layout";
+    else if (!reader.rest().empty())
+        into["warning"] = std::to_string(reader.rest().size()) + " bytes follow the layout";
+}
+
+bool Printable(ConstBytes bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) {
+        return byte >= ' ' || byte == '\n' || byte == '\t' || byte == '\r';
+    });
+}
+
+/// Text as such, JSON text as JSON, everything else in hexadecimal.
+void ShowData(Json& into, const LinkEvent& event) {
+    if (event.data.empty()) return;
+    if (!Printable(event.data)) {
+        into["bytes"] = ToHex(event.data);
+        return;
+    }
+    Json parsed = Json::parse(event.text(), nullptr, false);
+    if (parsed.is_discarded())
+        into["text"] = event.text();
+    else
+        into["fields"] = std::move(parsed);
+}
+
+/// What has the shape of an answer by its layout, the rest as it is.
+void ShowNamed(Json& into, const LinkEvent& event, const char* name, const Answer* layout) {
+    if (name != nullptr) into["name"] = name;
+    if (layout == nullptr || !event.has_echo()) {
+        ShowData(into, event);
+        return;
+    }
+    into["result"] = event.result();
+    if (event.result() == 0) ReadPayload(into, Payload(event), *layout);
+}
+
+void ShowReport(Json& into, const LinkEvent& event, std::uint16_t number) {
+    const ReportRow* const row = FindReport(number);
+    ShowNamed(into, event, row != nullptr ? row->name : nullptr,
+              row != nullptr && row->binary ? &row->answer : nullptr);
+}
+
+void ShowReply(Json& into, const LinkEvent& event) {
+    if (event.header.type() == MsgType::kPlugReply || !event.has_echo()) {
+        ShowData(into, event);
+        return;
+    }
+    into["id"] = event.function_id();
+    if (const CommandRow* const row = FindCommand(event.function_id()); row != nullptr)
+        ShowNamed(into, event, row->name, &row->answer);
+    else
+        ShowReport(into, event, event.function_id());
+}
+
+std::vector<const Field*> Written(Fields fields) {
+    std::vector<const Field*> written;
+    for (const Field& field : fields)
+        if (field.kind != FieldKind::kSkip) written.push_back(&field);
+    return written;
+}
+
+std::size_t IndexOf(const CommandRow& row, const std::vector<const Field*>& fields, std::string_view name) {
+    for (std::size_t at = 0; at < fields.size(); ++at)
+        if (fields[at]->name == name) return at;
+    throw std::invalid_argument(std::string(row.name) + " has no parameter \"" + std::string(name) +
+                                "\"; it takes " + ParameterForm(row));
+}
+
+/// "name=value" when the name is a parameter's; a value may hold '=' of its own.
+bool IsNamed(const std::vector<const Field*>& fields, const std::string& word) {
+    const std::size_t equals = word.find('=');
+    if (equals == std::string::npos) return false;
+    const std::string_view name = std::string_view(word).substr(0, equals);
+    const bool known =
+        std::any_of(fields.begin(), fields.end(), [&](const Field* field) { return field->name == name; });
+    const bool like_a_name =
+        !name.empty() && name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_0123456789") == name.npos;
+    return known || like_a_name;
+}
+
+using Values = std::vector<std::optional<std::string>>;
+
+/// The written values by field. The last field takes all remaining words when it is a text.
+Values Assign(const CommandRow& row, const std::vector<const Field*>& fields,
+              const std::vector<std::string>& words) {
+    Values values(fields.size());
+    std::size_t next = 0;
+    for (const std::string& word : words) {
+        if (IsNamed(fields, word)) {
+            const std::size_t equals = word.find('=');
+            values[IndexOf(row, fields, word.substr(0, equals))] = word.substr(equals + 1);
+            continue;
+        }
+        const bool rest = !fields.empty() && next == fields.size() && FieldSize(*fields.back()) == 0;
+        if (rest) {
+            *values.back() += " " + word;
+            continue;
+        }
+        if (next == fields.size())
+            throw std::invalid_argument("too many parameters: " + std::string(row.name) + " takes " +
+                                        (fields.empty() ? "none" : ParameterForm(row)));
+        values[next++] = word;
+    }
+    return values;
+}
+
+}  // namespace
+
+std::string ParameterForm(const CommandRow& row) {
+    std::string form;
+    for (const Field* field : Written(row.parameters))
+        form += (form.empty() ? "" : " ") + std::string(field->name) + "=<" + ValueForm(*field) + ">";
+    return form;
+}
+
+ByteVector EncodeParameters(const CommandRow& row, const std::vector<std::string>& words, ConstBytes base) {
+    const std::vector<const Field*> fields = Written(row.parameters);
+    const Values values = Assign(row, fields, words);
+    ByteVector record;
+    std::size_t next = 0;
+    for (const Field& field : row.parameters) {
+        if (field.kind == FieldKind::kSkip) {
+            WriteField(record, field, "");
+            continue;
+        }
+        const std::size_t offset = record.size();
+        const std::optional<std::string>& value = values[next++];
+        if (value) {
+            WriteField(record, field, *value);
+        } else if (offset + FieldSize(field) <= base.size()) {
+            const ConstBytes kept = base.subspan(offset, FieldSize(field));
+            record.insert(record.end(), kept.begin(), kept.end());
+        } else {
+            throw std::invalid_argument(std::string(row.name) + " needs " + field.name + "; it takes " +
+                                        ParameterForm(row));
+        }
+    }
+    return record;
+}
+
+ByteVector EncodeBaseParameters(const CommandRow& row, const std::vector<std::string>& words) {
+    const CommandRow& base = *FindCommand(row.read_first);
+    const std::vector<const Field*> fields = Written(row.parameters);
+    const Values values = Assign(row, fields, words);
+    ByteVector record;
+    for (std::size_t at = 0; at < base.parameters.size(); ++at) {
+        if (!values[at])
+            throw std::invalid_argument(std::string(row.name) + " needs " + fields[at]->name + "; it takes " +
+                                        ParameterForm(row));
+        WriteField(record, *fields[at], *values[at]);
+    }
+    return record;
+}
+
+ConstBytes Payload(const LinkEvent& event) {
+    if (!event.has_echo() || event.result() != 0) return {};
+    return ConstBytes(event.data).subspan(kAnswerHeader);
+}
+
+Json DecodeAnswer(const CommandRow& row, const LinkEvent& event) {
+    Json answer = {{"answer", row.name}, {"id", row.id}, {"code", event.code}};
+    if (event.data.empty()) {
+        answer["error"] = event.code == 11 ? std::string("wrong checksum, says the agent") : "no data";
+    } else if (!event.has_echo()) {
+        answer["error"] = event.text();
+    } else {
+        answer["result"] = event.result();
+        if (event.result() != 0)
+            answer["error"] = "result " + std::to_string(event.result());
+        else
+            ReadPayload(answer, Payload(event), row.answer);
+    }
+    return answer;
+}
+
+Json DecodeEvent(const LinkEvent& event) {
+    Json shown = {{"event", Name(event.kind)}, {"link", event.link}};
+    if (!AllZero(event.mac)) shown["mac"] = MacText(event.mac);
+    switch (event.kind) {
+        case EventKind::kConnected:
+            shown["server"] = Name(event.server);
+            shown["peer"] = event.peer;
+            break;
+        case EventKind::kRegister:
+            shown["serial"] = event.serial;
+            shown["pin"] = event.pin;
+            break;
+        case EventKind::kLogin:
+            shown["pin"] = event.pin;
+            break;
+        case EventKind::kHeartbeat:
+            shown["agent_time"] = event.agent_time;
+            break;
+        case EventKind::kReport:
+            shown["type"] = event.data_type;
+            if (event.header.type() == MsgType::kAddressedReport) shown["address"] = MacText(event.address);
+            ShowReport(shown, event, event.data_type);
+            break;
+        case EventKind::kReply:
+            shown["type"] = event.data_type;
+            shown["code"] = event.code;
+            ShowReply(shown, event);
+            break;
+        case EventKind::kBadFrame:
+            shown["bytes"] = ToHex(event.frame);
+            break;
+        case EventKind::kClosed:
+            shown["server"] = Name(event.server);
+            break;
+    }
+    if (!event.note.empty()) shown["note"] = event.note;
+    return shown;
+}
+
+}  // namespace plug::bench

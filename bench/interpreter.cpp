@@ -1,0 +1,220 @@
+#include "bench/interpreter.h"
+
+#include <charconv>
+#include <cstring>
+#include <thread>
+
+#include "bench/process.h"
+#include "bench/text_table.h"
+
+namespace plug::bench {
+
+Invocation::Invocation(const std::string& line) : line_(line) {
+    std::size_t at = 0;
+    while ((at = line_.find_first_not_of(" \t\r", at)) != std::string::npos) {
+        if (line_[at] == '#') {
+            line_.resize(at);
+            break;
+        }
+        starts_.push_back(at);
+        std::string word;
+        char quote = '\0';
+        for (; at < line_.size() && (quote != '\0' || !strchr(" \t\r", line_[at])); ++at) {
+            if (line_[at] == quote)
+                quote = '\0';
+            else if (quote == '\0' && (line_[at] == '"' || line_[at] == '\''))
+                quote = line_[at];
+            else
+                word += line_[at];
+        }
+        words_.push_back(std::move(word));
+    }
+    line_.resize(line_.find_last_not_of(" \t\r") + 1);
+}
+
+std::vector<std::string> Invocation::WordsFrom(std::size_t at) const {
+    if (at >= words_.size()) return {};
+    return {words_.begin() + static_cast<std::ptrdiff_t>(at), words_.end()};
+}
+
+std::string Invocation::RestFrom(std::size_t at) const {
+    return at < starts_.size() ? line_.substr(starts_[at]) : std::string();
+}
+
+Interpreter::Interpreter(Output& output)
+    : idle([](Milliseconds time) { std::this_thread::sleep_for(time); }),
+      prompt([] { return std::string("bench> "); }),
+      output_(output) {
+    AddCommon();
+}
+
+void Interpreter::Add(ConsoleCommand command) {
+    if (!command.alias.empty()) aliases_[command.alias] = command.name;
+    commands_[command.name] = std::move(command);
+}
+
+const ConsoleCommand* Interpreter::Find(const std::string& name) const {
+    const auto alias = aliases_.find(name);
+    const auto found = commands_.find(alias == aliases_.end() ? name : alias->second);
+    return found == commands_.end() ? nullptr : &found->second;
+}
+
+void Interpreter::Execute(const std::string& line) try {
+    const Invocation words(line);
+    if (words.size() == 0) return;
+    const ConsoleCommand* const command = Find(words.word(0));
+    if (command == nullptr) throw CommandError("no command \"" + words.word(0) + "\"; help lists them");
+    if (words.size() <= command->at_least)
+        throw CommandError("usage: " + command->name + " " + command->usage);
+    command->run(words);
+} catch (const CommandError&) {
+    throw;
+} catch (const std::exception& error) {
+    throw CommandError(error.what());
+}
+
+std::vector<std::string> Interpreter::Complete(const std::string& line) const {
+    Invocation words(line);
+    const bool new_word = line.empty() || line.back() == ' ';
+    const std::string start = new_word ? "" : words.word(words.size() - 1);
+    std::vector<std::string> candidates;
+    const auto offer = [&](const std::string& text) {
+        if (text.starts_with(start)) candidates.push_back(text);
+    };
+    const bool first = words.size() == 0 || (words.size() == 1 && !new_word);
+    const ConsoleCommand* const command = first ? nullptr : Find(words.word(0));
+    if (first || words.word(0) == "help")
+        for (const auto& [name, entry] : commands_) offer(name);
+    if (command != nullptr)
+        for (const std::string& text : command->completions) offer(text);
+    return candidates;
+}
+
+void Interpreter::AddCommon() {
+    const std::string group = "console and scripts";
+    Add({"help", "[<command>]", "lists the commands, or tells about one", group, 0,
+         [this](const Invocation& words) { Help(words); }});
+    Add({"echo", "<text>", "prints a text", group, 0, [this](const Invocation& words) {
+             const std::string text = words.RestFrom(1);
+             output_.Show({{"echo", text}}, text);
+         }});
+    Add({"expect",
+         "<field> <relation> [<value>]",
+         "checks the last answer; relations: == != < > contains exists",
+         group,
+         2,
+         [this](const Invocation& words) { Expect(words); },
+         {"==", "!=", "<", ">", "contains", "exists"}});
+    Add({"sleep", "<seconds>", "pauses, showing what comes in", group, 1,
+         [this](const Invocation& words) { idle(ParseSeconds(words.word(1))); }});
+    Add({"shell", "<command>", "runs a shell command; fails when that does", group, 1,
+         [this](const Invocation& words) { Shell(words); }});
+    Add({"quit", "", "ends the bench", group, 0, [this](const Invocation&) { done_ = true; }, {}, "exit"});
+}
+
+void Interpreter::Help(const Invocation& words) {
+    if (words.size() > 1) {
+        const ConsoleCommand* const command = Find(words.word(1));
+        if (command == nullptr) throw CommandError("no command \"" + words.word(1) + "\"");
+        output_.Show({{"command", command->name}, {"usage", command->usage}, {"help", command->help}},
+                     "    " + command->name + " " + command->usage + "\n    " + command->help);
+        return;
+    }
+    std::map<std::string, std::string> groups;
+    Json listed = Json::array();
+    for (const auto& [name, command] : commands_) {
+        listed.push_back({{"command", name}, {"usage", command.usage}, {"help", command.help}});
+        groups[command.group] += "    " + name +
+                                 std::string(24 - std::min<std::size_t>(23, name.size()), ' ') +
+                                 command.help + "\n";
+    }
+    std::string text;
+    for (const auto& [group, lines] : groups) text += group + ":\n" + lines;
+    output_.Show({{"commands", listed}}, text);
+}
+
+void Interpreter::Expect(const Invocation& words) {
+    ++expectations_;
+    CheckExpectation(last, words.word(1), words.word(2), words.size() > 3 ? words.word(3) : "");
+}
+
+void Interpreter::Shell(const Invocation& words) {
+    const Outcome outcome = Run({{"/bin/sh", "-c", words.RestFrom(1)}, {}, "", true});
+    last = {{"shell", words.RestFrom(1)}, {"status", outcome.status}, {"text", outcome.output}};
+    if (!outcome.output.empty() || output_.json()) output_.Show(last, outcome.output);
+    if (outcome.status != 0)
+        throw CommandError("the shell command ended with " + std::to_string(outcome.status));
+}
+
+namespace {
+
+const Json* Follow(const Json& from, const std::string& path) {
+    const Json* at = &from;
+    std::size_t start = 0;
+    while (start <= path.size()) {
+        const std::size_t dot = std::min(path.find('.', start), path.size());
+        const std::string step = path.substr(start, dot - start);
+        const bool index =
+            at->is_array() && !step.empty() && step.find_first_not_of("0123456789") == step.npos;
+        if (index && std::stoul(step) < at->size())
+            at = &(*at)[std::stoul(step)];
+        else if (at->is_object() && at->contains(step))
+            at = &(*at)[step];
+        else
+            return nullptr;
+        start = dot + 1;
+    }
+    return at;
+}
+
+std::optional<double> AsNumber(const std::string& text) {
+    double value = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || stop != text.data() + text.size()) return {};
+    return value;
+}
+
+bool Holds(const std::string& seen, const std::string& relation, const std::string& value) {
+    if (relation == "contains") return seen.find(value) != std::string::npos;
+    const auto left = AsNumber(seen);
+    const auto right = AsNumber(value);
+    const bool numbers = left && right;
+    const bool equal = numbers ? *left == *right : seen == value;
+    if (relation == "==") return equal;
+    if (relation == "!=") return !equal;
+    const bool less = numbers ? *left < *right : seen < value;
+    if (relation == "<") return less;
+    if (relation == ">") return !less && !equal;
+    throw CommandError("no relation \"" + relation + "\"; there are == != < > contains exists");
+}
+
+}  // namespace
+
+void CheckExpectation(const Json& answer, const std::string& field, const std::string& relation,
+                      const std::string& value) {
+    const std::string wanted = "expected " + field + " " + relation + (value.empty() ? "" : " " + value);
+    const Json* found = answer.contains("fields") ? Follow(answer["fields"], field) : nullptr;
+    if (found == nullptr) found = Follow(answer, field);
+    if (found == nullptr) {
+        const std::string seen = answer.dump(-1, ' ', false, Json::error_handler_t::replace);
+        throw ExpectationFailed(wanted + ", but there is no such field in " + seen.substr(0, 400));
+    }
+    if (relation == "exists") return;
+    const std::string seen = Inline(*found);
+    if (!Holds(seen, relation, value)) throw ExpectationFailed(wanted + ", saw " + seen);
+}
+
+Milliseconds ParseSeconds(const std::string& text) {
+    const auto seconds = AsNumber(text);
+    if (!seconds || *seconds < 0) throw CommandError("no time in seconds: " + text);
+    return Milliseconds(static_cast<std::int64_t>(*seconds * 1000));
+}
+
+std::uint64_t ParseNumber(const std::string& text) {
+    std::uint64_t value = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || stop != text.data() + text.size()) throw CommandError("no number: " + text);
+    return value;
+}
+
+}  // namespace plug::bench

@@ -1,0 +1,98 @@
+// Commands by name: what console and scripts have in common, whatever side of the agent registers the
+// commands.
+//
+// A line is a command and words; quotes hold blanks together and '#' at the start of a word begins a comment.
+// A command throws CommandError when it fails, and leaves what it learned in `last`, which `expect` examines.
+// One thread.
+#pragma once
+
+#include <map>
+#include <stdexcept>
+
+#include "bench/output.h"
+
+namespace plug::bench {
+
+struct CommandError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+/// An expectation that does not hold; the rest of a script still means something.
+struct ExpectationFailed : CommandError {
+    using CommandError::CommandError;
+};
+
+/// A line taken apart.
+class Invocation {
+  public:
+    explicit Invocation(const std::string& line);
+
+    std::size_t size() const { return words_.size(); }  // the command's name included
+    const std::string& word(std::size_t at) const { return words_.at(at); }
+    /// The words from `at` on; none when there are fewer.
+    std::vector<std::string> WordsFrom(std::size_t at) const;
+    /// The raw text from word `at` on, for what brings quotes of its own.
+    std::string RestFrom(std::size_t at) const;
+    /// The line without its first `at` words.
+    Invocation From(std::size_t at) const { return Invocation(RestFrom(at)); }
+
+  private:
+    std::string line_;
+    std::vector<std::string> words_;
+    std::vector<std::size_t> starts_;
+};
+
+struct ConsoleCommand {
+    std::string name;
+    std::string usage;  // its words, without the name
+    std::string help;
+    std::string group;
+    std::size_t at_least = 0;  // words it needs
+    std::function<void(const Invocation&)> run;
+    std::vector<std::string> completions{};  // of its words
+    std::string alias{};                     // another name
+};
+
+class Interpreter {
+  public:
+    /// Registers the commands that every side has: help, echo, expect, sleep, shell, quit.
+    explicit Interpreter(Output& output);
+
+    void Add(ConsoleCommand command);
+    /// Runs one line; an empty one does nothing. Throws CommandError, and nothing else.
+    void Execute(const std::string& line);
+    /// What may stand where `line` ends, for completion of its last word.
+    std::vector<std::string> Complete(const std::string& line) const;
+    const ConsoleCommand* Find(const std::string& name) const;
+    const std::map<std::string, ConsoleCommand>& commands() const { return commands_; }
+
+    Output& output() { return output_; }
+    bool done() const { return done_; }
+    int expectations() const { return expectations_; }
+
+    Json last;                               // what the last command learned
+    std::function<void(Milliseconds)> idle;  // a pause during which the side shows what comes in
+    std::function<std::string()> prompt;
+
+  private:
+    void AddCommon();
+    void Help(const Invocation& words);
+    void Expect(const Invocation& words);
+    void Shell(const Invocation& words);
+
+    Output& output_;
+    std::map<std::string, ConsoleCommand> commands_;
+    std::map<std::string, std::string> aliases_;
+    bool done_ = false;
+    int expectations_ = 0;
+};
+
+/// Whether `field` of an answer, as "fields.entries.0.name" or, short, "entries.0.name", stands in the
+/// relation to `value`: ==, !=, <, >, contains, exists. Throws ExpectationFailed saying what was seen.
+void CheckExpectation(const Json& answer, const std::string& field, const std::string& relation,
+                      const std::string& value);
+
+/// A time in seconds, as "0.5"; throws CommandError.
+Milliseconds ParseSeconds(const std::string& text);
+std::uint64_t ParseNumber(const std::string& text);  // throws CommandError
+
+}  // namespace plug::bench

@@ -1,0 +1,33 @@
+// Where sides, console and scripts print: text for people, or one JSON object a line for machines.
+#pragma once
+
+#include <cstdio>
+#include <functional>
+
+#include "bench/layout.h"
+
+namespace plug::bench {
+
+class Output {
+  public:
+    explicit Output(bool json) : json_(json) {}
+
+    /// Prints the object in JSON mode, else the text.
+    void Show(const Json& object, const std::string& text) {
+        if (before) before();
+        const std::string line = json_ ? object.dump(-1, ' ', false, Json::error_handler_t::replace) : text;
+        fprintf(stdout, "%s%s", line.c_str(), line.ends_with('\n') ? "" : "\n");
+        fflush(stdout);
+        if (after) after();
+    }
+    bool json() const { return json_; }
+
+    // A console takes its prompt away before and puts it back after.
+    std::function<void()> before;
+    std::function<void()> after;
+
+  private:
+    bool json_;
+};
+
+}  // namespace plug::bench

@@ -1,0 +1,391 @@
+#include "bench/platform.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <system_error>
+#include <utility>
+
+#include "bench/agent_link.h"
+#include "bench/sockets.h"
+
+namespace plug::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kTokenSize = 32;
+constexpr std::uint16_t kUnsupported = 7;  // the result of a command that the agent does not know
+
+/// A token that carries the agent's MAC, so that the login is known even after the bench was started anew.
+constexpr char kTokenPrefix[] = "bench-token-";
+
+ByteVector TokenFor(const MacAddress& mac, const std::string& fixed) {
+    const std::string text = fixed.empty() ? kTokenPrefix + ToHex(mac) : fixed;
+    ByteVector token(kTokenSize);
+    ByteWriter(token).Text(text, kTokenSize);
+    return token;
+}
+
+std::optional<MacAddress> MacOfToken(const ByteVector& token) {
+    const std::string_view text = AsText(token);
+    if (!text.starts_with(kTokenPrefix)) return {};
+    return ParseMac(text.substr(sizeof kTokenPrefix - 1, 12));
+}
+
+}  // namespace
+
+struct Platform::Agent {
+    AgentInfo info;
+    ByteVector token;
+    LinkPtr link;  // the login connection
+};
+
+Platform::Platform(PlatformOptions options)
+    : options_(std::move(options)), key_(MakeKey(options_.key)), behaviour_(options_.behaviour) {
+    ports_[0] = options_.register_port;
+    ports_[1] = options_.login_port;
+    wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wake_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+    OpenListener(Server::kRegistration);
+    OpenListener(Server::kLogin);
+    thread_ = std::thread([this] { Serve(); });
+}
+
+Platform::~Platform() {
+    stopping_ = true;
+    Wake();
+    thread_.join();
+    links_.clear();
+    agents_.clear();
+    CloseListener(Server::kRegistration);
+    CloseListener(Server::kLogin);
+    close(wake_);
+}
+
+void Platform::Wake() const {
+    eventfd_write(wake_, 1);
+}
+
+void Platform::Behave(Behaviour behaviour) {
+    const std::lock_guard guard(mutex_);
+    behaviour_ = std::move(behaviour);
+}
+
+Behaviour Platform::behaviour() const {
+    const std::lock_guard guard(mutex_);
+    return behaviour_;
+}
+
+void Platform::OpenListener(Server server) {
+    const std::lock_guard guard(mutex_);
+    const auto which = static_cast<std::size_t>(server);
+    if (listeners_[which] < 0) listeners_[which] = Listen(options_.listen, ports_[which]);
+    Wake();
+}
+
+void Platform::CloseListener(Server server) {
+    const std::lock_guard guard(mutex_);
+    int& listener = listeners_[static_cast<std::size_t>(server)];
+    if (listener >= 0) close(listener);
+    listener = -1;
+    Wake();
+}
+
+// --- the serving thread ---
+
+void Platform::Serve() {
+    std::vector<LinkPtr> links;
+    std::vector<pollfd> polled;
+    while (!stopping_) {
+        {
+            const std::lock_guard guard(mutex_);
+            std::erase_if(links_, [](const LinkPtr& link) { return !link->open; });
+            links = links_;
+            polled = {{wake_, POLLIN, 0}, {listeners_[0], POLLIN, 0}, {listeners_[1], POLLIN, 0}};
+        }
+        const auto now = Clock::now();
+        auto next_look = now + std::chrono::hours(1);
+        for (const LinkPtr& link : links) {
+            const auto stalled_until = link->stalled_until.load();
+            const bool stalled = stalled_until > now;
+            polled.push_back({stalled ? -1 : link->socket, POLLIN, 0});
+            if (stalled) next_look = std::min(next_look, stalled_until);
+            if (!link->delayed.empty()) next_look = std::min(next_look, link->delayed_until);
+        }
+        const auto left = std::chrono::ceil<Milliseconds>(next_look - now).count();
+        poll(polled.data(), polled.size(), static_cast<int>(left));
+
+        if (polled[0].revents != 0) {
+            eventfd_t count;
+            eventfd_read(wake_, &count);
+        }
+        if (polled[1].revents != 0) Accept(Server::kRegistration);
+        if (polled[2].revents != 0) Accept(Server::kLogin);
+        for (std::size_t at = 0; at < links.size(); ++at) {
+            const LinkPtr& link = links[at];
+            if (!link->delayed.empty() && link->delayed_until <= Clock::now())
+                link->Send(std::exchange(link->delayed, {}));
+            if (polled[at + 3].revents != 0) Read(link);
+        }
+    }
+}
+
+void Platform::Accept(Server server) {
+    LinkPtr link;
+    {
+        const std::lock_guard guard(mutex_);
+        sockaddr_in peer{};
+        const int socket = AcceptFrom(listeners_[static_cast<std::size_t>(server)], peer);
+        if (socket < 0) return;
+        link = std::make_shared<AgentLink>(socket, ++link_count_, server, AddressText(peer));
+        links_.push_back(link);
+    }
+    LinkEvent event;
+    event.kind = EventKind::kConnected;
+    event.peer = link->peer;
+    Record(link, std::move(event));
+}
+
+void Platform::Read(const LinkPtr& link) {
+    std::array<std::uint8_t, 16384> chunk;
+    const ssize_t received = recv(link->socket, chunk.data(), chunk.size(), 0);
+    if (received < 0 && (errno == EAGAIN || errno == EINTR)) return;
+    if (received <= 0) {
+        const std::string reset = received < 0 ? " with " + std::generic_category().message(errno) : "";
+        Close(link, link->dropped ? "closed by the platform" : "closed by the agent" + reset);
+        return;
+    }
+    link->received.insert(link->received.end(), chunk.begin(), chunk.begin() + received);
+    while (link->open) {
+        auto event = link->CutFrame(key_);
+        if (!event) return;
+        Handle(link, std::move(*event));
+    }
+}
+
+void Platform::Handle(const LinkPtr& link, LinkEvent event) {
+    switch (event.kind) {
+        case EventKind::kRegister:
+            OnRegister(link, event);
+            break;
+        case EventKind::kLogin:
+            OnLogin(link, event);
+            break;
+        case EventKind::kHeartbeat: {
+            bool answer;
+            {
+                const std::lock_guard guard(mutex_);
+                answer = behaviour_.answer_heartbeats;
+                if (const auto found = agents_.find(link->mac); found != agents_.end())
+                    ++found->second.info.heartbeats;
+            }
+            Record(link, std::move(event));
+            if (answer) link->Send(BuildFrame(key_, MsgType::kHeartbeatAck, {}, {}));
+            break;
+        }
+        default:
+            Record(link, std::move(event));
+            break;
+    }
+}
+
+void Platform::OnRegister(const LinkPtr& link, LinkEvent& event) {
+    link->mac = event.mac;
+    ByteVector token;
+    Behaviour behaviour;
+    {
+        const std::lock_guard guard(mutex_);
+        behaviour = behaviour_;
+        Agent& agent = agents_[event.mac];
+        agent.info.mac = event.mac;
+        agent.info.serial = event.serial;
+        agent.info.pin = event.pin;
+        ++agent.info.registrations;
+        token = agent.token = TokenFor(event.mac, behaviour.token);
+    }
+    Ack ack = behaviour.register_ack;
+    if (!options_.pin.empty() && event.pin != options_.pin) {
+        event.note = "PIN is not " + options_.pin;
+        ack = Ack::kRefuse;
+    }
+    sockaddr_in own = OwnName(link->socket);
+    if (!behaviour.login_address.empty()) inet_pton(AF_INET, behaviour.login_address.c_str(), &own.sin_addr);
+    const std::uint16_t port = behaviour.login_port != 0 ? behaviour.login_port : login_port();
+    Record(link, std::move(event));
+    SendAck(link, ack, [&](std::uint16_t code) {
+        return BuildRegisterAck(key_, code, token, ntohl(own.sin_addr.s_addr), port,
+                                AsBytes(behaviour.second_value));
+    });
+}
+
+void Platform::OnLogin(const LinkPtr& link, LinkEvent& event) {
+    Ack ack;
+    std::uint16_t interval;
+    {
+        const std::lock_guard guard(mutex_);
+        ack = behaviour_.login_ack;
+        interval = behaviour_.interval;
+        for (const auto& [mac, agent] : agents_)
+            if (agent.token == event.token) link->mac = mac;
+        if (AllZero(link->mac)) link->mac = MacOfToken(event.token).value_or(MacAddress{});
+        if (AllZero(link->mac)) {
+            event.note = "unknown token";
+            ack = Ack::kRefuse;
+        } else if (ack == Ack::kAccept) {
+            Agent& agent = agents_[link->mac];
+            agent.info.mac = link->mac;
+            agent.info.pin = event.pin;
+            agent.info.logged_in = true;
+            ++agent.info.logins;
+            agent.info.peer = link->peer;
+            agent.link = link;
+        }
+    }
+    event.mac = link->mac;
+    Record(link, std::move(event));
+    SendAck(link, ack, [&](std::uint16_t code) { return BuildLoginAck(key_, code, interval); });
+}
+
+void Platform::SendAck(const LinkPtr& link, Ack ack,
+                       const std::function<ByteVector(std::uint16_t code)>& accepted) {
+    if (ack == Ack::kSilent) return;
+    if (ack == Ack::kClose) {
+        Close(link, "closed by the platform");
+        return;
+    }
+    const std::array<std::uint8_t, 2> head = {ack == Ack::kRefuse, 0};
+    ByteVector frame = ack == Ack::kAccept ? accepted(0) : BuildFrame(key_, MsgType::kAck, head, {});
+    const Behaviour how = behaviour();
+    if (how.rewrite_ack) frame = how.rewrite_ack(std::move(frame));
+    if (how.ack_delay.count() == 0) {
+        link->Send(frame);
+    } else {
+        link->delayed = std::move(frame);
+        link->delayed_until = Clock::now() + how.ack_delay;
+    }
+}
+
+void Platform::Close(const LinkPtr& link, std::string note) {
+    if (!link->received.empty()) {
+        LinkEvent event;
+        event.kind = EventKind::kBadFrame;
+        event.frame = std::exchange(link->received, {});
+        event.note = "the connection ended inside a frame";
+        Record(link, std::move(event));
+    }
+    link->open = false;
+    {
+        const std::lock_guard guard(mutex_);
+        if (const auto found = agents_.find(link->mac);
+            found != agents_.end() && found->second.link == link) {
+            found->second.link.reset();
+            found->second.info.logged_in = false;
+            found->second.info.peer.clear();
+        }
+    }
+    // Behind a kept reference the socket would stay open; the peer hears of the end now.
+    shutdown(link->socket, SHUT_RDWR);
+    LinkEvent event;
+    event.kind = EventKind::kClosed;
+    event.note = std::move(note);
+    Record(link, std::move(event));
+}
+
+void Platform::Record(const LinkPtr& link, LinkEvent event) {
+    event.link = link->number;
+    event.server = link->server;
+    event.mac = link->mac;
+    log_.Append(std::move(event));
+}
+
+// --- callers' threads ---
+
+std::optional<LinkEvent> Platform::WaitFor(const EventMatch& matches, Milliseconds timeout) {
+    return own_cursor_.WaitFor(matches, timeout);
+}
+
+std::vector<AgentInfo> Platform::Agents() const {
+    const std::lock_guard guard(mutex_);
+    std::vector<AgentInfo> infos;
+    for (const auto& [mac, agent] : agents_) infos.push_back(agent.info);
+    return infos;
+}
+
+std::optional<AgentInfo> Platform::Find(const MacAddress& agent) const {
+    const std::lock_guard guard(mutex_);
+    const auto found = agents_.find(agent);
+    if (found == agents_.end()) return {};
+    return found->second.info;
+}
+
+LinkPtr Platform::LoginLink(const MacAddress& agent) const {
+    const std::lock_guard guard(mutex_);
+    const auto found = agents_.find(agent);
+    return found == agents_.end() ? nullptr : found->second.link;
+}
+
+bool Platform::SendBytes(const MacAddress& agent, ConstBytes bytes) {
+    const LinkPtr link = LoginLink(agent);
+    return link != nullptr && link->Send(bytes);
+}
+
+bool Platform::SendFrame(const MacAddress& agent, MsgType type, ConstBytes head, ConstBytes plain) {
+    return SendBytes(agent, BuildFrame(key_, type, head, plain));
+}
+
+bool Platform::SendCommand(const MacAddress& agent, std::uint16_t id, ConstBytes parameters,
+                           const std::optional<MacAddress>& address, std::uint16_t head) {
+    return SendBytes(agent, BuildCommand(key_, id, parameters, address.value_or(agent), head));
+}
+
+bool Platform::SendPlugData(const MacAddress& agent, std::uint8_t data_type, std::string_view text,
+                            MsgType type) {
+    return SendBytes(agent, BuildPlugData(key_, type, data_type, text));
+}
+
+std::optional<LinkEvent> Platform::Ask(const MacAddress& agent, std::uint16_t id, ConstBytes parameters,
+                                       Milliseconds timeout) {
+    Cursor cursor = FromNow();
+    const std::uint16_t head = NextHead();
+    if (!SendCommand(agent, id, parameters, {}, head)) return {};
+    return AwaitAnswer(cursor, agent, id, head, timeout);
+}
+
+std::optional<LinkEvent> Platform::AwaitAnswer(Cursor& cursor, const MacAddress& agent, std::uint16_t id,
+                                               std::uint16_t head, Milliseconds timeout,
+                                               std::optional<LinkEvent>* refusal) {
+    auto answer = cursor.WaitFor(IsAnswerTo(agent, id, head), timeout);
+    if (answer && answer->result() == kUnsupported) {
+        auto second = cursor.WaitFor(IsAnswerTo(agent, id, head), Milliseconds(1000));
+        if (refusal != nullptr) *refusal = std::move(second);
+    }
+    return answer;
+}
+
+bool Platform::SendSplit(const MacAddress& agent, ConstBytes bytes, std::size_t parts, Milliseconds pause) {
+    const LinkPtr link = LoginLink(agent);
+    return link != nullptr && link->SendSplit(bytes, parts, pause);
+}
+
+bool Platform::ForceDisconnect(const MacAddress& agent) {
+    return SendFrame(agent, MsgType::kForcedDisconnect, {}, {});
+}
+
+bool Platform::Drop(const MacAddress& agent, bool abruptly) {
+    const LinkPtr link = LoginLink(agent);
+    return link != nullptr && link->Drop(abruptly);
+}
+
+bool Platform::Stall(const MacAddress& agent, Milliseconds time) {
+    const LinkPtr link = LoginLink(agent);
+    if (link == nullptr) return false;
+    link->stalled_until = Clock::now() + time;
+    Wake();
+    return true;
+}
+
+}  // namespace plug::bench

@@ -1,0 +1,97 @@
+#include "bench/sandbox.h"
+
+#include <fcntl.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "bench/process.h"
+
+namespace plug::bench {
+namespace {
+
+constexpr char kHosts[] = "/etc/hosts";
+constexpr char kPrivateHosts[] = "/tmp/.hosts";
+
+void Check(bool done, const std::string& what) {
+    if (!done) throw std::system_error(errno, std::generic_category(), "sandbox: " + what);
+}
+
+void Unshare() {
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    const int spaces = CLONE_NEWNS | CLONE_NEWNET;
+    if (user == 0 && unshare(spaces) == 0) return;
+    Check(unshare(spaces | CLONE_NEWUSER) == 0, "no namespaces");
+    WriteFile("/proc/self/setgroups", "deny");
+    WriteFile("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
+    WriteFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
+}
+
+/// Folders under /tmp that must outlive the mount of the empty one: each is held open and bound back to its
+/// place.
+struct KeptFolder {
+    std::string path;
+    int descriptor;
+};
+
+std::vector<KeptFolder> HoldFolders(std::vector<std::string> paths) {
+    paths.push_back(ProgramFolder());
+    paths.push_back(std::filesystem::current_path());
+    std::vector<KeptFolder> held;
+    for (const std::string& path : paths) {
+        if (!path.starts_with("/tmp/")) continue;
+        const int descriptor = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        if (descriptor >= 0) held.push_back({path, descriptor});
+    }
+    return held;
+}
+
+void BindBack(const KeptFolder& folder) {
+    std::filesystem::create_directories(folder.path);
+    const std::string source = "/proc/self/fd/" + std::to_string(folder.descriptor);
+    Check(mount(source.c_str(), folder.path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
+          "keeping " + folder.path);
+    close(folder.descriptor);
+}
+
+void RaiseLoopback() {
+    const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ifreq request{};
+    memcpy(request.ifr_name, "lo", sizeof "lo");
+    const bool read = ioctl(any, SIOCGIFFLAGS, &request) == 0;
+    request.ifr_flags |= IFF_UP;
+    const bool raised = read && ioctl(any, SIOCSIFFLAGS, &request) == 0;
+    close(any);
+    Check(raised, "loopback");
+}
+
+}  // namespace
+
+void EnterSandbox(const SandboxOptions& options) {
+    const std::string here = std::filesystem::current_path();
+    Unshare();
+    Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    const std::vector<KeptFolder> kept = HoldFolders(options.keep);
+    Check(mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, "empty /tmp");
+    for (const KeptFolder& folder : kept) BindBack(folder);
+    Check(chdir(here.c_str()) == 0 || chdir("/tmp") == 0, "current folder");
+    RaiseLoopback();
+    if (!options.hosts.empty()) {
+        WriteFile(kPrivateHosts, options.hosts);
+        Check(mount(kPrivateHosts, kHosts, nullptr, MS_BIND, nullptr) == 0, "private hosts");
+    }
+}
+
+void ReplaceHosts(const std::string& content) {
+    WriteFile(kPrivateHosts, content);
+}
+
+}  // namespace plug::bench

@@ -1,0 +1,47 @@
+#include "bench/script.h"
+
+#include <fstream>
+#include <iostream>
+
+namespace plug::bench {
+namespace {
+
+void Complain(Interpreter& interpreter, const std::string& path, int line, const std::string& what) {
+    interpreter.output().Show({{"failed", what}, {"file", path}, {"line", line}},
+                              path + ":" + std::to_string(line) + ": " + what);
+}
+
+}  // namespace
+
+bool RunScript(Interpreter& interpreter, const std::string& path) {
+    std::ifstream file;
+    if (path != "-") file.open(path);
+    if (path != "-" && !file) throw CommandError("cannot read " + path);
+    std::istream& lines = path == "-" ? std::cin : file;
+
+    int line_number = 0;
+    int wrong = 0;
+    bool ended_early = false;
+    std::string line;
+    while (!interpreter.done() && !ended_early && std::getline(lines, line)) {
+        ++line_number;
+        try {
+            interpreter.Execute(line);
+        } catch (const ExpectationFailed& failure) {
+            ++wrong;
+            Complain(interpreter, path, line_number, failure.what());
+        } catch (const CommandError& failure) {
+            ended_early = true;
+            Complain(interpreter, path, line_number, failure.what());
+        }
+    }
+    const int held = interpreter.expectations() - wrong;
+    const std::string end = ended_early ? "; the script ended early" : "";
+    interpreter.output().Show(
+        {{"expectations", interpreter.expectations()}, {"held", held}, {"ended_early", ended_early}},
+        std::to_string(held) + " of " + std::to_string(interpreter.expectations()) + " expectations held" +
+            end);
+    return wrong == 0 && !ended_early;
+}
+
+}  // namespace plug::bench

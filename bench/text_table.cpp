@@ -1,0 +1,89 @@
+#include "bench/text_table.h"
+
+namespace plug::bench {
+namespace {
+
+constexpr std::size_t kWidestTable = 132;
+constexpr char kIndent[] = "    ";
+
+bool IsTable(const Json& value) {
+    return value.is_array() && !value.empty() && value.front().is_object();
+}
+
+/// The width on the screen: UTF-8 continuation bytes take none.
+std::size_t Width(const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char character) { return (character & 0xC0) != 0x80; }));
+}
+
+std::string Padded(const std::string& text, std::size_t width, bool right = false) {
+    const std::string padding(width - std::min(width, Width(text)), ' ');
+    return right ? padding + text : text + padding;
+}
+
+std::string NameLines(const Json& object) {
+    std::size_t width = 0;
+    for (const auto& [name, value] : object.items())
+        if (!IsTable(value)) width = std::max(width, name.size());
+    std::string lines;
+    for (const auto& [name, value] : object.items())
+        if (!IsTable(value)) lines += kIndent + Padded(name, width + 2) + Inline(value) + "\n";
+    return lines;
+}
+
+std::string Table(const Json& rows) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : rows.front().items()) names.push_back(name);
+    std::vector<std::size_t> widths;
+    std::size_t total = 0;
+    for (const std::string& name : names) {
+        std::size_t width = name.size();
+        for (const Json& row : rows) width = std::max(width, Width(Inline(row.value(name, Json()))));
+        widths.push_back(width);
+        total += width + 2;
+    }
+    std::string lines;
+    if (total > kWidestTable) {
+        for (const Json& row : rows) lines += (lines.empty() ? "" : "\n") + NameLines(row);
+        return lines;
+    }
+    const auto add_line = [&](const std::function<std::pair<std::string, bool>(std::size_t)>& cell) {
+        std::string line = kIndent;
+        for (std::size_t column = 0; column < names.size(); ++column) {
+            const auto [text, right] = cell(column);
+            line += Padded(text, widths[column], right) + "  ";
+        }
+        lines += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+    };
+    add_line([&](std::size_t column) {
+        return std::pair(names[column], rows.front().value(names[column], Json()).is_number());
+    });
+    for (const Json& row : rows) {
+        add_line([&](std::size_t column) {
+            const Json value = row.value(names[column], Json());
+            return std::pair(Inline(value), value.is_number());
+        });
+    }
+    return lines;
+}
+
+}  // namespace
+
+std::string Inline(const Json& value) {
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_null()) return "";
+    if (!value.is_array()) return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string list;
+    for (const Json& element : value) list += (list.empty() ? "" : ", ") + Inline(element);
+    return list;
+}
+
+std::string Lines(const Json& object) {
+    if (!object.is_object()) return kIndent + Inline(object) + "\n";
+    std::string lines = NameLines(object);
+    for (const auto& [name, value] : object.items())
+        if (IsTable(value)) lines += Table(value);
+    return lines;
+}
+
+}  // namespace plug::bench
