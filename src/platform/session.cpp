@@ -139,15 +139,15 @@ int Login(LinkThreads& threads, std::int64_t wait_milliseconds, bool fresh) {
         PLUG_LOG(kErr, "Login Server wrong !");
         return -1;
     }
+    if (fresh) {
+        ClearLinkError();
+        SetLoggedIn(false);
+    }
     BeginAttempt();
     if (ServerInit(state.login_ip.data(), state.login_port, threads) != 0) {
         DeleteServer(threads);
         PLUG_LOG(kErr, "Login ServerInit error");
         return -1;
-    }
-    if (fresh) {
-        ClearLinkError();
-        SetLoggedIn(false);
     }
     LoginServer();
     WaitAttempt(wait_milliseconds);

@@ -1,0 +1,124 @@
+// The configuration file: which file is read, and every rule of its format.
+#include "core/profile.h"
+
+#include "core/log.h"
+#include "fixtures.h"
+
+namespace plug {
+namespace {
+
+using test::Contains;
+using test::Stderr;
+using test::WriteText;
+
+class Profile : public testing::Test {
+  protected:
+    Profile() { std::filesystem::current_path(folder_.File("")); }
+    ~Profile() override { std::filesystem::current_path("/"); }
+
+    void Use(std::string_view text) const {
+        WriteText(folder_.File("plug.conf"), text);
+        NewProgramProfile(folder_.File("plug.conf").c_str(), "");
+    }
+
+    test::TempFolder folder_;
+};
+
+TEST_F(Profile, TheFirstReadableFileIsUsed) {
+    const std::string given = folder_.File("given"), standard = folder_.File("standard");
+    std::array<char, 16> value{};
+    const auto chosen = [&](std::string_view announced) {
+        SetLogMask(kAllLevels);
+        const std::string said = Stderr([&] { NewProgramProfile(given.c_str(), standard.c_str()); });
+        EXPECT_TRUE(Contains(said, "[INFO]") && Contains(said, announced)) << said;
+        SetLogMask(0);
+        return getKeyValueStr("S", "K", nullptr, value) == 0 ? std::string(value.data()) : "none";
+    };
+    EXPECT_EQ("none", chosen("use config file\t[./plug.conf]"));
+    WriteText(folder_.File("plug.conf"), "[S]\nK=local\n");
+    EXPECT_EQ("local", chosen("use config file\t[./plug.conf]"));
+    WriteText(standard, "[S]\nK=standard\n");
+    EXPECT_EQ("standard", chosen("use config file  [" + standard + "]"));
+    WriteText(given, "[S]\nK=given\n");
+    EXPECT_EQ("given", chosen("use config file  [" + given + "]"));
+    WriteText(given, "[S]\nK=edited\n");
+    getKeyValueStr("S", "K", nullptr, value);
+    EXPECT_STREQ("edited", value.data()) << "each key reads the file anew";
+}
+
+TEST_F(Profile, EveryRuleOfTheFormat) {
+    const std::string blanks(506, ' ');
+    const struct {
+        const char* rule;
+        std::string text;
+        const char* value;  // nullptr: the key is not found
+    } kCases[] = {
+        {"a plain key", "[Protool]\nKEY=abc\n", "abc"},
+        {"no newline at the end", "[Protool]\nKEY=abc", "abc"},
+        {"blanks around the value and CRLF", "[Protool]\r\nKEY = abc  \t\r\n", "abc"},
+        {"blanks inside the value stay", "[Protool]\nKEY=a b\tc\n", "a b\tc"},
+        {"a tab behind the '=' belongs to the value", "[Protool]\nKEY= \tabc\n", "\tabc"},
+        {"only the first '=' divides", "[Protool]\nKEY=a=b\n", "a=b"},
+        {"a comment line", "[Protool]\n# KEY=no\n \t#KEY=no\nKEY=abc\n", "abc"},
+        {"a '#' later on is no comment", "[Protool]\nKEY=a#b\n", "a#b"},
+        {"a comment is no section header", "[Protool]\n# [Other]\nKEY=abc\n", "abc"},
+        {"the last match wins", "[Protool]\nKEY=one\nKEY=two\n", "two"},
+        {"an empty value does not count", "[Protool]\nKEY=one\nKEY=\nKEY= \t\r\n", "one"},
+        {"only an empty value", "[Protool]\nKEY=\n", nullptr},
+        {"a key within another key", "[Protool]\nKEYX=long\n", "long"},
+        {"a key within a value", "[Protool]\nNAME=MYKEY\n", "MYKEY"},
+        {"keys differ by case", "[Protool]\nkey=abc\n", nullptr},
+        {"before any section", "KEY=abc\n", nullptr},
+        {"in another section", "[Dev]\nKEY=abc\n", nullptr},
+        {"behind another section", "[Dev]\nKEY=no\n[Protool]\nKEY=abc\n", "abc"},
+        {"the next header ends the section", "[Protool]\nKEY=abc\n[Dev]\nKEY=no\n", "abc"},
+        {"the section again is not read", "[Protool]\nA=1\n[Protool]\nKEY=abc\n", nullptr},
+        {"a section within a longer name", "[TheProtools]\nKEY=abc\n", "abc"},
+        {"a '[' anywhere makes a header", "x Protool [\nKEY=abc\n", "abc"},
+        {"a value with '[' ends the section", "[Protool]\nA=[\nKEY=abc\n", nullptr},
+        {"a match without '=' ends the search", "[Protool]\nKEY=abc\nKEY\nKEY=no\n", "abc"},
+        {"a match without '=' before any", "[Protool]\nKEYS follow\nKEY=abc\n", nullptr},
+        {"a line without the key may lack its '='", "[Protool]\nnothing\nKEY=abc\n", "abc"},
+        {"a value of the room less one", "[Protool]\nKEY=1234567\n", "1234567"},
+        {"a longer value is cut", "[Protool]\nKEY=12345678\n", "1234567"},
+        {"a line goes on as the next one after 511 bytes", "[Protool]\nKEY=a" + blanks + "KEY=b\n", "b"},
+        {"an empty file", "", nullptr},
+    };
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(row.rule);
+        Use(row.text);
+        std::array<char, 8> value;
+        value.fill('x');
+        int result = 9;
+        const std::string said = Stderr([&] { result = getKeyValueStr("Protool", "KEY", nullptr, value); });
+        EXPECT_EQ(row.value != nullptr ? 0 : -1, result);
+        if (row.value != nullptr) {
+            EXPECT_STREQ(row.value, value.data());
+            EXPECT_EQ("", said);
+        } else {
+            EXPECT_EQ('x', value[0]) << "left alone";
+            EXPECT_TRUE(Contains(said, "Not find Key=\"KEY\" and no default_str to use.\n")) << said;
+        }
+        EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "123456789", value));
+        EXPECT_STREQ(row.value != nullptr ? row.value : "1234567", value.data());
+    }
+}
+
+TEST_F(Profile, AMissingFileFailsEvenWithADefault) {
+    NewProgramProfile("", "");
+    std::array<char, 8> value{};
+    int result = 0;
+    std::string said = Stderr([&] { result = getKeyValueStr("Dev", "PIN", "123456789", value); });
+    EXPECT_EQ(-1, result);
+    EXPECT_STREQ("1234567", value.data());
+    EXPECT_TRUE(Contains(said, "Can not fopen(\"./plug.conf\").\n")) << said;
+    EXPECT_FALSE(Contains(said, "Not find Key")) << said;
+
+    said = Stderr([&] { result = getKeyValueStr("Dev", "PIN", nullptr, value); });
+    EXPECT_EQ(-1, result);
+    EXPECT_LT(said.find("Can not fopen(\"./plug.conf\")."), said.find("Not find Key=\"PIN\""));
+    EXPECT_TRUE(Contains(said, "Not find Key=\"PIN\" and no default_str to use.\n")) << said;
+}
+
+}  // namespace
+}  // namespace plug

@@ -1,0 +1,207 @@
+// Registration, login and the upward sends, byte by byte, over a loopback link of its own network. The frames
+// were made with openssl as in wire_test.cpp.
+#include "platform/session.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cstring>
+#include <ctime>
+#include <thread>
+
+#include "core/log.h"
+#include "core/profile.h"
+#include "fixtures.h"
+#include "platform/inbound.h"
+#include "platform/link_state.h"
+#include "platform/settings.h"
+#include "platform/uplink.h"
+
+namespace plug {
+namespace {
+
+using test::FromHex;
+using test::Hex;
+using test::ReadText;
+
+constexpr char kRegister[] =
+    "ccdd290fbc400000000070696e2d3437313100000000592d6c0c8cfff0c241d3437e28c56b0fc11253453ec0ff6356da34b19a93"
+    "5547"
+    "effc0a53f531bb0d1e7ca19628b255c325e5c94e68ecf15aa419a36e40924584";
+// Token 0102..20, login server 127.0.0.1:6040.
+constexpr char kRegisterAck[] =
+    "ccdd0b029f5000000030252aa64f7b98dd1d91502b08e7fcf5839f7b24340e529d58244e3f5ccd25b480532359805bea7f9fa813"
+    "b9ef"
+    "c960203f6b7b7d0a99990541fd7deb46c6a1d1b9b4483211aa48f0048b8522111c61d3";
+constexpr char kLogin[] =
+    "ccdd2a2cb1200070696e2d34373131000000000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f2091"
+    "c2e3"
+    "4596cf3fa06dbe2548aede5a70f3f656bb15b0434e5f28d5a374f53501";
+constexpr char kLoginAck[] = "ccdd0b022e10000000661dc3684d71920fd75030da26cb91f7";  // 30 seconds
+// The same acks without padding (openssl enc -nopad): the record, then bytes 40,
+// or FF, up to the block's end.
+constexpr char kBareRegisterAck[] =
+    "ccdd0b029f5000000030252aa64f7b98dd1d91502b08e7fcf5839f7b24340e529d58244e3f5ccd25b480532359805bea7f9f"
+    "a813b9efc960203f6b7b7d0a99990541fd7deb46c6a1d16b41541ceee8dc6133f317ded96dd8cf";
+constexpr char kBareLoginAck[] = "ccdd0b002210007c78ad5b90ed80c6224ba00fe01c9b32";
+constexpr char kRulesRequest[] =
+    "ccdd31005b2000cba9d1052997d9f1a375f6922d03b1d0d86091691fe3671b3337f07acae859b0";
+
+/// The platform at one port of the loopback.
+class Server {
+  public:
+    explicit Server(std::uint16_t port) : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
+        const sockaddr_in address = {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
+        EXPECT_EQ(0, bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+        EXPECT_EQ(0, listen(listener_, 1));
+    }
+    ~Server() {
+        if (peer_ >= 0) close(peer_);
+        close(listener_);
+    }
+
+    void Accept() { peer_ = accept(listener_, nullptr, nullptr); }
+    void Send(std::string_view frame) const {
+        const auto bytes = FromHex(frame);
+        EXPECT_EQ(static_cast<ssize_t>(bytes.size()), send(peer_, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+    }
+    std::string Receive(std::size_t size) const {
+        std::vector<std::uint8_t> bytes(size);
+        const ssize_t got = recv(peer_, bytes.data(), size, MSG_WAITALL);
+        bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+        return Hex(bytes);
+    }
+    /// Takes one connection, expects a frame and answers it.
+    void Exchange(std::string_view expected, std::string_view answer) {
+        Accept();
+        EXPECT_EQ(expected, Receive(expected.size() / 2));
+        Send(answer);
+    }
+
+  private:
+    int listener_;
+    int peer_ = -1;
+};
+
+void BringUpLoopback() {
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    ifreq request{};
+    strcpy(request.ifr_name, "lo");
+    request.ifr_flags = IFF_UP;
+    EXPECT_EQ(0, ioctl(fd, SIOCSIFFLAGS, &request));
+    close(fd);
+}
+
+void OnLost() {
+    SetLoggedIn(false);
+    RaiseLinkError();
+}
+
+class Session : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(0, unshare(CLONE_NEWNET)) << "a network of its own needs root";
+        ASSERT_NO_FATAL_FAILURE(test::EnterPrivateTmp());
+        BringUpLoopback();
+        SetLogMask(0);
+        test::WriteText("/tmp/plug.conf", "[Dev]\nPIN=pin-4711\n[Protool]\nKEY=abc\nSERVER1=127.0.0.1\n");
+        NewProgramProfile("", "/tmp/plug.conf");
+        ASSERT_EQ(ServerChoice::kBoth, InitProtool());
+        SetLinkHandlers({CBHandle, OnLost});
+    }
+
+    /// Registers and logs in, with one server thread for each.
+    void LogIn(Server& login, const char* register_ack = kRegisterAck, const char* login_ack = kLoginAck) {
+        Server registration(6039);
+        std::thread first([&] { registration.Exchange(kRegister, register_ack); });
+        EXPECT_EQ(0, RegisterStart(threads_, "127.0.0.1"));
+        first.join();
+        EXPECT_EQ("002\n", ReadText("/tmp/plugstatus"));
+        std::thread second([&] { login.Exchange(kLogin, login_ack); });
+        EXPECT_EQ(0, LoginStart(threads_));
+        second.join();
+        EXPECT_EQ("003\n", ReadText("/tmp/plugstatus"));
+    }
+
+    LinkThreads threads_;
+};
+
+TEST_F(Session, RegistersAtOneServerAndLogsInAtTheOther) {
+    Server login(6040);
+    EXPECT_EQ(-1, LoginStart(threads_)) << "no registration, no login server";
+    LogIn(login);
+    EXPECT_EQ("00005e005301", Hex(RouterMac())) << "the router's own";
+    EXPECT_EQ(-1, LoginServer()) << "logged in already";
+    EXPECT_EQ(0, RulesRequest());
+    EXPECT_EQ(kRulesRequest, login.Receive(sizeof kRulesRequest / 2));
+    DeleteServer(threads_);
+    EXPECT_EQ("", login.Receive(1)) << "closed";
+}
+
+TEST_F(Session, AcksAreReadAtTheirOffsetsWhateverTheirPadding) {
+    Server login(6040);
+    LogIn(login, kBareRegisterAck, kBareLoginAck);
+    DeleteServer(threads_);
+}
+
+TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {
+    const MacAddress mac = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
+    const std::vector<std::uint8_t> data(8101);
+    EXPECT_EQ(-1, SendIpUpData(AsBytes("hello"), 13, nullptr)) << "not logged in";
+    EXPECT_EQ(-1, SendReplyUpData(0, {}, 3, nullptr));
+    EXPECT_EQ(-1, SendHeartbeat()) << "no socket";
+
+    Server login(6040);
+    LogIn(login);
+    const struct {
+        int result;
+        const char* frame;
+    } kSends[] = {
+        {SendIpUpData(AsBytes("hello"), 13, nullptr), "ccdd310036100063a0b4851690af8c3afb511dd82fab77"},
+        {SendIpUpData(AsBytes("hello"), 3, &mac),
+         "ccdd3300ee2000eb2aa7e5b13cd281b9db588740cc9aa2f91e761a1bded5f59340fd7568018f9b"},
+        {SendReplyUpData(7, AsBytes("hello"), 3, &mac),
+         "ccdd1a02f520000700eb2aa7e5b13cd281b9db588740cc9aa2f91e761a1bded5f59340fd7568018f9b"},
+        {SendReplyUpData(0xFFFF, AsBytes("hello"), 3, nullptr),
+         "ccdd19022a1000ffff014f0cfb517d7cda610de6fd451717bf"},
+        {SendReplyUpData(11, {}, 3, nullptr), "ccdd19020b00000b00"},
+        {SendReplyUpData(0x1234, {}, 3, &mac), "ccdd1a024600003412"},
+    };
+    for (const auto& row : kSends) {
+        EXPECT_EQ(0, row.result);
+        EXPECT_EQ(row.frame, login.Receive(std::string_view(row.frame).size() / 2));
+    }
+    EXPECT_EQ(-1, SendIpUpData({}, 3, nullptr));
+    EXPECT_EQ(-1, SendIpUpData(data, 3, &mac));
+    EXPECT_EQ(-1, SendReplyUpData(0, data, 3, &mac));
+    EXPECT_EQ(-1, SendRouteUpData({}, {}, MsgType::kDataReport, 1, 0));
+    EXPECT_EQ(0, SendIpUpData(ConstBytes(data).first(8100), 3, &mac));
+    EXPECT_EQ("ccdd3300", login.Receive(8119).substr(0, 8)) << "the refused ones sent nothing";
+
+    EXPECT_EQ(0, SendHeartbeat());
+    const auto heartbeat = FromHex(login.Receive(11));
+    ASSERT_EQ(11U, heartbeat.size());
+    EXPECT_EQ("ccdd2104", Hex(ConstBytes(heartbeat).first(4)));
+    EXPECT_EQ("0000", Hex(ConstBytes(heartbeat).subspan(5, 2)));
+    EXPECT_EQ(heartbeat[4],
+              static_cast<std::uint8_t>(heartbeat[7] + heartbeat[8] + heartbeat[9] + heartbeat[10]));
+    EXPECT_NEAR(static_cast<double>(time(nullptr)), ByteReader(ConstBytes(heartbeat).subspan(7)).U32(), 60);
+    DeleteServer(threads_);
+}
+
+TEST_F(Session, ARefusalOrANetErrorEndsTheAttempt) {
+    EXPECT_EQ(-1, RegisterStart(threads_, "127.0.0.1")) << "nobody listens";
+    Server registration(6039);
+    // A body that begins with FFFF says so, whatever the frame's type.
+    std::thread peer([&] { registration.Exchange(kRegister, "ccdd 1f 00 00 0200 ffff"); });
+    EXPECT_EQ(-1, RegisterStart(threads_, "127.0.0.1"));
+    peer.join();
+    EXPECT_TRUE(LinkError());
+    EXPECT_FALSE(Registered());
+    EXPECT_EQ("101\n", ReadText("/tmp/plugstatus"));
+}
+
+}  // namespace
+}  // namespace plug

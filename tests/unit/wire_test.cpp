@@ -1,0 +1,196 @@
+// Byte order, bounds, frames, records and the cipher, against bytes made with other tools:
+//
+//   printf '<plaintext>' | openssl enc -aes-128-cbc -K 61626300000000000000000000000000 -iv 0 | xxd -p
+//
+// (the key is "abc", zero-filled); the checksums are added up by hand.
+#include "platform/frame.h"
+#include "platform/security.h"
+
+#include "fixtures.h"
+
+namespace plug {
+namespace {
+
+using test::FromHex;
+using test::Hex;
+
+constexpr CipherKey kKey = {'a', 'b', 'c'};
+
+TEST(Wire, AddressesAloneTravelMostSignificantByteFirst) {
+    std::array<std::uint8_t, 32> room{};
+    ByteWriter out(room);
+    out.U8(0x01);
+    out.U16(0x0203);
+    out.U32(0x04050607);
+    out.U64(0x08090A0B0C0D0E0F);
+    out.Ip4(0xC0A80114);
+    out.Text("ab", 4);
+    out.Text("abcdef", 4);
+    EXPECT_EQ(Hex(FromHex("01 0302 07060504 0f0e0d0c0b0a0908 c0a80114 61620000 61626364")),
+              Hex(out.written()));
+    ByteReader in(out.written());
+    EXPECT_EQ(0x01, in.U8());
+    EXPECT_EQ(0x0203, in.U16());
+    EXPECT_EQ(0x04050607U, in.U32());
+    EXPECT_EQ(0x08090A0B0C0D0E0FU, in.U64());
+    EXPECT_EQ(0xC0A80114U, in.Ip4());
+    EXPECT_EQ("ab", AsText(in.Take(2)));
+    EXPECT_TRUE(in.ok());
+
+    SetSwapFlag(true);
+    EXPECT_EQ(0x0201, Swap16(0x0102));
+    EXPECT_EQ(0x04030201U, Swap32(0x01020304));
+    EXPECT_EQ(0x0807060504030201U, Swap64(0x0102030405060708));
+    EXPECT_EQ(0x04030201U, SwapAddress(0x01020304));
+    SetSwapFlag(false);
+    EXPECT_EQ(0x0102, Swap16(0x0102));
+    EXPECT_EQ(0x04030201U, SwapAddress(0x01020304)) << "whatever the flag says";
+}
+
+TEST(Wire, NothingIsReadOrWrittenPastTheEnd) {
+    const std::vector<std::uint8_t> three = {1, 2, 3};  // on the heap, where a tool sees a step too far
+    ByteReader in(three);
+    EXPECT_EQ(0x0201, in.U16());
+    EXPECT_EQ(0, in.U16()) << "half a value is none";
+    EXPECT_FALSE(in.ok());
+    EXPECT_EQ(0, in.U8());
+    EXPECT_EQ("010203000000", Hex(ByteReader(three).Array<6>()));
+    EXPECT_EQ(3U, ByteReader(three).Take(4).size());
+
+    std::vector<std::uint8_t> room(3, 0xEE);
+    ByteWriter out(room);
+    out.U16(0x0102);
+    out.U16(0x0304);
+    EXPECT_FALSE(out.ok());
+    out.U8(5);
+    EXPECT_EQ(2U, out.size()) << "nothing follows what did not fit";
+    EXPECT_EQ("0201ee", Hex(room));
+}
+
+TEST(Frame, HasItsBytes) {
+    std::array<std::uint8_t, kMaxFrameSize> room;
+    const auto write = [&](MsgType type, int flag, const std::string& head, const std::string& plain,
+                           const std::string& cipher) {
+        const auto head_bytes = FromHex(head), plain_bytes = FromHex(plain), body = FromHex(cipher);
+        const std::size_t size = WriteFrame(room, type, flag, head_bytes, body,
+                                            FrameChecksum(body.size(), head_bytes, plain_bytes));
+        return Hex(ConstBytes(room).first(size));
+    };
+    EXPECT_EQ("ccdd210414000078563412", write(MsgType::kHeartbeat, 1, "78563412", "", ""));
+    EXPECT_EQ("ccdd1a020b00000b00", write(MsgType::kFunctionReply, 0, "0b00", "", ""));
+    EXPECT_EQ("ccdd19024600003412", write(MsgType::kPlugReply, 0, "3412", "", ""));
+    const std::string cipher = "eb2aa7e5b13cd281b9db588740cc9aa2f91e761a1bded5f59340fd7568018f9b";
+    EXPECT_EQ("ccdd1a02f520000700" + cipher,
+              write(MsgType::kFunctionReply, 0, "0700", "00000300005e0053010500" + Hex("hello"), cipher));
+}
+
+TEST(Frame, IsNotWrittenWhenItDoesNotFit) {
+    const std::vector<std::uint8_t> bytes(70000);
+    const auto size = [&](std::size_t head, std::size_t body, std::size_t room_size = kMaxFrameSize) {
+        std::vector<std::uint8_t> room(room_size);
+        return WriteFrame(room, MsgType::kDataReport, 1, ConstBytes(bytes).first(head),
+                          ConstBytes(bytes).first(body), 0);
+    };
+    EXPECT_EQ(262U, size(255, 0));
+    EXPECT_EQ(0U, size(256, 0)) << "its length field has one byte";
+    EXPECT_EQ(kMaxFrameSize, size(0, kMaxFrameSize - 7));
+    EXPECT_EQ(0U, size(0, kMaxFrameSize - 6));
+    EXPECT_EQ(65542U, size(0, 65535, 80000));
+    EXPECT_EQ(0U, size(0, 65536, 80000)) << "its length field has two bytes";
+}
+
+TEST(Frame, RecordsHaveTwoLayouts) {
+    const MacAddress address = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
+    std::array<std::uint8_t, 64> room{};
+    ByteWriter plain(room);
+    WriteDataRecord(plain, 13, nullptr, AsBytes("hello"));
+    EXPECT_EQ("00000d0500" + Hex("hello"), Hex(plain.written()));
+    ByteWriter addressed(room);
+    WriteDataRecord(addressed, 3, &address, AsBytes("hello"));
+    EXPECT_EQ("00000300005e0053010500" + Hex("hello"), Hex(addressed.written()));
+
+    const auto bytes = FromHex("ffff 03 00005e005301 0500 68656c6c6f 0303");
+    DataRecord record = ReadDataRecord(bytes, true);
+    EXPECT_EQ(3, record.data_type);
+    EXPECT_EQ(address, record.address);
+    EXPECT_EQ(5, record.declared_length);
+    EXPECT_EQ("hello", AsText(record.data));
+    record = ReadDataRecord(FromHex("0000 0d ffff"), false);
+    EXPECT_EQ(0xFFFF, record.declared_length);
+    EXPECT_EQ(0U, record.data.size()) << "never more than there is";
+    record = ReadDataRecord(ConstBytes(bytes).first(4), true);
+    EXPECT_EQ(0, record.declared_length);
+    EXPECT_EQ(0U, record.data.size());
+}
+
+TEST(Security, CiphertextIsThatOfOpenssl) {
+    const struct {
+        std::string plain;
+        const char* cipher;
+    } kCases[] = {
+        {"", "f389c94a3796f702b9c4bdf3b2a5885c"},
+        {"A", "04ff249b7255096040ba273ba4de730a"},
+        {"0123456789abcde", "3824270ab126679d2d22ba590e5f1c5b"},
+        {"0123456789abcdef", "e8bf2e37df9493571ca7c1eec9054ca18be682936982d91ed992bde0cbd999f2"},
+        {"0123456789abcdefg", "e8bf2e37df9493571ca7c1eec9054ca10040808f0973041af6be43af2d84bab3"},
+    };
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(row.plain);
+        std::vector<std::uint8_t> cipher(PaddedSize(row.plain.size()));
+        std::size_t length = 0;
+        ASSERT_EQ(0, aes_encrypt(kKey, AsBytes(row.plain), cipher, length));
+        EXPECT_EQ(cipher.size(), length);
+        EXPECT_EQ(row.cipher, Hex(cipher)) << "and again with the same context, from a zero IV";
+        EXPECT_EQ(-1, aes_encrypt(kKey, AsBytes(row.plain), Bytes(cipher).first(length - 1), length));
+
+        std::vector<std::uint8_t> padded(cipher.size());
+        ASSERT_EQ(0, aes_decrypt(kKey, cipher, padded, length));
+        EXPECT_EQ(cipher.size(), length);
+        EXPECT_EQ(length - row.plain.size(), padded.back()) << "the padding stays and counts itself";
+        ConstBytes plain;
+        ASSERT_TRUE(WithoutPadding(padded, plain));
+        EXPECT_EQ(row.plain, AsText(plain));
+    }
+    // openssl enc ... -K 30313233343536373839414243444546: of a longer key only 16 bytes count.
+    CipherKey longer{};
+    CopyText(longer, "0123456789ABCDEFghijklmno");
+    std::array<std::uint8_t, 16> cipher;
+    std::size_t length = 0;
+    ASSERT_EQ(0, aes_encrypt(longer, AsBytes("A"), cipher, length));
+    EXPECT_EQ("f9d05f9bc0d3c245e485554dde9b6ece", Hex(cipher));
+}
+
+TEST(Security, OnlyWholeBlocksAreDecrypted) {
+    const auto cipher = FromHex("e8bf2e37df9493571ca7c1eec9054ca1 8be682936982d91ed992bde0cbd999f2 ffff");
+    std::vector<std::uint8_t> plain(32, 0xEE);
+    for (std::size_t size = 0; size <= cipher.size(); ++size) {
+        std::size_t length = 99;
+        const std::size_t whole = size / 16 * 16;
+        ASSERT_EQ(0, aes_decrypt(kKey, ConstBytes(cipher).first(size), plain, length)) << size;
+        EXPECT_EQ(whole, length);
+        EXPECT_EQ("0123456789abcdef", size < 16 ? "0123456789abcdef" : AsText(ConstBytes(plain).first(16)));
+    }
+    std::size_t length = 0;
+    EXPECT_EQ(-1, aes_decrypt(kKey, cipher, Bytes(plain).first(31), length));
+}
+
+TEST(Security, PaddingIsTheLastByteAndNoMoreThanThereIs) {
+    constexpr struct {
+        const char* padded;
+        int left;  // -1: not valid
+    } kCases[] = {
+        {"41414101", 3}, {"41414103", 1}, {"41414104", 0}, {"41414105", -1}, {"414141ff", -1},
+        {"41414100", 4}, {"", -1},        {"01", 0},       {"41990299", -1}, {"99010203", 1},
+    };
+    for (const auto& row : kCases) {
+        const auto padded = FromHex(row.padded);
+        ConstBytes stripped;
+        EXPECT_EQ(row.left >= 0, WithoutPadding(padded, stripped)) << row.padded;
+        if (row.left >= 0) {
+            EXPECT_EQ(static_cast<std::size_t>(row.left), stripped.size()) << row.padded;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace plug
