@@ -31,7 +31,8 @@ char* NextCandidate(const char*, int state) {
 char** CompleteWord(const char* word, int, int end) {
     rl_attempted_completion_over = 1;  // never file names
     candidates = current->Complete(std::string(rl_line_buffer, static_cast<std::size_t>(end)));
-    rl_completion_append_character = candidates.size() == 1 && candidates[0].ends_with('=') ? '\0' : ' ';
+    const bool value_follows = candidates.size() == 1 && candidates[0].ends_with('=');
+    rl_completion_append_character = value_follows ? 0 : 0x20;  // a blank
     return rl_completion_matches(word, NextCandidate);
 }
 

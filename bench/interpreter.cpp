@@ -1,11 +1,10 @@
 #include "bench/interpreter.h"
 
-#include <charconv>
 #include <cstring>
 #include <thread>
 
+#include "bench/expectation.h"
 #include "bench/process.h"
-#include "bench/text_table.h"
 
 namespace plug::bench {
 
@@ -124,12 +123,12 @@ void Interpreter::Help(const Invocation& words) {
     Json listed = Json::array();
     for (const auto& [name, command] : commands_) {
         listed.push_back({{"command", name}, {"usage", command.usage}, {"help", command.help}});
-        groups[command.group] += "    " + name +
-                                 std::string(24 - std::min<std::size_t>(23, name.size()), ' ') +
-                                 command.help + "\n";
+        std::string& lines = groups[command.group];
+        lines.append("    ").append(name).append(24 - std::min<std::size_t>(23, name.size()), ' ');
+        lines.append(command.help).append("\n");
     }
     std::string text;
-    for (const auto& [group, lines] : groups) text += group + ":\n" + lines;
+    for (const auto& [group, lines] : groups) text.append(group).append(":\n").append(lines);
     output_.Show({{"commands", listed}}, text);
 }
 
@@ -144,77 +143,6 @@ void Interpreter::Shell(const Invocation& words) {
     if (!outcome.output.empty() || output_.json()) output_.Show(last, outcome.output);
     if (outcome.status != 0)
         throw CommandError("the shell command ended with " + std::to_string(outcome.status));
-}
-
-namespace {
-
-const Json* Follow(const Json& from, const std::string& path) {
-    const Json* at = &from;
-    std::size_t start = 0;
-    while (start <= path.size()) {
-        const std::size_t dot = std::min(path.find('.', start), path.size());
-        const std::string step = path.substr(start, dot - start);
-        const bool index =
-            at->is_array() && !step.empty() && step.find_first_not_of("0123456789") == step.npos;
-        if (index && std::stoul(step) < at->size())
-            at = &(*at)[std::stoul(step)];
-        else if (at->is_object() && at->contains(step))
-            at = &(*at)[step];
-        else
-            return nullptr;
-        start = dot + 1;
-    }
-    return at;
-}
-
-std::optional<double> AsNumber(const std::string& text) {
-    double value = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || stop != text.data() + text.size()) return {};
-    return value;
-}
-
-bool Holds(const std::string& seen, const std::string& relation, const std::string& value) {
-    if (relation == "contains") return seen.find(value) != std::string::npos;
-    const auto left = AsNumber(seen);
-    const auto right = AsNumber(value);
-    const bool numbers = left && right;
-    const bool equal = numbers ? *left == *right : seen == value;
-    if (relation == "==") return equal;
-    if (relation == "!=") return !equal;
-    const bool less = numbers ? *left < *right : seen < value;
-    if (relation == "<") return less;
-    if (relation == ">") return !less && !equal;
-    throw CommandError("no relation \"" + relation + "\"; there are == != < > contains exists");
-}
-
-}  // namespace
-
-void CheckExpectation(const Json& answer, const std::string& field, const std::string& relation,
-                      const std::string& value) {
-    const std::string wanted = "expected " + field + " " + relation + (value.empty() ? "" : " " + value);
-    const Json* found = answer.contains("fields") ? Follow(answer["fields"], field) : nullptr;
-    if (found == nullptr) found = Follow(answer, field);
-    if (found == nullptr) {
-        const std::string seen = answer.dump(-1, ' ', false, Json::error_handler_t::replace);
-        throw ExpectationFailed(wanted + ", but there is no such field in " + seen.substr(0, 400));
-    }
-    if (relation == "exists") return;
-    const std::string seen = Inline(*found);
-    if (!Holds(seen, relation, value)) throw ExpectationFailed(wanted + ", saw " + seen);
-}
-
-Milliseconds ParseSeconds(const std::string& text) {
-    const auto seconds = AsNumber(text);
-    if (!seconds || *seconds < 0) throw CommandError("no time in seconds: " + text);
-    return Milliseconds(static_cast<std::int64_t>(*seconds * 1000));
-}
-
-std::uint64_t ParseNumber(const std::string& text) {
-    std::uint64_t value = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || stop != text.data() + text.size()) throw CommandError("no number: " + text);
-    return value;
 }
 
 }  // namespace plug::bench

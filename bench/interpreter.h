@@ -7,19 +7,11 @@
 #pragma once
 
 #include <map>
-#include <stdexcept>
 
+#include "bench/expectation.h"
 #include "bench/output.h"
 
 namespace plug::bench {
-
-struct CommandError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-/// An expectation that does not hold; the rest of a script still means something.
-struct ExpectationFailed : CommandError {
-    using CommandError::CommandError;
-};
 
 /// A line taken apart.
 class Invocation {
@@ -85,14 +77,5 @@ class Interpreter {
     bool done_ = false;
     int expectations_ = 0;
 };
-
-/// Whether `field` of an answer, as "fields.entries.0.name" or, short, "entries.0.name", stands in the
-/// relation to `value`: ==, !=, <, >, contains, exists. Throws ExpectationFailed saying what was seen.
-void CheckExpectation(const Json& answer, const std::string& field, const std::string& relation,
-                      const std::string& value);
-
-/// A time in seconds, as "0.5"; throws CommandError.
-Milliseconds ParseSeconds(const std::string& text);
-std::uint64_t ParseNumber(const std::string& text);  // throws CommandError
 
 }  // namespace plug::bench

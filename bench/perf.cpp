@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -139,7 +140,7 @@ struct Times {
     double At(double share) {
         std::sort(values.begin(), values.end());
         const double last = static_cast<double>(values.size() - 1);
-        return values.empty() ? 0 : values[static_cast<std::size_t>(share * last + 0.5)];
+        return values.empty() ? 0 : values[static_cast<std::size_t>(std::lround(share * last))];
     }
 };
 

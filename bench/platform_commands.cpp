@@ -45,7 +45,7 @@ void PlatformSide::AddFunctionCommands() {
     interpreter_.Add({"plug-quiet", "<data-type> <json>", "plug data that is not answered (MsgType 25)",
                       "raw", 2, [this](const Invocation& words) {
                           Require(platform_.SendPlugData(
-                              CurrentAgent(), static_cast<std::uint8_t>(ParseNumber(words.word(1))),
+                              CurrentAgent(), static_cast<std::uint8_t>(ParseNumber(words.word(1), 0xFF)),
                               words.RestFrom(2), MsgType::kPlugReply));
                       }});
     interpreter_.Add({"raw", "<hex>", "bytes as they are", "raw", 1, [this](const Invocation& words) {
@@ -57,7 +57,7 @@ PlatformSide::Request PlatformSide::ParseRequest(const Invocation& words) {
     if (words.size() == 0) return ParseRequest(Invocation(kHarmless));
     if (words.word(0) == "call") {
         if (words.size() < 2) throw CommandError("call needs a function ID");
-        const auto id = static_cast<std::uint16_t>(ParseNumber(words.word(1)));
+        const auto id = static_cast<std::uint16_t>(ParseNumber(words.word(1), 0xFFFF));
         return {{id, "call", ""}, ParseHex(words.RestFrom(2)), true};
     }
     const CommandRow* const row = FindCommand(words.word(0));
@@ -132,7 +132,7 @@ void PlatformSide::AwaitAll(const std::vector<Request>& requests, const std::vec
 
 void PlatformSide::SendPlug(const Invocation& words) {
     const MacAddress agent = CurrentAgent();
-    const auto data_type = static_cast<std::uint8_t>(ParseNumber(words.word(1)));
+    const auto data_type = static_cast<std::uint8_t>(ParseNumber(words.word(1), 0xFF));
     Cursor cursor = platform_.FromNow();
     Require(platform_.SendPlugData(agent, data_type, words.RestFrom(2)));
     const auto reply = cursor.WaitFor(IsPlugReply(agent), Milliseconds(15000));
@@ -200,7 +200,7 @@ void PlatformSide::SendSplit(const Invocation& words) {
     Cursor cursor = platform_.FromNow();
     const std::uint16_t head = platform_.NextHead();
     const ByteVector frame = BuildCommand(platform_.key(), request.row.id, request.parameters, agent, head);
-    const std::uint64_t parts = std::clamp<std::uint64_t>(ParseNumber(words.word(1)), 1, frame.size());
+    const std::uint64_t parts = std::max<std::uint64_t>(ParseNumber(words.word(1), frame.size()), 1);
     Require(platform_.SendSplit(agent, frame, parts, ParseSeconds(words.word(2))));
     AwaitAll({request}, {head}, cursor);
 }
@@ -222,8 +222,9 @@ void PlatformSide::AddProcessCommands() {
     const std::string group = "agents";
     interpreter_.Add({"start-agent", "[<option>]...", "starts the agent beside the bench, with options as -d",
                       group, 0, [this](const Invocation& words) { StartTheAgent(words); }});
-    interpreter_.Add({"stop-agent", "", "kills the agent started here", group, 0,
-                      [this](const Invocation&) { agent_.reset(); }});
+    interpreter_.Add({"stop-agent", "", "kills the agent started here", group, 0, [this](const Invocation&) {
+                          if (agent_ != nullptr) agent_->Kill();
+                      }});
     interpreter_.Add(
         {"agent-log", "", "what the agent started here has logged", group, 0, [this](const Invocation&) {
              if (agent_ == nullptr) throw CommandError("no agent was started here");

@@ -155,7 +155,7 @@ void PlatformSide::Behave(const Invocation& words) {
         const std::string name = word.substr(0, word.find('='));
         const std::string value = word.substr(std::min(name.size() + 1, word.size()));
         if (name == "interval") {
-            behaviour.interval = static_cast<std::uint16_t>(ParseNumber(value));
+            behaviour.interval = static_cast<std::uint16_t>(ParseNumber(value, 0xFFFF));
         } else if (name == "heartbeats") {
             behaviour.answer_heartbeats = value == "on";
         } else if (name == "register") {
@@ -207,7 +207,7 @@ void PlatformSide::Wait(const Invocation& words) {
     std::optional<std::uint8_t> type;
     if (what == "report" && words.size() > next) {
         const ReportRow* const row = FindReport(words.word(next));
-        type = row != nullptr ? row->number : static_cast<std::uint8_t>(ParseNumber(words.word(next)));
+        type = row != nullptr ? row->number : static_cast<std::uint8_t>(ParseNumber(words.word(next), 0xFF));
         ++next;
     }
     const Milliseconds timeout = words.size() > next ? ParseSeconds(words.word(next)) : Milliseconds(60000);

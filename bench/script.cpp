@@ -35,12 +35,11 @@ bool RunScript(Interpreter& interpreter, const std::string& path) {
             Complain(interpreter, path, line_number, failure.what());
         }
     }
-    const int held = interpreter.expectations() - wrong;
+    const int all = interpreter.expectations();
+    const Json summary = {{"expectations", all}, {"held", all - wrong}, {"ended_early", ended_early}};
     const std::string end = ended_early ? "; the script ended early" : "";
     interpreter.output().Show(
-        {{"expectations", interpreter.expectations()}, {"held", held}, {"ended_early", ended_early}},
-        std::to_string(held) + " of " + std::to_string(interpreter.expectations()) + " expectations held" +
-            end);
+        summary, std::to_string(all - wrong) + " of " + std::to_string(all) + " expectations held" + end);
     return wrong == 0 && !ended_early;
 }
 

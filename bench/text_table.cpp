@@ -21,13 +21,29 @@ std::string Padded(const std::string& text, std::size_t width, bool right = fals
     return right ? padding + text : text + padding;
 }
 
+/// A text of several lines goes below its name, indented.
+std::string Block(const std::string& text) {
+    std::string lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        lines += std::string("\n") + kIndent + kIndent + text.substr(at, end - at);
+        at = end + 1;
+    }
+    return lines;
+}
+
 std::string NameLines(const Json& object) {
     std::size_t width = 0;
     for (const auto& [name, value] : object.items())
         if (!IsTable(value)) width = std::max(width, name.size());
     std::string lines;
-    for (const auto& [name, value] : object.items())
-        if (!IsTable(value)) lines += kIndent + Padded(name, width + 2) + Inline(value) + "\n";
+    for (const auto& [name, value] : object.items()) {
+        if (IsTable(value)) continue;
+        const std::string text = Inline(value);
+        const bool block = text.find('\n') != std::string::npos;
+        lines += kIndent + (text.empty() || block ? name : Padded(name, width + 2)) +
+                 (block ? Block(text) : text) + "\n";
+    }
     return lines;
 }
 

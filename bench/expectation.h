@@ -1,0 +1,29 @@
+// What commands complain with, and the checks of what they learned.
+#pragma once
+
+#include <stdexcept>
+
+#include "bench/layout.h"
+
+namespace plug::bench {
+
+struct CommandError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+/// An expectation that does not hold; the rest of a script still means something.
+struct ExpectationFailed : CommandError {
+    using CommandError::CommandError;
+};
+
+/// Whether `field` of an answer, as "fields.entries.0.name" or, short, "entries.0.name", stands in the
+/// relation to `value`: ==, !=, <, >, contains, exists. Numbers are compared as numbers. Throws
+/// ExpectationFailed saying what was seen.
+void CheckExpectation(const Json& answer, const std::string& field, const std::string& relation,
+                      const std::string& value);
+
+/// A time in seconds, as "0.5"; throws CommandError.
+Milliseconds ParseSeconds(const std::string& text);
+/// A decimal number; throws CommandError.
+std::uint64_t ParseNumber(const std::string& text, std::uint64_t largest);
+
+}  // namespace plug::bench
