@@ -1,0 +1,224 @@
+#include "fixture.h"
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <filesystem>
+#include <stdexcept>
+
+#include "bench/sandbox.h"
+
+namespace plug::e2e {
+namespace {
+
+constexpr char kStatusFile[] = "/tmp/plugstatus";
+constexpr char kClockFile[] = "/tmp/clock";
+
+[[noreturn]] void GiveUp(const std::string& what) {
+    throw std::runtime_error(what);
+}
+
+std::string FakeTimeLibrary() {
+    for (const auto& folder : std::filesystem::directory_iterator("/usr/lib")) {
+        const auto library = folder.path() / "faketime/libfaketimeMT.so.1";
+        if (std::filesystem::exists(library)) return library;
+    }
+    GiveUp("libfaketime is not installed");
+}
+
+/// Every place of a text.
+std::vector<std::size_t> Find(const std::string& log, const std::string& text) {
+    std::vector<std::size_t> places;
+    for (std::size_t at = 0; (at = log.find(text, at)) != std::string::npos; at += text.size())
+        places.push_back(at);
+    return places;
+}
+
+/// The last time stamp of a log entry at or before an offset; -1 when there is none.
+std::int64_t StampBefore(const std::string& log, std::size_t at) {
+    for (std::size_t begin = at + 1; begin-- > 0;) {
+        std::tm time{};
+        int end = -1;
+        sscanf(log.c_str() + begin, "%d-%d-%d %d:%d:%d [%n", &time.tm_year, &time.tm_mon, &time.tm_mday,
+               &time.tm_hour, &time.tm_min, &time.tm_sec, &end);
+        if (end < 0 || time.tm_year < 2000) continue;
+        time.tm_year -= 1900;
+        time.tm_mon -= 1;
+        return timegm(&time);
+    }
+    return -1;
+}
+
+}  // namespace
+
+void AgentTest::SetUp() {
+    EnterSandbox({.hosts = "127.0.0.1 localhost\n", .keep = {}});
+    // libfaketime leaves its shared memory behind when the agent is killed.
+    ASSERT_EQ(0, mount("tmpfs", "/dev/shm", "tmpfs", 0, nullptr));
+    ASSERT_EQ(0, mkfifo(kStatusFile, 0600));
+    status_pipe_ = open(kStatusFile, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(status_pipe_, 0);
+    setup_.arguments = {"-d"};
+    setup_.environment = {"TZ=UTC"};
+}
+
+void AgentTest::TearDown() {
+    StopAgent();
+    if (status_pipe_ >= 0) close(status_pipe_);
+    if (!platform_) return;
+    Cursor all = platform_->FromStart();
+    while (const auto event = all.Next(Milliseconds(0)))
+        EXPECT_NE(EventKind::kBadFrame, event->kind) << event->note << ": " << ToHex(event->frame);
+}
+
+Platform& AgentTest::StartPlatform(const PlatformOptions& options) {
+    platform_ = std::make_unique<Platform>(options);
+    cursor_ = platform_->FromStart();
+    const AgentSetup pointed = SetupFor(*platform_);
+    setup_.key = pointed.key;
+    setup_.server1 = pointed.server1;
+    setup_.port = pointed.port;
+    return *platform_;
+}
+
+void AgentTest::RunFast(int factor) {
+    if (kSanitized) return;
+    speed_ = factor;
+    WriteClock();
+}
+
+void AgentTest::JumpAhead(std::int64_t seconds) {
+    ahead_ += seconds;
+    WriteClock();
+}
+
+void AgentTest::WriteClock() const {
+    const std::string draft = std::string(kClockFile) + ".new";
+    WriteFile(draft, "+" + std::to_string(ahead_) + " x" + std::to_string(speed_) + "\n");
+    std::filesystem::rename(draft, kClockFile);
+}
+
+void AgentTest::StartAgent() {
+    StopAgent();
+    ProcessSpec spec = AgentCommand(setup_);
+    if (!profile_.empty()) WriteFile(setup_.folder + "/plug.conf", profile_);
+    if (speed_ != 1)
+        spec.environment.insert(spec.environment.end(),
+                                {"LD_PRELOAD=" + FakeTimeLibrary(), "FAKETIME_NO_CACHE=1",
+                                 std::string("FAKETIME_TIMESTAMP_FILE=") + kClockFile});
+    agent_ = std::make_unique<Process>(spec);
+}
+
+void AgentTest::LogIn() {
+    StartAgent();
+    Await(EventKind::kHeartbeat);
+    ReadStatuses();
+    EXPECT_TRUE(statuses_.ends_with("003 ")) << statuses_;
+    statuses_.clear();
+}
+
+void AgentTest::StopAgent() {
+    if (!agent_) return;
+    agent_->Kill();
+    agent_->WaitForEnd(Milliseconds(1000));
+    const std::string output = agent_->Output();
+    agent_.reset();
+    EXPECT_EQ(std::string::npos, output.find("Sanitizer"));
+    EXPECT_EQ(std::string::npos, output.find("runtime error:"));
+    if (HasFailure()) std::cout << "--- the agent's output ---\n" << output << "--- end ---" << std::endl;
+    ReadStatuses();
+    statuses_.clear();
+}
+
+int AgentTest::AwaitExit() {
+    const auto status = agent_->WaitExit(kPatience);
+    if (!status) GiveUp("the agent still runs");
+    agent_->WaitForEnd(kPatience);
+    return *status;
+}
+
+void AgentTest::ReadStatuses() {
+    std::array<char, 4096> bytes;
+    const ssize_t got = read(status_pipe_, bytes.data(), bytes.size());
+    for (ssize_t at = 0; at < got; ++at) {
+        const char byte = bytes[static_cast<std::size_t>(at)];
+        statuses_ += byte == '\n' ? ' ' : byte;
+    }
+}
+
+void AgentTest::AwaitStatuses(const std::string& codes) {
+    const std::string wanted = codes + " ";
+    WaitUntil(
+        [&] {
+            ReadStatuses();
+            return statuses_.size() >= wanted.size();
+        },
+        kPatience);
+    if (!statuses_.starts_with(wanted)) GiveUp("statuses " + statuses_ + "instead of " + codes);
+    statuses_.erase(0, wanted.size());
+}
+
+void AgentTest::AwaitLog(const std::string& text, int count) {
+    std::size_t from = 0;
+    while (count-- > 0) {
+        const auto end = agent_->WaitForOutput(text, kPatience, from);
+        if (!end) GiveUp("not logged: " + text);
+        from = *end;
+    }
+}
+
+void AgentTest::ExpectLogged(const std::string& text, int count) {
+    AwaitLog(text, count);
+    EXPECT_EQ(count, CountLog(text)) << text;
+}
+
+int AgentTest::CountLog(const std::string& text) const {
+    return static_cast<int>(Find(agent_->Output(), text).size());
+}
+
+std::int64_t AgentTest::LoggedAt(const std::string& text, int nth) {
+    AwaitLog(text, std::max(nth, 1));
+    const std::string log = agent_->Output();
+    const std::vector<std::size_t> places = Find(log, text);
+    return StampBefore(log, places[nth > 0 ? static_cast<std::size_t>(nth) - 1 : places.size() - 1]);
+}
+
+LinkEvent AgentTest::Await(EventKind kind) {
+    return Await(Name(kind), IsKind(kind));
+}
+
+LinkEvent AgentTest::Await(const std::string& what, const EventMatch& matches) {
+    auto event = cursor_->WaitFor(matches, kPatience);
+    if (!event) GiveUp("the platform waits in vain for: " + what);
+    return *event;
+}
+
+LinkEvent AgentTest::Ask(std::uint16_t id, ConstBytes parameters) {
+    static std::uint16_t next_head = 0x4100;
+    const std::uint16_t head = next_head++;
+    if (!platform_->SendCommand(mac_, id, parameters, {}, head)) GiveUp("no connection to ask on");
+    LinkEvent reply = AwaitReply();
+    if (reply.data.size() < 6) GiveUp("a reply without an echo: " + ToHex(reply.frame));
+    EXPECT_EQ(head, reply.Word(0)) << "another command's reply: " << ToHex(reply.frame);
+    EXPECT_EQ(id, reply.function_id());
+    return reply;
+}
+
+LinkEvent AgentTest::AwaitReLogin() {
+    const LinkEvent next = Await("a login or registration", [](const LinkEvent& event) {
+        return event.kind == EventKind::kLogin || event.kind == EventKind::kRegister;
+    });
+    if (next.kind != EventKind::kLogin) GiveUp("a registration instead of a re-login");
+    return Await(EventKind::kHeartbeat);
+}
+
+ByteVector Join(std::initializer_list<ConstBytes> pieces) {
+    ByteVector joined;
+    for (const ConstBytes piece : pieces) joined.insert(joined.end(), piece.begin(), piece.end());
+    return joined;
+}
+
+}  // namespace plug::e2e

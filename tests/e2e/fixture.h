@@ -1,0 +1,101 @@
+// The agent's real binary between a bench platform and the simulated router, in a sandbox of its own.
+//
+// A test prepares (platform, set-up, clock), starts the agent and waits for what must come; what does not
+// come within kPatience throws, which ends the test as failed. Afterwards the agent must not have sent a
+// malformed frame nor printed a sanitizer's report. Its log level is full and its time zone UTC.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "bench/agent_process.h"
+
+namespace plug::e2e {
+
+using namespace plug::bench;  // NOLINT: the tests are written in its words
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kSanitized = false;
+#endif
+
+/// Why a test is skipped that cannot do without a clock of the agent's own.
+constexpr char kNeedsOwnClock[] = "an agent with a sanitizer runs on the real clock only";
+
+/// The longest wait for anything: as long as a slow machine needs for a re-login in real time.
+constexpr Milliseconds kPatience{60'000};
+
+/// The simulated home's router.
+constexpr MacAddress kRouterMac = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
+
+class AgentTest : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // --- before the agent starts ---
+
+    /// Starts the platform and points setup_ at it.
+    Platform& StartPlatform(const PlatformOptions& options = {});
+    /// Lets the agent's clock run faster from its next start on, or at once when it runs already; without
+    /// effect on an agent with a sanitizer.
+    void RunFast(int factor);
+    /// Sets the agent's clock forward; only for an agent started on a fast clock.
+    void JumpAhead(std::int64_t seconds);
+
+    // --- the agent ---
+
+    /// Starts it with setup_, in place of an earlier one.
+    void StartAgent();
+    /// The same, and waits for the login and the first heartbeat.
+    void LogIn();
+    /// Ends it and looks for reports of a sanitizer.
+    void StopAgent();
+    int AwaitExit();
+
+    /// Waits until the agent has written exactly these codes to its status file since the last call, as
+    /// "001 001 002"; the file is a pipe here, so none goes unseen.
+    void AwaitStatuses(const std::string& codes);
+    /// Waits for a text of the log, and for its `count`-th appearance.
+    void AwaitLog(const std::string& text, int count = 1);
+    /// The text must appear as often and no more; what was logged before the last event may still be on its
+    /// way.
+    void ExpectLogged(const std::string& text, int count = 1);
+    int CountLog(const std::string& text) const;
+    /// The agent's clock, in seconds, at the last entry with that text, or at the `nth`, counted from 1.
+    std::int64_t LoggedAt(const std::string& text, int nth = 0);
+
+    // --- the platform ---
+
+    LinkEvent Await(EventKind kind);
+    LinkEvent Await(const std::string& what, const EventMatch& matches);
+    /// Asks and returns the answer, which must be the next reply that comes.
+    LinkEvent Ask(std::uint16_t id, ConstBytes parameters = {});
+    /// The next reply, whatever it answers.
+    LinkEvent AwaitReply() { return Await(EventKind::kReply); }
+    /// Waits for the next login and heartbeat; no registration may come before it.
+    LinkEvent AwaitReLogin();
+
+    std::unique_ptr<Platform> platform_;
+    std::unique_ptr<Process> agent_;
+    AgentSetup setup_;
+    std::string profile_;  // replaces the plug.conf of setup_ when not empty
+    MacAddress mac_ = kRouterMac;
+    int speed_ = 1;  // of the agent's clock; stays 1 with a sanitizer
+
+  private:
+    void WriteClock() const;
+    void ReadStatuses();
+
+    std::optional<Cursor> cursor_;
+    std::int64_t ahead_ = 0;  // seconds that the clock was set forward
+    int status_pipe_ = -1;
+    std::string statuses_;  // read from the pipe, not yet waited for
+};
+
+/// The bytes of several pieces in a row.
+ByteVector Join(std::initializer_list<ConstBytes> pieces);
+
+}  // namespace plug::e2e

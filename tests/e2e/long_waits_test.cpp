@@ -1,0 +1,194 @@
+// Lost links and what follows: the re-login, a fresh registration after twenty hours, the end after a week.
+// The agent's clock runs fast where the machine allows it.
+#include <sys/prctl.h>
+
+#include <fstream>
+
+#include "fixture.h"
+
+namespace plug::e2e {
+namespace {
+
+constexpr std::uint16_t kCpuUse = 47;
+constexpr std::int64_t kHour = 3600;
+
+class LongWaits : public AgentTest {
+  protected:
+    /// How often the agent's main thread has slept.
+    long Sleeps() const {
+        std::ifstream status("/proc/" + std::to_string(agent_->pid()) + "/status");
+        const std::string name = "voluntary_ctxt_switches:";
+        for (std::string line; std::getline(status, line);)
+            if (line.starts_with(name)) return std::stol(line.substr(name.size()));
+        return 0;
+    }
+    void AwaitSleeps(long count) {
+        ASSERT_TRUE(WaitUntil([&] { return Sleeps() >= count; }, 3 * kPatience)) << Sleeps();
+    }
+    /// Waits until the agent's heartbeats show that time.
+    void AwaitTime(std::int64_t agent_time) {
+        Await("a heartbeat of that time", [=](const LinkEvent& event) {
+            return event.kind == EventKind::kHeartbeat && event.agent_time >= agent_time;
+        });
+    }
+    void ExpectAnswers() { EXPECT_EQ(12, Ask(kCpuUse).Word(6)); }
+};
+
+TEST_F(LongWaits, ALostLinkIsLoggedInAgain) {
+    StartPlatform();
+    RunFast(10);
+    LogIn();
+    ExpectAnswers();
+
+    // Closed by the platform, in the middle of a frame that must not reach into the next connection.
+    const ByteVector command = BuildCommand(platform_->key(), kCpuUse, {}, mac_, 1);
+    ASSERT_TRUE(platform_->SendBytes(mac_, ConstBytes(command).first(20)));
+    const auto dropped = std::chrono::steady_clock::now();
+    ASSERT_TRUE(platform_->Drop(mac_));
+    AwaitStatuses("103");
+    EXPECT_GE((std::chrono::steady_clock::now() - dropped) * speed_, Milliseconds(3000))
+        << "three seconds of empty reads";
+    ExpectLogged("Close link.");
+    AwaitStatuses("103");
+    AwaitReLogin();
+    AwaitStatuses("003");
+    const std::int64_t paused = LoggedAt("Re-login 127.0.0.1:") - LoggedAt("Close link.");
+    EXPECT_GE(paused, 21) << "a second to take the link down, then twenty";
+    EXPECT_LT(paused, 40);
+    ExpectLogged("ReLogin...");
+    ExpectAnswers();
+
+    // A frame that asks for it: the agent itself closes, and only the session loop writes the status.
+    ASSERT_TRUE(platform_->SendBytes(mac_, LeadWordFrame()));
+    AwaitLog("net error reconnect");
+    AwaitStatuses("103");
+    AwaitReLogin();
+    AwaitStatuses("003");
+    ExpectAnswers();
+    EXPECT_EQ(1, CountLog("Close link."));
+}
+
+TEST_F(LongWaits, AFailedReLoginIsARegistration) {
+    StartPlatform();
+    RunFast(5);
+    LogIn();
+    Behaviour behaviour;
+    behaviour.login_ack = Ack::kSilent;
+    platform_->Behave(behaviour);
+    // With a reset, which the bench does in a way that the thread sanitizer takes for a race.
+    ASSERT_TRUE(platform_->Drop(mac_, !kSanitized));
+    Await(EventKind::kLogin);
+    AwaitStatuses("103 103 001");
+    const std::int64_t waited = LoggedAt("login failed !") - LoggedAt("LoginServer command");
+    EXPECT_GE(waited, 4) << "five seconds for a silent one";
+    EXPECT_LT(waited, 10);
+    platform_->Behave(Behaviour());
+    Await(EventKind::kRegister);
+    Await(EventKind::kHeartbeat);
+    AwaitStatuses("001 002 003");
+
+    platform_->CloseListener(Server::kLogin);
+    ASSERT_TRUE(platform_->Drop(mac_));
+    AwaitLog("Login ServerInit error");
+    platform_->OpenListener(Server::kLogin);
+    Await(EventKind::kRegister);
+    Await(EventKind::kHeartbeat);
+    AwaitStatuses("103 103 001 001 002 003");
+    ExpectAnswers();
+}
+
+TEST_F(LongWaits, SilenceCountsOnlyAfterAnAck) {
+    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
+    Behaviour behaviour;
+    behaviour.answer_heartbeats = false;
+    behaviour.interval = 20;
+    StartPlatform().Behave(behaviour);
+    RunFast(20);
+    LogIn();
+    for (int beat = 0; beat < 6; ++beat) Await(EventKind::kHeartbeat);
+    ExpectAnswers();
+    EXPECT_EQ(0, CountLog("heart beep error"));
+    EXPECT_EQ(1, platform_->Find(mac_)->logins);
+
+    platform_->SendFrame(mac_, MsgType::kHeartbeatAck, {}, {});
+    AwaitLog("heart beep error");
+    const std::int64_t silent = LoggedAt("heart beep error") - LoggedAt("heart beat ack");
+    EXPECT_GE(silent, 60) << "three intervals";
+    EXPECT_LT(silent, 99) << "looked at every ten seconds";
+
+    // The last ack is older still when the link is back; the answer to the first heartbeat keeps it up.
+    behaviour.answer_heartbeats = true;
+    platform_->Behave(behaviour);
+    AwaitReLogin();
+    for (int beat = 0; beat < 5; ++beat) Await(EventKind::kHeartbeat);
+    EXPECT_EQ(1, CountLog("heart beep error"));
+    AwaitStatuses("103 003");
+    ExpectAnswers();
+}
+
+TEST_F(LongWaits, TwentyHoursAfterTheLoginARegistrationIsDue) {
+    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
+    Behaviour behaviour;
+    behaviour.answer_heartbeats = false;  // nobody shall take the jumps for silence
+    StartPlatform().Behave(behaviour);
+    RunFast(50);
+    StartAgent();
+    const std::int64_t login = Await(EventKind::kHeartbeat).agent_time;
+    AwaitStatuses("001 001 002 003");
+
+    JumpAhead(19 * kHour);
+    AwaitTime(login + 19 * kHour);
+    ASSERT_TRUE(platform_->Drop(mac_));
+    AwaitReLogin();
+    AwaitStatuses("103 103 003");
+    ExpectAnswers();
+
+    // The re-login does not count: twenty hours are over since the first.
+    JumpAhead(kHour);
+    AwaitTime(login + 20 * kHour);
+    ASSERT_TRUE(platform_->Drop(mac_));
+    AwaitStatuses("103 103 001 001 002 003");
+    ExpectLogged("Ready to Register ...");
+    EXPECT_EQ(2, platform_->Find(mac_)->registrations);
+    ExpectAnswers();
+
+    // From the new login on they count anew.
+    JumpAhead(19 * kHour);
+    AwaitTime(login + 39 * kHour);
+    ASSERT_TRUE(platform_->Drop(mac_));
+    AwaitStatuses("103 103 003");
+    EXPECT_EQ(2, platform_->Find(mac_)->registrations);
+}
+
+// The week is counted in steps of the session loop, 302400 of them, over all re-logins.
+TEST_F(LongWaits, AfterAWeekALostLinkEndsIt) {
+    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
+    prctl(PR_SET_TIMERSLACK, 1);  // inherited: the agent's many short sleeps are not rounded up
+    constexpr int kHasty = 100'000;
+    Behaviour behaviour;
+    behaviour.answer_heartbeats = false;
+    behaviour.interval = 32767;
+    StartPlatform().Behave(behaviour);
+    RunFast(20);
+    LogIn();
+    // A sleep a step, and a few that are none: the week is over somewhere behind 302400 of them. For each try
+    // the clock goes back, so that the re-login before that is not due to be a registration.
+    int logins = 1;
+    for (long sleeps = 290'000; sleeps < 500'000; sleeps += 20'000) {
+        RunFast(kHasty);
+        AwaitSleeps(sleeps);
+        RunFast(20);
+        ASSERT_TRUE(platform_->Drop(mac_));
+        ASSERT_TRUE(WaitUntil([&] { return !agent_->Running() || platform_->Find(mac_)->logins > logins; },
+                              kPatience));
+        if (!agent_->Running()) break;
+        ++logins;
+    }
+    EXPECT_EQ(255, AwaitExit());
+    ExpectLogged("After a week exit, restart ...");
+    EXPECT_GE(logins, 2) << "not before the week is over";
+    EXPECT_EQ(1, platform_->Find(mac_)->registrations);
+}
+
+}  // namespace
+}  // namespace plug::e2e
