@@ -31,8 +31,8 @@ constexpr auto kCommands = std::to_array<CommandRow>({
     {5, Get<get_wan_tcp_con_num>},
     {6, Get<get_wan_udp_con_num>},
     {7, Get<get_wan_receive_bytes>},
-    {8, kToCome},  // ping, start
-    {9, kToCome},  // ping, fetch
+    {8, PingStart},
+    {9, PingFetch},
     {10, GetRecord<get_lan_cfg>},
     {11, GetCount<get_lan_num>},
     {12, LanPortFlows},
@@ -74,8 +74,8 @@ constexpr auto kCommands = std::to_array<CommandRow>({
     {48, Get<get_mem_use>},
     {49, LinkStatus},
     {50, Set<set_full_load_enable>},
-    {51, kToCome},  // traceroute, start
-    {52, kToCome},  // traceroute, fetch
+    {51, TracerouteStart},
+    {52, TracerouteFetch},
     {53, Set<sync_time>},
     {54, Get<get_duration_time>},
     {55, Set<restart>},
@@ -84,34 +84,34 @@ constexpr auto kCommands = std::to_array<CommandRow>({
     {58, FlowRates},
     {59, Set<set_http_test_url>},
     {60, RouterPin},
-    {61, kToCome},  // rate test
+    {61, RateTestStart},
     {62, kUnsupported},
     {63, kUnsupported},
-    {64, kToCome},  // scan of the devices
+    {64, ScanDevices},
     {65, kUnsupported},
-    {66, kToCome},  // bandwidth limits
+    {66, SetBandwidthLimits},
     {67, kUnsupported},
     {68, kUnsupported},
-    {69, kToCome},  // access windows
-    {70, kToCome},  // from here on what the local mesh/Wi-Fi agent answers
-    {71, kToCome},
-    {72, kToCome},
-    {73, kToCome},
-    {74, kToCome},
-    {75, kToCome},
-    {76, kToCome},
-    {77, kToCome},
-    {78, kToCome},
-    {79, kToCome},
-    {80, kToCome},
+    {69, SetAccessWindows},
+    {70, GetWifiFreqband},
+    {71, GetMeshSupport},
+    {72, SetMeshSwitch},
+    {73, GetMeshSwitch},
+    {74, SetMeshRoamingSwitch},
+    {75, GetMeshRoamingSwitch},
+    {76, SetMeshRoamingThreshold},
+    {77, GetMeshRoamingThreshold},
+    {78, GetMeshTopology},
+    {79, GetNeighbourWifi},
+    {80, GetBssid},
     {81, AcceptSilently},
-    {82, kToCome},
-    {83, kToCome},
+    {82, SetWan},
+    {83, TriggerOneKeyOptimize},
     {84, AcceptSilently},
-    {85, kToCome},
+    {85, TriggerFaultDiagnosis},
     {86, AcceptSilently},
-    {87, kToCome},  // configuration data
-    {88, kToCome},  // automatic reports
+    {87, ConfigurationData},
+    {88, SetAutoReport},
 });
 
 consteval bool InOrder() {

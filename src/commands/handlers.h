@@ -38,4 +38,34 @@ void SetDeviceName(ByteReader& parameters, Answer& answer);
 void GetDevice(ByteReader& parameters, Answer& answer);
 void DeviceSpeeds(ByteReader& parameters, Answer& answer);
 
+// relay_commands.cpp: what the local mesh/Wi-Fi agent answers
+void GetWifiFreqband(ByteReader& parameters, Answer& answer);
+void GetMeshSupport(ByteReader& parameters, Answer& answer);
+void SetMeshSwitch(ByteReader& parameters, Answer& answer);
+void GetMeshSwitch(ByteReader& parameters, Answer& answer);
+void SetMeshRoamingSwitch(ByteReader& parameters, Answer& answer);
+void GetMeshRoamingSwitch(ByteReader& parameters, Answer& answer);
+void SetMeshRoamingThreshold(ByteReader& parameters, Answer& answer);
+void GetMeshRoamingThreshold(ByteReader& parameters, Answer& answer);
+void GetMeshTopology(ByteReader& parameters, Answer& answer);
+void GetNeighbourWifi(ByteReader& parameters, Answer& answer);
+void GetBssid(ByteReader& parameters, Answer& answer);
+void SetWan(ByteReader& parameters, Answer& answer);
+void TriggerOneKeyOptimize(ByteReader& parameters, Answer& answer);
+void TriggerFaultDiagnosis(ByteReader& parameters, Answer& answer);
+void SetAutoReport(ByteReader& parameters, Answer& answer);
+
+// rule_commands.cpp: the devices' scan, bandwidth limits and access windows
+void ScanDevices(ByteReader& parameters, Answer& answer);
+void SetBandwidthLimits(ByteReader& parameters, Answer& answer);
+void SetAccessWindows(ByteReader& parameters, Answer& answer);
+
+// diagnostic_commands.cpp: ping, traceroute and rate test
+void PingStart(ByteReader& parameters, Answer& answer);
+void PingFetch(ByteReader& parameters, Answer& answer);
+void TracerouteStart(ByteReader& parameters, Answer& answer);
+void TracerouteFetch(ByteReader& parameters, Answer& answer);
+void RateTestStart(ByteReader& parameters, Answer& answer);
+void ConfigurationData(ByteReader& parameters, Answer& answer);
+
 }  // namespace plug

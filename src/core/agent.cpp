@@ -3,6 +3,10 @@
 #include <cstdlib>
 
 #include "commands/dispatcher.h"
+#include "commands/version_report.h"
+#include "commserver/auto_report_config.h"
+#include "commserver/comm_request.h"
+#include "commserver/comm_server.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/options.h"
@@ -15,6 +19,11 @@
 #include "platform/link_state.h"
 #include "platform/session.h"
 #include "platform/settings.h"
+#include "rules/eaccess.h"
+#include "rules/plug_data.h"
+#include "subdev/function39.h"
+#include "subdev/function40.h"
+#include "subdev/scanner.h"
 
 namespace plug {
 namespace {
@@ -56,9 +65,27 @@ void OnLinkLost() {
 ServerChoice InitLink(const Options& options) {
     PrepareCipher();
     SetLinkHandlers({CBHandle, OnLinkLost});
-    SetCommandHandlers({ParserProtoolData});
+    SetCommandHandlers({ParserProtoolData, ParserPlugData});
     NewProgramProfile(options.profile_path.data(), kDefaultProfilePath);
     return InitProtool();
+}
+
+/// Everything that runs beside the session. Without access control, or without functions 39 and 40, the
+/// agent still does its work.
+void StartServices() {
+    StartEaccess();
+    if (CommServerStart() != 0) {
+        PLUG_LOG(kErr, "Comm server start error.");
+        FatalExit();
+    }
+    Pace(10);
+    Fn39Init();
+    Pace(10);
+    Fn40Init();
+    if (StartSubdev() != 0) {
+        PLUG_LOG(kDebug, "StartSubdev failed.");
+        FatalExit();
+    }
 }
 
 int RegisterAt(Session& session, const char* server_ip, const char* log_text) {
@@ -133,9 +160,29 @@ int LoginPhase(Session& session) {
     return 0;
 }
 
-/// Counts two-second steps until the link is lost.
+void SendCalibration() {
+    PLUG_LOG(kDebug, "Send calibration info.");
+    ComF_send_calibration();
+}
+
+/// What is done once after a registration, at its step.
+struct StepAction {
+    int step;
+    void (*act)();
+};
+constexpr StepAction kStepActions[] = {
+    {8, [] { ComF_send_pluginstate(); }},
+    {9, [] { ComF_get_autoreport_conf(); }},
+    {11, [] { dev_fwversion_report(); }},
+    {100, SendCalibration},
+};
+
+/// Counts two-second steps until the link is lost, with the actions that are due at them.
 void StepUntilLost(Session& session) {
     while (!LinkError()) {
+        for (const StepAction& action : kStepActions) {
+            if (action.step == session.step) action.act();
+        }
         ++session.step;
         Pace(kStepMilliseconds);
     }
@@ -144,6 +191,7 @@ void StepUntilLost(Session& session) {
 /// Takes the lost link down. A week of steps ends the process here, for its supervisor to start it afresh.
 void LeaveLostLink(Session& session) {
     SetLoggedIn(false);
+    ComF_send_pluginstate();
     if (session.step > kStepsInAWeek) {
         PLUG_LOG(kDebug, "After a week exit, restart ...");
         exit(-1);
@@ -169,6 +217,7 @@ int RecoverLogin(Session& session) {
         session.register_failures = 0;
         return -1;
     }
+    ComF_send_pluginstate();
     return StartHeartbeat(session);
 }
 
@@ -202,6 +251,7 @@ int RunAgent(int argc, char** argv) {
     Pace(50);
     const ServerChoice choice = InitLink(options);
     if (choice == ServerChoice::kNone) DnsExit();
+    StartServices();
     RunSession(choice);
 }
 

@@ -27,6 +27,15 @@ CalendarTime LocalCalendar(std::int64_t wall_seconds) {
             local.tm_min,         local.tm_sec,     local.tm_wday};
 }
 
+std::int64_t LocalMidnight(std::int64_t wall_seconds) {
+    const time_t when = static_cast<time_t>(wall_seconds);
+    tm local{};
+    localtime_r(&when, &local);
+    local.tm_hour = local.tm_min = local.tm_sec = 0;
+    local.tm_isdst = -1;  // the night may have changed the clock since
+    return mktime(&local);
+}
+
 void Pace(std::int64_t milliseconds) {
     timespec left{static_cast<time_t>(milliseconds / 1000),
                   static_cast<long>(milliseconds % 1000) * 1'000'000};

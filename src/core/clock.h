@@ -18,6 +18,9 @@ struct CalendarTime {
 };
 CalendarTime LocalCalendar(std::int64_t wall_seconds);
 
+/// The start of the local calendar day of `wall_seconds`, also on the day of a clock change.
+std::int64_t LocalMidnight(std::int64_t wall_seconds);
+
 /// A pause that paces work or gives others time; it is always served in full.
 void Pace(std::int64_t milliseconds);
 

@@ -14,6 +14,8 @@ using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 /// Null when the file cannot be opened.
 FilePtr OpenToRead(const char* path);
+/// The same for a file that the agent wrote itself: null also when the path is a link, and never blocking.
+FilePtr OpenOwnToRead(const char* path);
 /// Creates or empties the file; null when that fails or the path is a link.
 FilePtr OpenToWrite(const char* path);
 

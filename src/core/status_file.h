@@ -9,10 +9,12 @@ enum class Status : std::uint8_t {
     kRegistering = 1,
     kRegistered = 2,
     kLoggedIn = 3,
+    kUpdateReady = 4,
     kForcedDisconnect = 5,
     kRegisterFailed = 101,
     kStartFailed = 102,
     kLinkLost = 103,
+    kUpdateFailed = 104,
 };
 
 /// Replaces the file by the code as three digits and a newline. 0, or -1 when it cannot be written. Any

@@ -1,6 +1,7 @@
 // Small text helpers over fixed buffers.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -22,6 +23,18 @@ inline void CopyText(std::span<char> field, std::string_view text) {
 /// The text in a NUL-padded field that may lack the NUL when full.
 inline std::string_view FieldText(std::span<const char> field) {
     return {field.data(), strnlen(field.data(), field.size())};
+}
+
+/// "0A FF ": upper-case pairs, each followed by a blank, as many as fit in `room`.
+inline std::string_view HexPairs(std::span<const std::uint8_t> bytes, std::span<char> room) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::size_t used = 0;
+    for (const std::uint8_t byte : bytes.first(std::min(bytes.size(), room.size() / 3))) {
+        room[used++] = kDigits[byte >> 4];
+        room[used++] = kDigits[byte & 0x0F];
+        room[used++] = ' ';
+    }
+    return {room.data(), used};
 }
 
 template <class Byte, std::size_t size>

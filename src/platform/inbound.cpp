@@ -1,5 +1,6 @@
 #include "platform/inbound.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 #include "core/log.h"
@@ -16,7 +17,8 @@ namespace {
 constexpr char kLogModule[] = "Protool.c";
 
 constexpr std::uint16_t kReconnectWord = 0xFFFF;
-constexpr std::uint16_t kShortestCommand = 10;  // bytes of a function command, up to its parameters
+constexpr std::uint16_t kShortestCommand = 10;       // bytes of a function command, up to its parameters
+constexpr std::uint16_t kMostUnansweredData = 1018;  // bytes of a plug data command that gets no answer
 
 enum ResultCode : std::uint16_t { kSuccess = 0, kBadChecksum = 11 };
 
@@ -24,6 +26,7 @@ struct InboundState {
     CommandHandlers handlers{};                       // set once at start-up
     std::array<std::uint8_t, kMaxFrameSize> plain{};  // response thread only, like the answer
     std::array<std::uint8_t, kMaxFrameSize> answer{};
+    std::array<char, kMaxFrameSize> payload{};
 };
 constinit InboundState state;
 
@@ -86,17 +89,41 @@ void ExecuteFunctionCommand(const DataRecord& record) {
     if (result != 0) reply(static_cast<std::uint16_t>(result), AsBytes("parser error"));
 }
 
-void HandleFunctionCommand(const InboundFrame& frame) {
+/// Runs a plug data command. What its family returned.
+int RunPlugCommand(const DataRecord& record) {
+    CopyText(state.payload, AsText(record.data));  // never cut: a record is shorter than a frame
+    return state.handlers.plug_command(record.data_type, state.payload.data());
+}
+
+void ExecutePlugCommand(const DataRecord& record) {
+    const int result = RunPlugCommand(record);
+    char text[32];
+    snprintf(text, sizeof text, "{\"result\":%d}", result);
+    SendReplyUpData(static_cast<std::uint16_t>(result), AsBytes(text), record.data_type, nullptr);
+}
+
+/// A command of either family: checked, then executed, or answered with the failed check.
+void HandleCommand(const InboundFrame& frame, bool with_address, void (*execute)(const DataRecord& record)) {
     SetAckSeen(true);
     Plaintext plain;
     if (!Decrypt(frame, plain)) return;
-    const DataRecord record = ReadDataRecord(plain.bytes, true);
+    const DataRecord record = ReadDataRecord(plain.bytes, with_address);
     LogReceived(frame, record);
     if (!Verified(frame, plain)) {
-        SendReplyUpData(kBadChecksum, {}, record.data_type, &record.address);
+        SendReplyUpData(kBadChecksum, {}, record.data_type, with_address ? &record.address : nullptr);
         return;
     }
-    ExecuteFunctionCommand(record);
+    execute(record);
+}
+
+/// A plug reply coming down carries a plug data command too; it is neither verified nor answered.
+void HandlePlugReply(const InboundFrame& frame) {
+    SetAckSeen(true);
+    Plaintext plain;
+    if (!DecryptUnverified(frame, plain)) return;
+    const DataRecord record = ReadDataRecord(plain.bytes, false);
+    LogReceived(frame, record);
+    if (record.declared_length <= kMostUnansweredData) RunPlugCommand(record);
 }
 
 /// A function reply coming down is only noted.
@@ -135,8 +162,14 @@ void CBHandle(const InboundFrame& frame) {
         case MsgType::kAck:
             HandleAckFrame(frame);
             return;
+        case MsgType::kPlugCommand:
+            HandleCommand(frame, false, ExecutePlugCommand);
+            return;
         case MsgType::kFunctionCommand:
-            HandleFunctionCommand(frame);
+            HandleCommand(frame, true, ExecuteFunctionCommand);
+            return;
+        case MsgType::kPlugReply:
+            HandlePlugReply(frame);
             return;
         case MsgType::kFunctionReply:
             HandleFunctionReply(frame);

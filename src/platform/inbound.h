@@ -10,6 +10,9 @@ struct CommandHandlers {
     /// Executes a function command: fills `answer` and `length` (0: send none). 0, or a code that is answered
     /// too.
     int (*function_command)(ConstBytes command, Bytes answer, std::size_t& length);
+    /// Carries out a plug data command, JSON by its DataType. What it returns is the answer, where there is
+    /// one.
+    int (*plug_command)(std::uint32_t data_type, const char* payload);
 };
 void SetCommandHandlers(const CommandHandlers& handlers);
 

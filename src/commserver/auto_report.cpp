@@ -1,0 +1,160 @@
+#include "commserver/auto_report.h"
+
+#include <cstdio>
+#include <limits>
+#include <numeric>
+
+#include "commands/sdk_records.h"
+#include "core/clock.h"
+#include "core/log.h"
+#include "platform/session.h"
+#include "platform/uplink.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "CommServer.c";
+
+constexpr std::uint8_t kFirmwareResultType = 17;
+constexpr std::int64_t kDigestSeconds = 120;  // a type-1 report that repeats the last is dropped within these
+constexpr std::int64_t kShortestSeconds1 = 5;
+constexpr std::int64_t kShortestSeconds2 = 1170;
+constexpr std::int64_t kShortestSeconds3 = 50;
+
+struct ReportState {
+    std::uint16_t sequence = 0;  // dispatcher thread, as the history
+    ReportHistory history;
+};
+constinit ReportState state;
+
+bool HasData(ConstBytes payload) {
+    if (!payload.empty()) return true;
+    PLUG_LOG(kErr, "ERROR: receive data length error!");
+    return false;
+}
+
+void PutHeader(ByteWriter& out, std::uint16_t func_id) {
+    out.U16(state.sequence);
+    out.U16(func_id);
+    out.U16(0);
+}
+
+void Relay(ConstBytes report, std::uint16_t func_id) {
+    SendIpUpData(report, static_cast<std::uint8_t>(func_id), &RouterMac());
+    ++state.sequence;
+    if (!DebugMode()) return;
+    fprintf(stderr, "\nFuncID %d, Auto report info:\n", func_id);
+    for (const std::uint8_t byte : report) fprintf(stderr, "%02X ", byte);
+    fputc('\n', stderr);
+}
+
+void RelayAsReceived(ConstBytes payload, std::uint16_t func_id) {
+    std::array<std::uint8_t, 8192> buffer;
+    ByteWriter report(buffer);
+    PutHeader(report, func_id);
+    report.U16(static_cast<std::uint16_t>(payload.size()));
+    report.Copy(payload);
+    Relay(report.written(), func_id);
+}
+
+/// Seconds since the last report of a type; it is noted as having come now.
+std::int64_t SecondsSince(std::int64_t& last, std::int64_t now) {
+    const std::int64_t seconds =
+        last == ReportHistory::kNever ? std::numeric_limits<std::int32_t>::max() : now - last;
+    last = now;
+    return seconds;
+}
+
+bool AdmitType1(ReportHistory& history, ConstBytes payload, std::int64_t now) {
+    const std::int64_t seconds = SecondsSince(history.last[0], now);
+    PLUG_LOG(kDebug, "Type1 report interval: %ld seconds!", static_cast<long>(seconds));
+    if (seconds >= kDigestSeconds) return true;
+    const auto digest = static_cast<std::uint8_t>(std::accumulate(payload.begin(), payload.end(), 0U));
+    if (digest != history.digest) {
+        history.digest = digest;
+        if (seconds >= kShortestSeconds1) return true;
+    }
+    PLUG_LOG(kErr, "ERROR: type1 report error!");
+    return false;
+}
+
+bool AdmitType2(ReportHistory& history, std::int64_t now) {
+    if (SecondsSince(history.last[1], now) >= kShortestSeconds2) return true;
+    PLUG_LOG(kErr, "ERROR: type2 report error!");
+    return false;
+}
+
+bool AdmitType3(ReportHistory& history, std::int64_t now) {
+    const std::int64_t seconds = SecondsSince(history.last[2], now);
+    PLUG_LOG(kDebug, "Type3 report interval: %ld seconds!", static_cast<long>(seconds));
+    if (seconds >= kShortestSeconds3) return true;
+    PLUG_LOG(kErr, "ERROR: type3 report error!");
+    return false;
+}
+
+const char* FirmwareResultText(std::uint8_t result) {
+    constexpr const char* kTexts[] = {
+        "success",
+        "fromVersion not match.",
+        "toVersion not support.",
+        "url address error.",
+        "check method not match.",
+        "fileLength error.",
+        "file download failed.",
+        "check sum error.",
+        "firmware update faiiled.",
+    };
+    return result < std::size(kTexts) ? kTexts[result] : "unKnown error.";
+}
+
+}  // namespace
+
+void CommAutoReport(ConstBytes payload) {
+    constexpr std::uint16_t kFuncId = 81;
+    if (!HasData(payload)) return;
+    // A short record is swapped together with the zeros behind it, and sent as long as it is.
+    std::array<std::uint8_t, 8192> buffer{};
+    ByteWriter report(buffer);
+    PutHeader(report, kFuncId);
+    const std::size_t header_size = report.size();
+    report.Copy(payload);
+    SwapFields(Bytes(buffer).subspan(header_size), kRecordFields<wan_cfg>);
+    Relay(report.written(), kFuncId);
+}
+
+void CommAutoJsonReport(ConstBytes payload, std::uint16_t func_id) {
+    if (HasData(payload)) RelayAsReceived(payload, func_id);
+}
+
+void CommAutoReport89(ConstBytes payload) {
+    if (HasData(payload) && AdmitReport(state.history, payload, MonotonicSeconds()))
+        RelayAsReceived(payload, 89);
+}
+
+void CommFwUpdateResult(ConstBytes payload) {
+    if (payload.size() != 1) {
+        PLUG_LOG(kErr, "Firmware update return length error.");
+        return;
+    }
+    const std::uint8_t result = payload[0];
+    PLUG_LOG(kDebug, "%s", result == 0 ? "update firmware success." : "update firmware file error.");
+    char text[256];
+    snprintf(text, sizeof text, "{\"result\":%d,\"resultDesc\":\"%s\"}", result, FirmwareResultText(result));
+    SendIpUpData(AsBytes(text), kFirmwareResultType, nullptr);
+}
+
+bool AdmitReport(ReportHistory& history, ConstBytes payload, std::int64_t now) {
+    switch (payload[0]) {
+        case 1:
+            return AdmitType1(history, payload, now);
+        case 2:
+            return AdmitType2(history, now);
+        case 3:
+            return AdmitType3(history, now);
+        default:
+            PLUG_LOG(kErr, "ERROR: type error!");
+            return false;
+    }
+}
+
+}  // namespace plug

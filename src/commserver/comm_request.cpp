@@ -1,0 +1,124 @@
+#include "commserver/comm_request.h"
+
+#include "commserver/comm_send.h"
+#include "core/log.h"
+#include "core/sync.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "CommServer.c";
+
+constexpr int kLongPolls = 1200;
+constexpr unsigned kFailed = 1;
+
+constinit Mutex request_mutex;  // from clearing the ready flag until the reply is copied out
+
+/// A large query.
+unsigned Fetch(const LocalRequest& request, LocalReply& reply) {
+    return Exchange(request, {}, reply) == RequestOutcome::kReplied ? reply.result : kFailed;
+}
+
+unsigned GetByte(const LocalRequest& request, ConstBytes data, std::uint8_t& out) {
+    LocalReply reply;
+    if (Exchange(request, data, reply) != RequestOutcome::kReplied) return kFailed;
+    out = reply.data[0];
+    return reply.result;
+}
+
+ConstBytes OneByte(const std::uint8_t& value) {
+    return {&value, 1};
+}
+
+}  // namespace
+
+RequestOutcome Exchange(const LocalRequest& request, ConstBytes data, LocalReply& reply) {
+    const Guard guard(request_mutex);
+    ClearReplyReady();
+    if (CommSendCmd(request.func_id, data) != 0) {
+        PLUG_LOG(kErr, "%s", request.send_failure);
+        return RequestOutcome::kNotSent;
+    }
+    if (!Route_Wait(request.polls)) return RequestOutcome::kNoReply;
+    CopyReply(reply);
+    return RequestOutcome::kReplied;
+}
+
+unsigned RequestResult(const LocalRequest& request, ConstBytes data) {
+    LocalReply reply;
+    return Exchange(request, data, reply) == RequestOutcome::kReplied ? reply.result : kFailed;
+}
+
+unsigned ComF_get_wifi_freqband(std::uint8_t band, std::uint8_t& out) {
+    return GetByte({70, kUsualPolls, "ERROR: send command failed!"}, OneByte(band), out);
+}
+
+unsigned ComF_get_mesh_support(std::uint8_t& out) {
+    return GetByte({71, kUsualPolls, "ERROR: send get mesh support command failed!"}, {}, out);
+}
+
+unsigned ComF_set_mesh_switch(std::uint8_t value) {
+    return RequestResult({72, kUsualPolls, "ERROR: send set mesh switch command failed!"}, OneByte(value));
+}
+
+unsigned ComF_get_mesh_switch(std::uint8_t& out) {
+    return GetByte({73, kUsualPolls, "ERROR: send get mesh switch command failed!"}, {}, out);
+}
+
+unsigned ComF_set_mesh_roaming_switch(std::uint8_t value) {
+    return RequestResult({74, kUsualPolls, "ERROR: send set mesh roaming switch command failed!"},
+                         OneByte(value));
+}
+
+unsigned ComF_get_mesh_roaming_switch(std::uint8_t& out) {
+    return GetByte({75, kUsualPolls, "ERROR: send get mesh roaming switch command failed!"}, {}, out);
+}
+
+unsigned ComF_set_mesh_roaming_threshold(std::uint8_t first, std::uint8_t second) {
+    const std::uint8_t values[] = {first, second};
+    return RequestResult({76, kUsualPolls, "ERROR: send set mesh roaming threshold command failed!"}, values);
+}
+
+unsigned ComF_get_mesh_roaming_threshold(RoamingThreshold& out) {
+    LocalReply reply;
+    const LocalRequest request{77, kUsualPolls, "ERROR: send get mesh roaming threshold command failed!"};
+    if (Exchange(request, {}, reply) != RequestOutcome::kReplied) return kFailed;
+    out = {reply.data[0], reply.data[1]};
+    return reply.result;
+}
+
+unsigned ComF_get_mesh_topology(LocalReply& reply) {
+    return Fetch({78, kUsualPolls, "ERROR: send get mesh topology command failed!"}, reply);
+}
+
+unsigned ComF_get_adj_wifi_info(LocalReply& reply) {
+    return Fetch({79, kLongPolls, "ERROR: send get adj wifi info command failed!"}, reply);
+}
+
+unsigned ComF_get_bssid(LocalReply& reply) {
+    return Fetch({80, kUsualPolls, "ERROR: send get bssid command failed!"}, reply);
+}
+
+unsigned ComF_set_wan_cfg(const wan_cfg& record) {
+    return RequestResult({82, kUsualPolls, "ERROR: send set wan cfg command failed!"},
+                         AsBytes({reinterpret_cast<const char*>(&record), sizeof record}));
+}
+
+unsigned ComF_trig_onekey_optimize() {
+    return RequestResult({83, kUsualPolls, "ERROR: send trigger onekey optimize command failed!"}, {});
+}
+
+unsigned ComF_trig_fault_diagnosis() {
+    return RequestResult({85, kUsualPolls, "ERROR: send trigger fault diagnosis command failed!"}, {});
+}
+
+int ComF_send_pluginstate() {
+    if (CommSendCmd(998, {}) != 0) {
+        PLUG_LOG(kErr, "ERROR: send plugin state failed!");
+        return 1;
+    }
+    PLUG_LOG(kDebug, "send plugin state ok, no need ack.");
+    return 0;
+}
+
+}  // namespace plug

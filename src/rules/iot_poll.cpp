@@ -1,0 +1,70 @@
+#include "rules/iot_poll.h"
+
+#include "core/log.h"
+#include "rules/surf_schedule.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "iot_poll.c";
+
+constexpr int kPassMilliseconds = 30'000;
+
+struct DaemonState {
+    // The daemon's settings, kept as they were given.
+    int mode = 0;
+    int value = 0;
+    int port = 0;
+    Event stop;  // taken by TimeRuleProc
+    Thread epoll;
+    Thread time_rules;
+};
+constinit DaemonState state;
+
+/// Nothing is polled on this router.
+int InitEpoll() {
+    return 0;
+}
+
+void thread_epoll() {
+    if (InitEpoll() != 0) PLUG_LOG(kErr, " daemon init error");
+}
+
+void TimeRuleProc() {
+    PLUG_LOG(kDebug, "TimeRuleProc runing...");
+    while (!state.stop.TakeWithin(kPassMilliseconds)) surf_rule_func(LocalCalendar(WallSeconds()));
+    PLUG_LOG(kDebug, "TimeRuleProc return...");
+}
+
+int JoinLogged(Thread& thread) {
+    const int error = thread.Join();
+    if (error != 0) PLUG_LOG(kErr, " thread is not exit...");
+    return error;
+}
+
+}  // namespace
+
+int no_feeling_daemon(int mode, int value, int port) {
+    state.mode = mode;
+    state.value = value;
+    state.port = port;
+    if (state.epoll.Start(thread_epoll) != 0) return -3;
+    {
+        const Guard guard(SurfRuleMutex());
+        hash_table_init();
+    }
+    const int error = state.time_rules.Start(TimeRuleProc);
+    if (error != 0)
+        PLUG_LOG(kDebug, "create TimeRuleProc error!");
+    else
+        PLUG_LOG(kDebug, "create TimeRuleProc ok!");
+    JoinLogged(state.epoll);
+    if (error != 0) return -3;
+    return JoinLogged(state.time_rules) != 0 ? -7 : 0;
+}
+
+void StopDaemon() {
+    state.stop.Set();
+}
+
+}  // namespace plug

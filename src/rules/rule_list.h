@@ -1,0 +1,27 @@
+// What the rule commands share: the walk over a LIST of elements, and the MAC in an element.
+#pragma once
+
+#include <cjson/cJSON.h>
+
+#include "core/text.h"
+
+namespace plug {
+
+/// The common results of the rule parsers; what is missing in an element has further codes.
+enum RuleCode : int {
+    kRulesDone = 0,
+    kRulesNull = 1,
+    kRulesNoJson = 2,
+    kRulesUnusable = -1,  // of one element: it can never be applied
+};
+
+/// Applies the elements of LIST in their order; none when it is missing. A positive code of `apply` ends the
+/// walk and is returned. An unusable element is tried again and again, which blocks the caller until the
+/// login is lost; then the walk ends as if done.
+int WalkRuleList(const cJSON* rules, int (*apply)(const cJSON* element));
+
+/// Reads hexadecimal pairs joined by colons; the bytes behind a partial text are zero. False for an empty
+/// text.
+bool ReadMac(const char* text, MacAddress& mac);
+
+}  // namespace plug

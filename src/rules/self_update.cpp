@@ -1,0 +1,124 @@
+#include "rules/self_update.h"
+
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "commands/download.h"
+#include "core/clock.h"
+#include "core/file.h"
+#include "core/log.h"
+#include "core/paths.h"
+#include "core/status_file.h"
+#include "platform/uplink.h"
+#include "rules/plug_json.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "ParseJson.c";
+
+constexpr std::size_t kReadBytes = 1024;
+constexpr std::size_t kReportBytes = 512;
+constexpr std::uint8_t kProgressType = 3;
+constexpr int kExitPace = 3000;  // milliseconds that the report has to leave
+
+struct DigestDeleter {
+    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
+using DigestPtr = std::unique_ptr<EVP_MD_CTX, DigestDeleter>;
+
+bool FinishDigest(EVP_MD_CTX* context, Md5Text& md5) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    if (EVP_DigestFinal_ex(context, digest, nullptr) != 1) return false;
+    for (std::size_t i = 0; i < 16; ++i) snprintf(md5.data() + 2 * i, 3, "%02x", digest[i]);
+    return true;
+}
+
+/// Compares the downloaded file with `md5` and removes it when they differ. `result` is that of the
+/// computation.
+bool DownloadMatches(const char* md5, int& result) {
+    PLUG_LOG(kDebug, "1-----------md5: down :%s", md5);
+    Md5Text own;
+    result = Compute_file_md5(kDownloadPath, own);
+    PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
+    if (strcmp(own.data(), md5) == 0 && own[0] != '\0') return true;
+    DeleteDownloadFile();
+    return false;
+}
+
+void SendProgress(int result) {
+    std::array<char, kReportBytes> report;
+    if (BuildJson(4, result, "", nullptr, report) == 0)
+        SendIpUpData(AsBytes(report.data()), kProgressType, nullptr);
+}
+
+/// True when the new version is in place.
+bool FetchUpdate(const char* payload) {
+    const PluginUpdate& update = PluginRecord();
+    const int parsed = ParserPlug(2, payload);
+    PLUG_LOG(kDebug, "md5: down :%s", update.file_md5.data());
+    if (parsed != 0) return false;
+    PLUG_LOG(kDebug, "plug update url :%s", update.path.data());
+    if (DownLoadFIle(update.server.data(), static_cast<unsigned>(update.port), update.path.data(),
+                     kDownloadPath) != 0)
+        return false;
+    int result = 0;
+    return DownloadMatches(update.file_md5.data(), result);
+}
+
+}  // namespace
+
+int Compute_file_md5(const char* path, Md5Text& md5) {
+    md5 = {};
+    const FilePtr file = OpenToRead(path);
+    if (!file) {
+        PLUG_LOG(kErr, "fopen");
+        return -1;
+    }
+    const DigestPtr context(EVP_MD_CTX_new());
+    if (!context || EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) != 1) return -1;
+    std::array<unsigned char, kReadBytes> block;
+    for (std::size_t count = block.size(); count == block.size();) {
+        count = fread(block.data(), 1, block.size(), file.get());
+        if (ferror(file.get()) != 0) {
+            PLUG_LOG(kErr, "fread");
+            return static_cast<int>(count);
+        }
+        if (EVP_DigestUpdate(context.get(), block.data(), count) != 1) return -1;
+    }
+    return FinishDigest(context.get(), md5) ? 0 : -1;
+}
+
+int DownLoadProc(const char* md5, const char* server, int port, const char* path) {
+    if (const int result = DownLoadFIle(server, static_cast<unsigned>(port), path, kDownloadPath);
+        result != 0)
+        return result;
+    int result = 0;
+    if (DownloadMatches(md5, result)) WriteStatus(Status::kUpdateReady);
+    return result;
+}
+
+void DeleteDownloadFile() {
+    unlink(kDownloadPath);
+}
+
+int UpdatePlugin(const char* payload) {
+    if (!FetchUpdate(payload)) {
+        SendProgress(-1);
+        WriteStatus(Status::kUpdateFailed);
+        return 0;
+    }
+    WriteStatus(Status::kUpdateReady);
+    PluginRecord().process = 1;
+    SendProgress(0);
+    Pace(kExitPace);
+    PLUG_LOG(kErr, "exit at [%s] %d ", static_cast<const char*>(__func__), __LINE__);
+    exit(-1);
+}
+
+}  // namespace plug

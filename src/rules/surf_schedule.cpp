@@ -1,0 +1,68 @@
+#include "rules/surf_schedule.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <span>
+
+#include "core/log.h"
+#include "platform/settings.h"
+#include "subdev/sdk_lock.h"
+
+namespace plug {
+namespace {
+
+constexpr char kLogModule[] = "eaccess.c";
+
+using MacText = std::array<char, 18>;
+
+MacText TextOf(const std::uint8_t (&mac)[6]) {
+    MacText text{};
+    snprintf(text.data(), text.size(), "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3],
+             mac[4], mac[5]);
+    return text;
+}
+
+void SwitchAccess(dev_cfg device, std::uint8_t access) {
+    device.access = access;
+    if (PlatformSettings().run_mode) device.by_name = 1;
+    set_dev_access_control(&device);
+    PLUG_LOG(kDebug, "set_dev_access_control for: %s to %d", TextOf(device.mac).data(), access);
+}
+
+}  // namespace
+
+std::optional<std::uint8_t> DueAccess(const CalendarTime& now, const dev_cfg& device) {
+    const MacText mac = TextOf(device.mac);
+    const RuleEntry* const entry = hash_table_lookup(MakeRuleKey(mac.data(), now.weekday).data());
+    if (entry == nullptr) {
+        PLUG_LOG(kDebug, "Can't find rule for : %s", mac.data());
+        return std::nullopt;
+    }
+    PLUG_LOG(kDebug, "Found rule for : %s", mac.data());
+    const int match = rule_node_match(entry->windows, now.hour, now.minute);
+    if (match == 0 && device.access == 0) return 1;
+    if (match == 1 && device.access == 1) return 0;
+    return std::nullopt;
+}
+
+void surf_rule_func(const CalendarTime& now) {
+    std::array<dev_cfg, router_room_devices> devices{};
+    const SubdevLock lock;
+    if (lock.error() != 0) {
+        PLUG_LOG(kErr, "SubdevMutex used");
+        return;
+    }
+    int count = 0;
+    if (static_cast<std::uint16_t>(get_devs_cfg(devices.data(), &count)) != 0) {
+        PLUG_LOG(kErr, "get_devs_cfg failed");
+        return;
+    }
+    PLUG_LOG(kDebug, "Sub dev num:[%d]", count);
+    const Guard guard(SurfRuleMutex());
+    const auto filled = static_cast<std::size_t>(std::clamp<int>(count, 0, router_room_devices));
+    for (const dev_cfg& device : std::span(devices).first(filled)) {
+        if (const auto access = DueAccess(now, device); access) SwitchAccess(device, *access);
+    }
+}
+
+}  // namespace plug

@@ -1,0 +1,253 @@
+// The report times, and the configuration on its ways between platform, agent and local agent.
+#include "commserver/auto_report_config.h"
+
+#include <cstdlib>
+#include <ctime>
+
+#include "commserver/comm_request.h"
+#include "commserver/comm_server.h"
+#include "core/clock.h"
+#include "core/json.h"
+#include "core/text.h"
+#include "local_peer.h"
+#include "platform/link_state.h"
+#include "platform/session.h"
+
+namespace plug {
+namespace {
+
+using test::ByteVector;
+using test::LocalPeer;
+using test::ToBytes;
+
+struct JumpCase {
+    const char* text;
+    int result;
+    int start, end;
+};
+
+TEST(JumpTime, Table) {
+    const JumpCase cases[] = {
+        {"23:00-1:00", 0, 82800, 3600},
+        {"1:00-3:00", 0, 3600, 10800},
+        {"01:30-02:30", 0, 5400, 9000},
+        {"23:59-0:01", 0, 86340, 60},
+        {"-1:00-3:00", 0, 3600, 10800},
+        {"1:00--3:00-5", 0, 3600, 10800},
+        {"12:3-1:00", 0, 43200 + (30 + '\0' - '0') * 60, 3600},  // short minutes count the NUL
+        {"1:00-1:59", -1, 0, 0},
+        {"1:59-1:00", -1, 0, 0},
+        {"1:00", -1, 0, 0},
+        {"1:00-", -1, 0, 0},
+        {"", -1, 0, 0},
+        {"---", -1, 0, 0},
+        {"100-3:00", -1, 0, 0},
+        {"1200-3:00", -1, 0, 0},
+        {"1:00-300", -1, 0, 0},
+        {"1:00-0300", -1, 0, 0},
+        {"1:00-003:00", -1, 0, 0},
+    };
+    for (const JumpCase& jump : cases) {
+        int start = 0;
+        int end = 0;
+        EXPECT_EQ(jump.result, jumpTimeToSec(end, start, jump.text)) << jump.text;
+        EXPECT_EQ(jump.start, start) << jump.text;
+        EXPECT_EQ(jump.end, end) << jump.text;
+    }
+}
+
+constexpr char kUtc[] = "UTC0";
+constexpr char kWest[] = "EST5EDT,M3.2.0,M11.1.0";
+constexpr char kEast[] = "CET-1CEST,M3.5.0,M10.5.0/3";
+
+struct TimesCase {
+    const char* what;
+    const char* zone;
+    std::int64_t now;
+    int mac_value, refer_num, interval2, interval3, server_diff;
+    const char* jump_time;
+    std::int64_t midnight;
+    double day, cycle_start;
+};
+
+// Computed with exact fractions and a calendar of another make.
+constexpr TimesCase kTimes[] = {
+    {"lowest MAC", kUtc, 1715688000, 0, 5, 1440, 0, 0, "", 1715644800, 1715644800, 0},
+    {"highest MAC, divisible", kUtc, 1715688000, 0xFFFFFF, 5, 1440, 0, 0, "", 1715644800, 1715644800, 0},
+    {"highest MAC, most slots", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 0, "", 1715644800,
+     1715717277.568800, 0},
+    {"no daily report", kUtc, 1715688000, 0xFFFFFF, 20000000, 1439, 0, 0, "", 1715644800, 0, 0},
+    {"window from its begin", kUtc, 1715688000, 0, 5, 1440, 0, 0, "23:00-1:00", 1715644800, 1715648400, 0},
+    {"inside the window", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 0, "23:00-1:00", 1715644800,
+     1715720877.568800, 0},
+    {"folded into the window", kUtc, 1715688000, 1234567, 1300000, 1440, 0, 0, "23:00-1:00", 1715644800,
+     1715651251.222154, 0},
+    {"folded, platform behind", kUtc, 1715688000, 1234567, 1300000, 1440, 0, -90, "1:00-3:00", 1715644800,
+     1715658361.222154, 0},
+    {"platform ahead", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 90, "1:00-3:00", 1715644800,
+     1715728167.568800, 0},
+    {"west", kWest, 1715688000, 0x5E5301, 7, 1440, 30, -90, "", 1715659200, 1715696138.571429,
+     1715688681.428571},
+    {"east", kEast, 1715688000, 0x5E5301, 7, 1440, 30, 90, "", 1715637600, 1715674718.571429,
+     1715688861.428571},
+    {"cycle to come", kUtc, 1715644800, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715645185.714286},
+    {"29 s late", kUtc, 1715645214, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715645185.714286},
+    {"30 s late", kUtc, 1715645215, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715646085.714286},
+    {"30 s late, one-minute cycle", kUtc, 1715644855, 3, 7, -1, 1, 0, "", 1715644800, 0, 1715644945.714286},
+    {"a day late", kUtc, 1715731199, 0xFFFFFF, 20000000, -1, 7, -90, "", 1715644800, 0, 1715731582.321515},
+    {"noon after the hour was lost", kWest, 1678636800, 0x010203, 1000, 1440, 60, 0, "", 1678597200,
+     1678601606.4, 1678636983.6},
+    {"before the hour is lost", kWest, 1678602600, 0x010203, 1000, 1440, 0, 0, "", 1678597200, 1678601606.4,
+     0},
+    {"noon after the hour came twice", kWest, 1699203600, 0x010203, 1000, 1440, 60, 0, "", 1699156800,
+     1699161206.4, 1699203783.6},
+    {"clock change in the east, window", kEast, 1679824800, 0x010203, 1000, 1440, 0, 0, "1:00-3:00",
+     1679785200, 1679800406.4, 0},
+};
+
+TEST(ReportTimes, AgainstExactArithmetic) {
+    for (const TimesCase& row : kTimes) {
+        setenv("TZ", row.zone, 1);
+        tzset();
+        EXPECT_EQ(row.midnight, LocalMidnight(row.now)) << row.what;
+        ReportSettings settings;
+        settings.refer_num = row.refer_num;
+        settings.interval2 = row.interval2;
+        settings.interval3 = row.interval3;
+        settings.server_diff = row.server_diff;
+        CopyText(settings.jump_time, row.jump_time);
+        ReportTimes times;
+        ASSERT_EQ(0, ComputeReportTimes(row.now, row.midnight, row.mac_value, settings, times)) << row.what;
+        EXPECT_NEAR(row.day, times.day, 1.1e-6) << row.what;
+        EXPECT_NEAR(row.cycle_start, times.cycle_start, 1.1e-6) << row.what;
+    }
+}
+
+TEST(ReportTimes, AJumpTimeThatLeavesNoWindowIsRefused) {
+    for (const char* jump_time : {"1:00-1:30", "0:00-24:00", "0:00-99:99"}) {
+        ReportSettings settings;
+        settings.refer_num = 5;
+        settings.interval2 = 1440;
+        CopyText(settings.jump_time, jump_time);
+        ReportTimes times;
+        EXPECT_EQ(-1, ComputeReportTimes(0, 0, 1, settings, times)) << jump_time;
+        settings.interval2 = 60;
+        EXPECT_EQ(0, ComputeReportTimes(0, 0, 1, settings, times)) << "not used: " << jump_time;
+    }
+}
+
+class AutoReportConfig : public testing::Test {
+  protected:
+    AutoReportConfig() {
+        EXPECT_TRUE(test::EnterPrivateTmp());
+        SetLoggedIn(true);
+        SetRouterIdentity({0, 0, 0x5E, 0x00, 0x53, 0x01});
+        EXPECT_EQ(0, CommServerStart());
+        peer_ = std::make_unique<LocalPeer>(LocalPeer::ConnectServed());
+    }
+    ~AutoReportConfig() override {
+        peer_.reset();
+        EXPECT_EQ(0, CommServerStop());
+    }
+
+    /// Sets a configuration that the peer answers; the message that it got.
+    std::string Set(const std::string& json, unsigned expected_result = 0) {
+        std::thread request(
+            [&json, expected_result] { EXPECT_EQ(expected_result, ComF_set_auto_report(json)); });
+        const auto message = peer_->Next();
+        EXPECT_EQ(88, message->func_id);
+        peer_->Send(88, {static_cast<std::uint8_t>(expected_result)});
+        request.join();
+        return std::string(message->payload.begin(), message->payload.end());
+    }
+
+    void Tell(std::uint8_t result, const std::string& json) {
+        ByteVector payload = ToBytes(json);
+        payload.insert(payload.begin(), result);
+        Comm_get_88Conf(payload);
+    }
+
+    std::string Calibration() {
+        ComF_send_calibration();
+        if (!peer_->Ready()) return "";
+        const auto message = peer_->Next();
+        return std::string(message->payload.begin(), message->payload.end());
+    }
+
+    std::unique_ptr<LocalPeer> peer_;
+};
+
+TEST_F(AutoReportConfig, SetAddsTheTimes) {
+    EXPECT_EQ(-1, AutoReportIntervals().interval1);
+    EXPECT_EQ(
+        R"({"referNum":5,"interval1":3,"interval2":0,"INTERVAL3":0,"serverDiff":0,"dayReportTime":"0.000000","cycleReportStart":"0.000000","save":1})",
+        Set(R"({"referNum":5,"interval1":3,"interval2":0,"INTERVAL3":0})"));
+    EXPECT_EQ(3, AutoReportIntervals().interval1);
+    EXPECT_EQ(0, AutoReportIntervals().interval3);
+    EXPECT_EQ("", Calibration()) << "the number of slots is known from the local agent only";
+
+    const std::string message = Set(
+        "{\"referNum\":20000000,\"interval2\":1440,\"timestamp\":" + std::to_string(WallSeconds() + 60) + "}",
+        5);
+    const JsonPtr json(cJSON_Parse(message.c_str()));
+    const int difference = JsonInteger(json.get(), "serverDiff").value_or(0);
+    EXPECT_TRUE(difference > 0 && difference <= 60) << message;
+    const double slot = 86400.0 / 20000000 * 0x005301;
+    EXPECT_NEAR(static_cast<double>(LocalMidnight(WallSeconds()) + difference) + slot,
+                std::stod(JsonString(json.get(), "dayReportTime")), 1e-3);
+}
+
+TEST_F(AutoReportConfig, Refusals) {
+    const auto with = [](const std::string& members) { return "{" + members + "}"; };
+    const std::string far = "\"timestamp\":" + std::to_string(WallSeconds() + 95);
+    const std::string near = "\"timestamp\":" + std::to_string(WallSeconds());
+    for (const std::string& text :
+         {std::string("{"), std::string(1024, ' '), with(""), with("\"referNum\":4"),
+          with("\"referNum\":20000001"), std::string("{\"referNum\":5"),
+          with("\"referNum\":5,\"interval2\":1"), with("\"referNum\":5,\"interval3\":1," + far),
+          with("\"referNum\":5,\"interval2\":1440,\"jumpTime\":\"1:00-1:30\"," + near)}) {
+        EXPECT_EQ(1U, ComF_set_auto_report(text)) << text;
+    }
+    EXPECT_FALSE(peer_->Ready());
+    EXPECT_EQ(-1, AutoReportIntervals().interval2) << "a refused configuration leaves the settings";
+}
+
+TEST_F(AutoReportConfig, AMessageIsCutAt500Bytes) {
+    const std::string message = Set("{\"referNum\":5,\"filler\":\"" + std::string(600, 'x') + "\"}");
+    EXPECT_EQ(500U, message.size());
+}
+
+TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalAgentTold) {
+    EXPECT_EQ("", Calibration()) << "nothing told yet";
+    Tell(0, R"({"referNum":5,"interval1":1,"interval2":2,"interval3":0,"serverDiff":7})");
+    EXPECT_EQ(
+        R"({"interval1":1,"interval2":2,"interval3":0,"dayReportTime":"0.000000","cycleReportStart":"0.000000","save":0})",
+        Calibration());
+    Tell(0, R"({"referNum":5,"interval2":0,"interval3":0})");
+    EXPECT_EQ("", Calibration()) << "closed";
+    Tell(0, R"({"referNum":5})");
+    EXPECT_EQ("", Calibration()) << "not configured";
+    Tell(0, R"({"referNum":5,"interval2":1440,"jumpTime":"1:00-1:30"})");
+    EXPECT_EQ("", Calibration()) << "no good jump time";
+    Tell(0, R"({"referNum":4,"interval2":2})");
+    EXPECT_EQ("", Calibration());
+    Tell(0, R"({"referNum":20000000,"interval1":8,"interval2":2})");
+    EXPECT_EQ(8, AutoReportIntervals().interval1);
+    Tell(1, R"({"referNum":5,"interval1":9})");
+    EXPECT_EQ(-1, AutoReportIntervals().interval1) << "an error clears the settings";
+}
+
+TEST_F(AutoReportConfig, TheConfigurationIsAskedForAtTheLocalAgent) {
+    std::thread request([] { EXPECT_EQ(0U, ComF_get_autoreport_conf()); });
+    const auto message = peer_->Next();
+    EXPECT_EQ(997, message->func_id);
+    EXPECT_EQ(ToBytes("i"), message->payload);
+    ByteVector answer = ToBytes("?{\"interval1\":4}");
+    answer[0] = 0;
+    peer_->Send(997, answer);
+    request.join();
+    EXPECT_EQ(4, AutoReportIntervals().interval1);
+}
+
+}  // namespace
+}  // namespace plug

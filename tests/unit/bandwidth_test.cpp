@@ -1,0 +1,96 @@
+#include "rules/bandwidth.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "platform/link_state.h"
+#include "support/home.h"
+
+namespace plug {
+namespace {
+
+using namespace plug_test;
+using Calls = std::vector<std::string>;
+
+class Bandwidth : public testing::Test {
+  protected:
+    Bandwidth() {
+        EnterPrivateTmp();
+        Home{.devices = {{HomeMac(0xB1)}}}.Write();
+    }
+};
+
+TEST_F(Bandwidth, LimitsAreSetInTheirOrder) {
+    EXPECT_EQ(0, ParseTcParam(R"({"list": [
+        {"flag": "1", "Mac": "00:00:5e:00:53:B1", "UP": "512", "DOWN": "2048 kbit"},
+        {"FLAG": "0", "MAC": "00:00:5E:00:53:B1", "UP": "1", "DOWN": "1"},
+        {"FLAG": "1", "MAC": "aa:bb", "UP": "abc", "DOWN": ""},
+        {"FLAG": "1", "MAC": "?", "UP": "-1", "DOWN": "99999999999"}]})"));
+    EXPECT_EQ(
+        (Calls{
+            "set_dev_us_max_bw(00:00:5E:00:53:B1, 512) = 0", "set_dev_ds_max_bw(00:00:5E:00:53:B1, 2048) = 0",
+            "set_dev_us_max_bw(00:00:5E:00:53:B1, 0) = 0", "set_dev_ds_max_bw(00:00:5E:00:53:B1, 0) = 0",
+            "set_dev_us_max_bw(AA:BB:00:00:00:00, 0) = 103", "set_dev_ds_max_bw(AA:BB:00:00:00:00, 0) = 103",
+            "set_dev_us_max_bw(00:00:00:00:00:00, 18446744073709551615) = 103",
+            "set_dev_ds_max_bw(00:00:00:00:00:00, 2147483647) = 103"}),
+        TakeCalls());
+}
+
+TEST_F(Bandwidth, EveryCode) {
+    constexpr char kGood[] = R"({"FLAG": "1", "MAC": "00:00:5E:00:53:B1", "UP": "1", "DOWN": "2"})";
+    const std::pair<int, std::string> cases[] = {
+        {3, R"({"MAC": "", "UP": "1", "DOWN": "2"})"},
+        {3, "{}"},
+        {3, "5"},
+        {4, R"({"FLAG": "1", "UP": "1", "DOWN": "2"})"},
+        {5, R"({"FLAG": 1, "MAC": 2, "DOWN": 3})"},
+        {6, R"({"FLAG": "1", "MAC": "00:00:5E:00:53:B1", "UP": "1"})"}};
+    for (const auto& [code, element] : cases) {
+        EXPECT_EQ(
+            code,
+            ParseTcParam((std::string(R"({"LIST": [)") + kGood + "," + element + "," + kGood + "]}").c_str()))
+            << element;
+        EXPECT_EQ(2U, TakeCalls().size()) << "the first is applied, the third is not looked at";
+    }
+    EXPECT_EQ(1, ParseTcParam(nullptr));
+    testing::internal::CaptureStderr();
+    for (const char* text : {"", "{", "LIST"}) EXPECT_EQ(2, ParseTcParam(text)) << text;
+    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("Parse json failed."));
+    for (const char* text : {"{}", R"({"LIST": []})", R"({"LIST": "text"})", "[]", "12"})
+        EXPECT_EQ(0, ParseTcParam(text)) << text;
+    EXPECT_TRUE(TakeCalls().empty());
+}
+
+/// A list whose second of three elements can never be applied.
+std::string ListWith(const std::string& element) {
+    const std::string good = R"({"FLAG": "0", "MAC": "00:00:5E:00:53:B1", "UP": "1", "DOWN": "2"})";
+    return R"({"LIST": [)" + good + "," + element + "," + good + "]}";
+}
+
+constexpr const char* kUnusable[] = {R"({"FLAG": "2", "MAC": "00:00:5E:00:53:B1", "UP": "1", "DOWN": "2"})",
+                                     R"({"FLAG": "11", "MAC": "00:00:5E:00:53:B1", "UP": "1", "DOWN": "2"})",
+                                     R"({"FLAG": "1", "MAC": "", "UP": "1", "DOWN": "2"})",
+                                     R"({"FLAG": "1", "MAC": "00:00:5E:00:53:B1", "UP": 1, "DOWN": "2"})"};
+
+TEST_F(Bandwidth, AnUnusableElementHoldsTheCommandUntilTheLinkGoes) {
+    for (const char* element : kUnusable) {
+        ClearLinkError();
+        SetLoggedIn(true);
+        std::future<int> code =
+            std::async(std::launch::async, [element] { return ParseTcParam(ListWith(element).c_str()); });
+        EXPECT_EQ(std::future_status::timeout, code.wait_for(std::chrono::milliseconds(30))) << element;
+        RaiseLinkError();
+        EXPECT_EQ(0, code.get());
+        EXPECT_EQ(2U, TakeCalls().size()) << "what stands behind it is not applied";
+    }
+}
+
+TEST_F(Bandwidth, WithoutALoginNothingIsHeld) {
+    EXPECT_EQ(0, ParseTcParam(ListWith(kUnusable[0]).c_str()));
+    EXPECT_EQ(2U, TakeCalls().size());
+}
+
+}  // namespace
+}  // namespace plug

@@ -1,0 +1,136 @@
+// The local frame, the ring of received frames, and what is sent for each FuncID.
+#include "local_peer.h"
+
+#include "commserver/comm_queue.h"
+#include "platform/link_state.h"
+
+namespace plug {
+namespace {
+
+using test::ByteVector;
+using test::LocalFrame;
+using test::LocalPeer;
+using test::ToBytes;
+
+TEST(LocalFrame, GoldenBytes) {
+    const ByteVector golden = {0x5A, 0x5A, 0x4C, 0x00, 0x04, 0x03, 0x02, 0x01, 0x03,
+                               0x00, 0x00, 0x00, 0xFF, 0x01, 0xFF, 0xFF, 0x01};
+    EXPECT_EQ(golden, LocalFrame(76, 0x01020304, {0xFF, 0xFF, 0x01}));
+    const ByteVector empty = {0x5A, 0x5A, 1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(empty, LocalFrame(1, 1, {}));
+    EXPECT_EQ(300U * 0xFF % 65536,
+              std::uint16_t{ReadLocalHeader(LocalFrame(88, 1, ByteVector(300, 0xFF))).check_sum});
+}
+
+TEST(LocalFrame, ThePayloadIsWhatTheHeaderAnnounces) {
+    ByteVector frame = LocalFrame(88, 1, {1, 2, 3});
+    const LocalHeader header = ReadLocalHeader(frame);
+    frame.push_back(9);
+    ASSERT_TRUE(CheckedPayload(header, frame)) << "bytes behind the payload do not count";
+    EXPECT_EQ(3U, CheckedPayload(header, frame)->size());
+    frame.resize(16);
+    EXPECT_FALSE(CheckedPayload(header, frame)) << "one byte is missing";
+    LocalHeader huge = header;
+    huge.length = 0xFFFFFFFF;
+    EXPECT_FALSE(CheckedPayload(huge, frame));
+}
+
+TEST(CommRQ, Limits) {
+    CommRQ queue;
+    for (const auto& [count, size] : {std::pair{2, 100}, {51, 100}, {10, 0}, {10, 9001}, {12, 8536}})
+        EXPECT_EQ(-1, queue.Create(count, size)) << count << " x " << size;
+    EXPECT_EQ(-1, queue.Push(ByteVector(1)));
+    EXPECT_TRUE(queue.Pop().empty());
+    EXPECT_EQ(0, queue.Create(12, 8535));
+
+    ASSERT_EQ(0, queue.Create(10, 8200));
+    EXPECT_EQ(-7, queue.Push(ConstBytes(ByteVector(1)).first(0)));
+    EXPECT_EQ(-6, queue.Push(ByteVector(8193)));
+    EXPECT_EQ(0, queue.Push(ByteVector(8192, 7)));
+    EXPECT_EQ(8192U, queue.Pop().size());
+    EXPECT_TRUE(queue.IsEmpty());
+}
+
+TEST(CommRQ, APoppedSlotStaysWhileOthersFill) {
+    CommRQ queue;
+    ASSERT_EQ(0, queue.Create(10, 100));
+    std::uint8_t next_in = 0;
+    std::uint8_t next_out = 0;
+    const auto fill = [&] {
+        while (queue.Push(ByteVector(1U + next_in % 92, next_in)) == 0) ++next_in;
+    };
+    fill();
+    EXPECT_EQ(9, next_in) << "one slot stays free";
+    EXPECT_TRUE(queue.IsFull());
+    EXPECT_EQ(-2, queue.Push(ByteVector(1)));
+    for (int i = 0; i < 25; ++i) {
+        const ConstBytes popped = queue.Pop();
+        fill();
+        ASSERT_EQ(1U + next_out % 92, popped.size());
+        EXPECT_EQ(next_out, popped.front());
+        EXPECT_EQ(next_out, popped.back());
+        ++next_out;
+    }
+}
+
+class CommSend : public testing::Test {
+  protected:
+    CommSend() {
+        ResetCommSend();
+        int ends[2];
+        EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+        SetLocalClient(ends[0]);
+        peer_ = std::make_unique<LocalPeer>(ends[1]);
+    }
+    ~CommSend() override { CloseLocalClient(); }
+
+    std::unique_ptr<LocalPeer> peer_;
+};
+
+TEST_F(CommSend, PayloadByFuncId) {
+    const ByteVector data = {0x10, 0x20, 0x30};
+    const ByteVector inquiry = {'i'};
+    struct Case {
+        std::vector<std::uint16_t> ids;
+        ByteVector payload;
+    };
+    std::uint32_t sequence = 0;
+    for (const Case& sent : {Case{{1, 2, 3, 4}, {}},
+                             {{5}, {0x10, 0x20}},
+                             {{70, 72, 74, 76, 82, 88, 999}, data},
+                             {{71, 73, 75, 77, 78, 79, 80, 83, 85, 997}, inquiry}}) {
+        for (const std::uint16_t id : sent.ids) {
+            ASSERT_EQ(0, CommSendCmd(id, data)) << id;
+            const auto received = peer_->Next();
+            EXPECT_EQ(id, received->func_id);
+            EXPECT_EQ(++sequence, received->sequence);
+            EXPECT_EQ(sent.payload, received->payload) << id;
+        }
+    }
+}
+
+TEST_F(CommSend, PluginState) {
+    ASSERT_EQ(0, CommSendCmd(998, {}));
+    EXPECT_EQ(ToBytes(R"({"pluginState":"offline","pluginVersion":"2.0.0.7-20221227"})"),
+              peer_->Next()->payload);
+    SetLoggedIn(true);
+    ASSERT_EQ(0, CommSendCmd(998, {}));
+    EXPECT_EQ(ToBytes(R"({"pluginState":"online","pluginVersion":"2.0.0.7-20221227"})"),
+              peer_->Next()->payload);
+}
+
+TEST_F(CommSend, Refusals) {
+    for (const std::uint16_t id : std::to_array<std::uint16_t>({0, 1001, 6, 40, 81, 87, 1000}))
+        EXPECT_EQ(-1, CommSendCmd(id, ByteVector(1))) << id;
+    EXPECT_EQ(-1, CommSendCmd(88, ByteVector(1487)));
+    EXPECT_FALSE(peer_->Ready());
+    EXPECT_EQ(0, CommSendCmd(88, ByteVector(1486)));
+    const auto received = peer_->Next();
+    EXPECT_EQ(1486U, received->payload.size());
+    EXPECT_EQ(7U, received->sequence) << "a refused FuncID of 1 to 1000 has used a number up";
+    CloseLocalClient();
+    EXPECT_EQ(-1, CommSendCmd(1, {}));
+}
+
+}  // namespace
+}  // namespace plug

@@ -1,0 +1,254 @@
+// The server over its real socket, and the requests made over it.
+#include "local_peer.h"
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "commserver/comm_dispatch.h"
+#include "commserver/comm_request.h"
+#include "commserver/comm_server.h"
+#include "core/log.h"
+#include "platform/link_state.h"
+
+namespace plug {
+namespace {
+
+using test::AnsweringPeer;
+using test::ByteVector;
+using test::Eventually;
+using test::LocalFrame;
+using test::LocalPeer;
+using test::Received;
+using test::ToBytes;
+
+/// What `action` prints on standard error.
+template <class Action>
+std::string Printed(Action action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}
+
+bool Has(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(LocalDispatch, ValidationOrder) {
+    const auto handled = [](const ByteVector& frame) {
+        ClearReplyReady();
+        const std::string log = Printed([&frame] { HandleLocalFrame(frame); });
+        const bool ready = Route_Wait(0);
+        EXPECT_EQ(log.empty(), ready) << log;
+        return log;
+    };
+    ResetDispatch();
+    EXPECT_TRUE(Has(handled(LocalFrame(88, 1, {})), "Receive length error, length is 14"));
+    EXPECT_TRUE(Has(handled(LocalFrame(88, 1, ByteVector(8087))), "Receive length error, length is 8101"));
+    ByteVector other_head = LocalFrame(88, 1, {0});
+    other_head[0] = 0x5B;
+    EXPECT_TRUE(Has(handled(other_head), "Receive head error."));
+    EXPECT_TRUE(Has(handled(LocalFrame(88, 0, {0})), "Receive  sequence error.")) << "none came before";
+
+    ByteVector bad_sum = LocalFrame(88, 1, {0, 1});
+    ++bad_sum[12];
+    EXPECT_TRUE(Has(handled(bad_sum), "Receive  checkSum error."));
+    EXPECT_TRUE(Has(handled(LocalFrame(88, 1, {0})), "Receive  sequence error."))
+        << "the bad sum has used it up";
+    ByteVector short_frame = LocalFrame(88, 2, {0, 0});
+    short_frame.pop_back();
+    EXPECT_TRUE(Has(handled(short_frame), "Receive  checkSum error."))
+        << "the sum of what came would be right";
+    for (const std::uint16_t id : std::to_array<std::uint16_t>({0, 6, 69, 87, 90, 996, 1000})) {
+        EXPECT_TRUE(Has(handled(LocalFrame(id, 100U + id, {0})), "Error funcID")) << id;
+    }
+    EXPECT_EQ("", handled(LocalFrame(88, 3, {0})));
+    EXPECT_EQ("", handled(LocalFrame(5, 4, {0})));
+}
+
+TEST(LocalReply, Storing) {
+    ResetReply();
+    LocalReply reply;
+    const auto store = [&reply](const ByteVector& payload) {
+        CommFuncRecv(payload);
+        CopyReply(reply);
+    };
+    store({0, 7, 8, 9});
+    EXPECT_EQ(0, reply.result);
+    EXPECT_EQ(4, reply.length);
+    EXPECT_EQ(3U, reply.payload().size());
+    EXPECT_EQ(0, reply.data[3]) << "a NUL behind the data";
+    store({5, 1});
+    EXPECT_EQ(5, reply.result);
+    EXPECT_EQ(4, reply.length) << "only the result is new";
+    EXPECT_EQ(7, reply.data[0]);
+    ByteVector largest(4000, 0x11);
+    largest[0] = 0;
+    store(largest);
+    EXPECT_EQ(0, reply.result);
+    EXPECT_EQ(4000, reply.length);
+    largest.push_back(0);
+    store(largest);
+    EXPECT_EQ(1, reply.result);
+    EXPECT_EQ(4000, reply.length);
+}
+
+TEST(LocalReply, AWaitThatNothingEndsFails) {
+    ResetReply();
+    EXPECT_TRUE(Has(Printed([] { EXPECT_FALSE(Route_Wait(1)); }), "ERROR: request timeout!"));
+}
+
+class CommServer : public testing::Test {
+  protected:
+    CommServer() {
+        EXPECT_TRUE(test::EnterPrivateTmp());
+        SetLoggedIn(true);
+        EXPECT_EQ(0, CommServerStart());
+    }
+    ~CommServer() override { EXPECT_EQ(0, CommServerStop()); }
+};
+
+TEST_F(CommServer, TheSocketIsTheOwnersAlone) {
+    EXPECT_FALSE(LocalClientSeen());
+    const LocalPeer peer = LocalPeer::ConnectServed();
+    struct stat status {};
+    ASSERT_EQ(0, stat("/tmp/CommServer", &status));
+    EXPECT_EQ(0600U | S_IFSOCK, status.st_mode);
+    EXPECT_TRUE(Eventually(LocalClientSeen));
+}
+
+TEST_F(CommServer, WithoutAClientRequestsFailAtOnce) {
+    std::uint8_t out = 0xEE;
+    LocalReply reply;
+    EXPECT_TRUE(Has(Printed([&out] { EXPECT_EQ(1U, ComF_get_wifi_freqband(1, out)); }),
+                    "ERROR: send command failed!"));
+    EXPECT_EQ(0xEE, out);
+    EXPECT_EQ(1U, ComF_get_adj_wifi_info(reply));
+    EXPECT_EQ(1, ComF_send_pluginstate());
+}
+
+TEST_F(CommServer, Requests) {
+    const AnsweringPeer peer([](const Received& request) -> ByteVector {
+        switch (request.func_id) {
+            case 70:
+                return {0, static_cast<std::uint8_t>(request.payload.at(0) + 1)};
+            case 74:
+                return {static_cast<std::uint8_t>(request.payload == ByteVector{3} ? 5 : 0)};
+            case 75:
+                return {5};
+            case 76:
+                return {static_cast<std::uint8_t>(request.payload == ByteVector{3, 200} ? 0 : 9)};
+            case 77:
+                return {0, 201, 202};
+            case 78:
+                return ToBytes({"\0topology", 9});
+            case 82:
+                return {static_cast<std::uint8_t>(
+                    request.payload.size() == 228 && request.payload[227] == 6 ? 0 : 9)};
+            default:
+                return {static_cast<std::uint8_t>(request.func_id)};
+        }
+    });
+    std::uint8_t out = 0;
+    EXPECT_EQ(0U, ComF_get_wifi_freqband(6, out));
+    EXPECT_EQ(7, out);
+    EXPECT_EQ(5U, ComF_set_mesh_roaming_switch(3));
+    out = 0;
+    EXPECT_EQ(5U, ComF_get_mesh_roaming_switch(out));
+    EXPECT_EQ(7, out) << "left from the reply before";
+    EXPECT_EQ(0U, ComF_set_mesh_roaming_threshold(3, 200));
+    RoamingThreshold threshold{};
+    EXPECT_EQ(0U, ComF_get_mesh_roaming_threshold(threshold));
+    EXPECT_EQ(201U, threshold.first);
+    EXPECT_EQ(202U, threshold.second);
+    LocalReply reply;
+    EXPECT_EQ(0U, ComF_get_mesh_topology(reply));
+    EXPECT_EQ("topology", AsText(reply.payload()));
+    wan_cfg wan{};
+    wan.state = 6;
+    EXPECT_EQ(0U, ComF_set_wan_cfg(wan));
+    EXPECT_EQ(71U, ComF_get_mesh_support(out));
+    EXPECT_EQ(72U, ComF_set_mesh_switch(1));
+    EXPECT_EQ(73U, ComF_get_mesh_switch(out));
+    EXPECT_EQ(79U, ComF_get_adj_wifi_info(reply));
+    EXPECT_EQ(80U, ComF_get_bssid(reply));
+    EXPECT_EQ(83U, ComF_trig_onekey_optimize());
+    EXPECT_EQ(85U, ComF_trig_fault_diagnosis());
+}
+
+TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
+    const AnsweringPeer peer([](const Received& request) -> ByteVector {
+        if (request.func_id == 70) return {0, static_cast<std::uint8_t>(request.payload[0] + 1)};
+        return {0, 201, 202};
+    });
+    constexpr int kRounds = 60;
+    std::thread other([] {
+        for (int i = 0; i < kRounds; ++i) {
+            RoamingThreshold threshold{};
+            EXPECT_EQ(0U, ComF_get_mesh_roaming_threshold(threshold));
+            EXPECT_EQ(201U, threshold.first);
+        }
+    });
+    for (std::uint8_t i = 0; i < kRounds; ++i) {
+        std::uint8_t out = 0;
+        EXPECT_EQ(0U, ComF_get_wifi_freqband(i, out));
+        EXPECT_EQ(i + 1, out);
+    }
+    other.join();
+}
+
+TEST_F(CommServer, StateRequestsAreAnswered) {
+    LocalPeer peer = LocalPeer::ConnectServed();
+    ClearReplyReady();
+    peer.Send(998, ToBytes("x"));
+    ASSERT_TRUE(Route_Wait(200));
+    EXPECT_FALSE(peer.Ready());
+    peer.Send(998, ToBytes("i"));
+    EXPECT_EQ(998, peer.Next()->func_id);
+}
+
+TEST_F(CommServer, OfflineEverythingReceivedIsDiscarded) {
+    SetLoggedIn(false);
+    const LocalPeer peer = LocalPeer::ConnectServed();
+    ClearReplyReady();
+    peer.Send(LocalFrame(998, 7, ToBytes("i")));
+    EXPECT_FALSE(Route_Wait(1));
+    SetLoggedIn(true);
+    peer.Send(LocalFrame(998, 7, ToBytes("i")));
+    EXPECT_TRUE(Has(std::string(AsText(peer.Next()->payload)), "online"))
+        << "the discarded one has used up no number";
+}
+
+TEST_F(CommServer, ASecondClientIsTurnedAway) {
+    const LocalPeer first = LocalPeer::ConnectServed();
+    const LocalPeer second = LocalPeer::Connect();
+    EXPECT_FALSE(second.Next()) << "closed at once";
+    EXPECT_EQ(0, ComF_send_pluginstate());
+    EXPECT_EQ(998, first.Next()->func_id);
+}
+
+std::ptrdiff_t CountEntries(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+TEST_F(CommServer, ReconnectsLeaveNothingBehind) {
+    const std::ptrdiff_t threads = CountEntries("/proc/self/task");
+    std::ptrdiff_t descriptors = 0;
+    std::uint32_t last_sequence = 0;
+    for (int i = 0; i < 30; ++i) {
+        LocalPeer peer = LocalPeer::ConnectServed();
+        ASSERT_EQ(0, CommSendCmd(1, {}));
+        const std::uint32_t sequence = peer.Next()->sequence;
+        EXPECT_GT(sequence, last_sequence) << "the counter survives a connection";
+        last_sequence = sequence;
+        peer.Close();
+        ASSERT_TRUE(Eventually([threads] { return CountEntries("/proc/self/task") == threads; }));
+        if (i == 0) descriptors = CountEntries("/proc/self/fd");
+    }
+    EXPECT_EQ(descriptors, CountEntries("/proc/self/fd"));
+}
+
+}  // namespace
+}  // namespace plug

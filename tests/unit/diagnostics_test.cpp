@@ -1,0 +1,308 @@
+// Ping, traceroute, rate test, configuration data and version report, as the platform sees them.
+#include "commands/diagnostics.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "commands/config_data.h"
+#include "commands/dispatcher.h"
+#include "commands/ping.h"
+#include "commands/rate_test.h"
+#include "commands/version_report.h"
+#include "fakes/http_server.h"
+#include "fakes/platform.h"
+#include "fakes/sandbox.h"
+#include "platform/session.h"
+
+using namespace plug;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class Diagnostics : public Sandbox {
+  protected:
+    void SetUp() override {
+        Sandbox::SetUp();
+        if (IsSkipped()) return;
+        ASSERT_EQ(0, mkfifo("/tmp/gate", 0600));
+    }
+    void TearDown() override { StopDiagnostics(); }
+
+    /// The answer to a function command from its result on.
+    static std::string Run(std::uint16_t id, std::string_view parameters = {}) {
+        std::vector<std::uint8_t> command(10);
+        command[2] = static_cast<std::uint8_t>(id);
+        command.insert(command.end(), parameters.begin(), parameters.end());
+        std::vector<std::uint8_t> answer(8192);
+        std::size_t length = 0;
+        EXPECT_EQ(0, ParserProtoolData(command, answer, length));
+        EXPECT_EQ((std::vector<std::uint8_t>{0, 0, static_cast<std::uint8_t>(id), 0}),
+                  std::vector<std::uint8_t>(answer.begin(), answer.begin() + 4));
+        return std::string(answer.begin() + 4, answer.begin() + static_cast<std::ptrdiff_t>(length));
+    }
+
+    /// Parameters of a ping at 192.0.2.33.
+    static std::string PingOf(int size, int count) {
+        std::string parameters = "\xC0" + std::string("\0\x02\x21", 3) + std::string(16, '\xEE');
+        for (const int value : {size, count}) {
+            parameters += static_cast<char>(value);
+            parameters += static_cast<char>(value >> 8);
+        }
+        return parameters;
+    }
+
+    /// A 16-bit length and the text.
+    static std::string Counted(const std::string& text) {
+        return std::string{static_cast<char>(text.size()), static_cast<char>(text.size() >> 8)} + text;
+    }
+
+    /// The fetched result of the ping, once it has ended.
+    static std::string FetchedPing() {
+        std::string answer;
+        WaitUntil([&answer] { return (answer = Run(9)) != kBusy; });
+        return answer;
+    }
+
+    /// Lets a program pass that waits at the gate.
+    static void OpenGate() { Write("/tmp/gate", "\n"); }
+
+    static inline const std::string kBusy = std::string("\1\0", 2);
+    static inline const std::string kOk = std::string("\0\0", 2);
+    static constexpr char kWaitAtGate[] = "read line </tmp/gate\n";
+};
+
+TEST_F(Diagnostics, APingRunsAloneAndIsFetched) {
+    Program("ping", "echo 'PING head'; echo '64 bytes: icmp_seq=1 ttl=64'; echo 'reply TTL=3'\n" +
+                        std::string(kWaitAtGate) + "echo; echo '1 received'");
+    EXPECT_EQ(kOk + Counted(""), Run(9)) << "nothing was started yet";
+    EXPECT_EQ(kOk, Run(8, PingOf(1400, 5)));
+    EXPECT_EQ(kBusy, Run(8, PingOf(56, 1)));
+    EXPECT_EQ(kBusy, Run(9));
+    OpenGate();
+    const std::string result = kOk + Counted("PING head\n\n1 received\n");
+    EXPECT_EQ(result, FetchedPing());
+    EXPECT_EQ(result, Run(9)) << "it can be fetched again";
+
+    // The next one starts whether the last was fetched or not, and its count is at most 50.
+    Program("ping", "echo done");
+    for (const int count : {50, 51, 65535}) {
+        EXPECT_EQ(kOk, Run(8, PingOf(65535, count)));
+        WaitUntil([] { return FetchPing().has_value(); });
+    }
+    EXPECT_EQ((Lines{"ping [-s] [1400] [-c] [5] [192.0.2.33]", "ping [-s] [65535] [-c] [50] [192.0.2.33]",
+                     "ping [-s] [65535] [-c] [50] [192.0.2.33]", "ping [-s] [65535] [-c] [50] [192.0.2.33]"}),
+              Calls());
+}
+
+TEST_F(Diagnostics, APingNeverFetchedGivesWayToTheNext) {
+    Program("ping", "echo one");
+    EXPECT_EQ(kOk, Run(8, PingOf(1, 1)));
+    std::string answer;
+    WaitUntil([&answer] { return (answer = Run(8, PingOf(2, 2))) != kBusy; });
+    EXPECT_EQ(kOk, answer);
+    EXPECT_EQ(kOk + Counted("one\n"), FetchedPing());
+    EXPECT_EQ(2U, Calls().size());
+}
+
+TEST_F(Diagnostics, PingOutputIsCutAtAWholeLine) {
+    // 19 lines of 200 characters fit with one of 199, and nothing more.
+    const std::string line(199, 'x');
+    std::string most;
+    for (int i = 0; i < 19; ++i) most += line + "\n";
+    Program("ping", "cat /tmp/output");
+    const auto ping = [](const std::string& output) {
+        Write("/tmp/output", output);
+        EXPECT_EQ(0, PopenParsePing(1, 1, "192.0.2.1"));
+        return std::string(*FetchPing());
+    };
+    const std::string full = most + std::string(198, 'y') + "\n";
+    EXPECT_EQ(3999U, full.size());
+    EXPECT_EQ(full, ping(full));
+    EXPECT_EQ(full, ping(full + "z\n"));
+    EXPECT_EQ(most, ping(most + line + "\nz\n")) << "reading stops at the line that does not fit";
+
+    // A line over 254 characters comes in pieces, each looked at for itself.
+    EXPECT_EQ(std::string(254, 'a') + "\n", ping(std::string(254, 'a') + "ttl ttl\n\n"));
+}
+
+TEST_F(Diagnostics, ATracerouteRunsAloneAndIsFetched) {
+    Program("traceroute", "echo '1 192.0.2.254'");
+    Program("killall");
+    EXPECT_EQ(kBusy, Run(52)) << "no file";
+    EXPECT_EQ(kOk, Run(51, "\xC6\x33\x64\x07"));
+    WaitUntil([] { return Read("/tmp/tracerouteFile") == "1 192.0.2.254\n"; });
+    std::string answer;
+    WaitUntil([&answer] { return (answer = Run(51, "\xC6\x33\x64\x08")) != kBusy; });
+    EXPECT_EQ(kOk, answer) << "the last one was never fetched";
+    WaitUntil([] { return Calls().size() == 2 && !Read("/tmp/tracerouteFile").empty(); });
+    EXPECT_EQ(kOk + Counted("1 192.0.2.254\n"), Run(52));
+    EXPECT_EQ("traceroute [-n] [198.51.100.7]", Calls().at(0));
+    EXPECT_EQ("traceroute [-n] [198.51.100.8]", Calls().at(1));
+
+    Write("/tmp/tracerouteFile", std::string(5000, 't'));
+    EXPECT_EQ(kOk + Counted(std::string(3999, 't')), Run(52));
+}
+
+TEST_F(Diagnostics, FetchingKillsARunningTraceroute) {
+    Program("traceroute", "echo first; " + std::string(kWaitAtGate) + "echo second");
+    Program("killall", "echo >/tmp/gate");
+    EXPECT_EQ(kOk, Run(51, "\1\2\3\4"));
+    WaitUntil([] { return !Read("/tmp/tracerouteFile").empty(); });
+    EXPECT_EQ(kBusy, Run(51, "\1\2\3\4"));
+    EXPECT_EQ(kOk + Counted("first\nsecond\n"), Run(52));
+    EXPECT_EQ((Lines{"traceroute [-n] [1.2.3.4]", "killall [-9] [traceroute]"}), Calls());
+}
+
+TEST_F(Diagnostics, ChildrenInheritNoDescriptors) {
+    Program("ping", "ls -l /proc/self/fd | grep -c socket:");
+    Platform platform;
+    platform.Attach();
+    EXPECT_EQ(0, PopenParsePing(1, 1, "192.0.2.1"));
+    EXPECT_EQ("0\n", *FetchPing());
+}
+
+// The report of a measured rate.
+std::string RateReport(int result, std::int32_t rate) {
+    const auto* bytes = reinterpret_cast<const char*>(&rate);
+    return std::string("\0\0\x3E\0", 4) + static_cast<char>(result) + '\0' + std::string(bytes, 4);
+}
+
+class RateTest : public Diagnostics {
+  protected:
+    void SetUp() override {
+        Diagnostics::SetUp();
+        if (IsSkipped()) return;
+        platform_ = std::make_unique<Platform>();
+        platform_->Attach();
+    }
+
+    void ExpectReport(int result, std::int32_t rate) {
+        const UpFrame frame = platform_->Receive();
+        EXPECT_EQ(MsgType::kFunctionReply, frame.type);
+        EXPECT_EQ((std::vector<std::uint8_t>{0, 0}), frame.head);
+        EXPECT_EQ(0, frame.data_type);
+        EXPECT_EQ(RouterMac(), frame.address);
+        EXPECT_EQ(RateReport(result, rate), frame.data);
+    }
+
+    static std::string ConfigOf(const std::string& url) { return R"({"value_func61":")" + url + R"("})"; }
+
+    std::unique_ptr<Platform> platform_;
+    const std::string answer_ = HttpAnswer(std::string(2000, 'r'));
+};
+
+TEST_F(RateTest, RunsAgainstTheDefaultServer) {
+    HttpServer server(0xC0000201, 8199);
+    server.Start(answer_);
+    EXPECT_EQ(kOk + std::string(12, '\0'), Run(61));
+    EXPECT_EQ(0U, server.Finish().find("GET /download/300.data HTTP/1.1\r\nHost:192.0.2.1\r\n"));
+    ExpectReport(0, 0);
+    JoinRateTest();
+
+    EXPECT_EQ(0, StartRateTest(nullptr));
+    server.Start("HTTP/1.1 404 Not Found\r\n\r\n");
+    ExpectReport(1, -1);
+}
+
+TEST_F(RateTest, RunsOneAtATime) {
+    HttpServer server;
+    server.Start([this](int client) {
+        Read("/tmp/gate");
+        HttpServer::Send(client, answer_);
+    });
+    const std::string url = "http://127.0.0.1:" + std::to_string(server.port()) + "/x";
+    EXPECT_EQ(kOk, Run(87, Counted(ConfigOf(url))));
+    EXPECT_EQ(kOk + std::string(12, '\0'), Run(61)) << "accepted, and nothing is started";
+    testing::internal::CaptureStderr();  // errors are shown anyway, and the mask is not for changing now
+    EXPECT_EQ(kOk, Run(87, Counted(ConfigOf("http://other/"))));
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(std::string::npos, log.find("Please wait last finish."));
+    OpenGate();
+    EXPECT_EQ(0U, server.Finish().find("GET /x HTTP/1.1\r\n"));
+    ExpectReport(0, 0);
+    JoinRateTest();
+    EXPECT_TRUE(platform_->Silent());
+}
+
+TEST_F(RateTest, UrlForms) {
+    HttpServer server(INADDR_LOOPBACK, 80);
+    HttpServer other;
+    const std::string port = ":" + std::to_string(other.port());
+    const struct {
+        std::string url;
+        HttpServer& server;
+        std::string request;
+    } good[] = {
+        {"http://127.0.0.1/a/b", server, "GET /a/b HTTP/1.1\r\nHost:127.0.0.1\r\n"},
+        {"http://127.0.0.1/a:b/c", server, "GET /a:b/c HTTP/1.1\r\nHost:127.0.0.1\r\n"},
+        {"http://127.0.0.1" + port + "/", other, "GET / HTTP/1.1\r\nHost:127.0.0.1\r\n"},
+        {"any://127.1" + port + "/x", other, "GET /x HTTP/1.1\r\nHost:127.1\r\n"},
+    };
+    for (const auto& [url, asked, request] : good) {
+        asked.Start(answer_);
+        RateTestProc(url.c_str());
+        EXPECT_EQ(0U, asked.Finish().find(request)) << url;
+        ExpectReport(0, 0);
+    }
+    const std::string longest(64, 'h');
+    RateTestProc(("http://" + longest + "/x").c_str());
+    ExpectReport(1, -1);
+    for (const std::string& url : {std::string("http://h:8080/x"), std::string("http://hh/x"),
+                                   "http://" + longest + "h/x", std::string("127.0.0.1/x"),
+                                   std::string("http://127.0.0.1"), "http://127.0.0.1" + port, std::string()})
+        RateTestProc(url.c_str());
+    EXPECT_TRUE(platform_->Silent()) << "a malformed URL is not reported";
+}
+
+TEST_F(RateTest, ConfigurationDataIsChecked) {
+    EXPECT_EQ(kBusy, Run(87)) << "length 0";
+    for (const std::string json : {"1", "{}", "{\"value_func61\":5}", "{\"value_func61\":", "[]"})
+        EXPECT_EQ(kBusy, Run(87, Counted(json))) << json;
+    const auto padded = [](std::size_t size) {
+        const std::string json = ConfigOf("no url");
+        return json + std::string(size - json.size(), ' ');
+    };
+    EXPECT_EQ(kOk, Run(87, Counted(padded(1023))));
+    EXPECT_EQ(kBusy, Run(87, Counted(padded(1024))));
+    EXPECT_EQ(1, ParseConfigData(padded(1024)));
+    const std::string log = LogOf([] { Run(87, Counted("{}")); });
+    EXPECT_NE(std::string::npos, log.find("87 jsonLen: 2"));
+    EXPECT_NE(std::string::npos, log.find("ConfigData: {}"));
+    EXPECT_NE(std::string::npos, log.find("ERROR: config data have errors!!!"));
+    JoinRateTest();
+    EXPECT_TRUE(platform_->Silent());
+}
+
+TEST_F(RateTest, TheVersionIsReported) {
+    EXPECT_EQ(0, dev_fwversion_report());
+    const UpFrame frame = platform_->Receive();
+    EXPECT_EQ(MsgType::kDataReport, frame.type);
+    EXPECT_EQ(14, frame.data_type);
+    EXPECT_EQ(0U, frame.data.find(R"({"version":"2.4.1820221227","sdkVersion":"2.0.0.7","interval1":)"))
+        << frame.data;
+
+    Write("/tmp/router.json", R"({"faults":{"get_router_version":65536}})");
+    EXPECT_EQ(0, dev_fwversion_report()) << "only the low 16 bits of a result count";
+    platform_->Receive();
+    Write("/tmp/router.json", R"({"faults":{"get_router_version":5}})");
+    EXPECT_EQ(-1, dev_fwversion_report());
+    EXPECT_TRUE(platform_->Silent());
+}
+
+TEST(VersionReport, IntervalsAndDates) {
+    const auto print = [](router_version firmware, const ReportIntervals& intervals) {
+        const JsonPtr report = VersionReport(firmware, intervals);
+        return std::string(JsonText(cJSON_PrintUnformatted(report.get())).get());
+    };
+    router_version firmware{"v", {5, 0, 12, 255}};
+    EXPECT_EQ(R"({"version":"v050012255","sdkVersion":"2.0.0.7","interval1":-1,"interval2":0,"interval3":3,)"
+              R"("configed":"yes"})",
+              print(firmware, {-1, 0, 3}));
+    for (const ReportIntervals unset : {ReportIntervals{1, -1, 3}, {1, 2, -1}, {1, -1, -1}})
+        EXPECT_NE(std::string::npos, print(firmware, unset).find(R"("configed":"no")"));
+    std::memset(firmware.version, 'w', sizeof firmware.version);
+    EXPECT_NE(std::string::npos, print(firmware, {}).find("\"" + std::string(60, 'w') + "050012255\""));
+}
+
+}  // namespace

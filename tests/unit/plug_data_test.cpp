@@ -1,0 +1,399 @@
+// The plug data commands: what each DataType stores, returns and sends up, and how they come in.
+#include "rules/plug_data.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include "commserver/comm_send.h"
+#include "commserver/comm_server.h"
+#include "fakes/platform.h"
+#include "fakes/sandbox.h"
+#include "platform/inbound.h"
+#include "platform/link_state.h"
+#include "platform/security.h"
+#include "platform/settings.h"
+#include "rules/plug_json.h"
+#include "subdev/online_report.h"
+
+using namespace plug;
+
+namespace {
+
+class PlugData : public Sandbox {
+  protected:
+    void SetUp() override {
+        Sandbox::SetUp();
+        if (IsSkipped()) return;
+        platform_ = std::make_unique<Platform>();
+        platform_->Attach();
+    }
+
+    void ExpectAnswer(const std::string& text) {
+        const UpFrame frame = platform_->Receive();
+        EXPECT_EQ(MsgType::kDataReport, frame.type);
+        EXPECT_EQ(17, frame.data_type);
+        EXPECT_EQ(text, frame.data);
+    }
+
+    std::unique_ptr<Platform> platform_;
+};
+
+std::string Json(std::initializer_list<std::pair<const char*, std::string>> members) {
+    std::string json;
+    for (const auto& [key, value] : members)
+        json += (json.empty() ? "{\"" : ",\"") + std::string(key) + "\":" + value;
+    return json + "}";
+}
+
+std::string Quoted(const std::string& text) {
+    return '"' + text + '"';
+}
+
+// The whole of a firmware file command, one member replaced (or left out by an empty value).
+std::string FirmwareFile(const std::string& replaced = "", const std::string& value = "") {
+    const std::pair<const char*, std::string> members[] = {
+        {"fromVersion", Quoted("1.0")}, {"toVersion", Quoted("2.0")},
+        {"url", Quoted("http://h/f")},  {"fileLength", "66051"},
+        {"checkMethod", "3"},           {"chkSum", Quoted("0123456789abcdef0123456789abcdef")},
+    };
+    std::string json = "{\"x\":0";
+    for (const auto& [key, text] : members) {
+        if (key != replaced)
+            json += std::string(",\"") + key + "\":" + text;
+        else if (!value.empty())
+            json += std::string(",\"") + key + "\":" + value;
+    }
+    return json + "}";
+}
+
+// The local updater: a client of /tmp/CommServer.
+class LocalClient {
+  public:
+    LocalClient() {
+        CommServerStart();
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, "/tmp/CommServer");
+        do {
+            if (fd_ >= 0) close(fd_);
+            fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        } while (connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0);
+        while (CommSendCmd(998, {}) != 0) usleep(1000);
+    }
+    ~LocalClient() { close(fd_); }
+
+    // The payload of the next frame of a function.
+    std::string Receive(std::uint16_t function) const {
+        for (;;) {
+            std::array<std::uint8_t, 14> header;
+            if (recv(fd_, header.data(), header.size(), MSG_WAITALL) != 14) return "closed";
+            ByteReader reader(header);
+            reader.Skip(2);
+            const std::uint16_t id = reader.U16();
+            reader.Skip(4);
+            std::string payload(reader.U32(), '\0');
+            if (recv(fd_, payload.data(), payload.size(), MSG_WAITALL) !=
+                static_cast<ssize_t>(payload.size()))
+                return "closed";
+            if (id == function) return payload;
+        }
+    }
+
+  private:
+    int fd_ = -1;
+};
+
+TEST_F(PlugData, ResultsByDataType) {
+    const struct {
+        std::uint32_t type;
+        std::string json;
+        int result;
+    } cases[] = {
+        {1, "{}", 0},
+        {1, "no json", 0},
+        {4, "{}", -1},
+        {4, R"({"result":"text"})", 0},
+        {4, R"({"RESULT":null})", 0},  // the case of a key does not count
+        {5, R"({"mac":"001122AABBCC"})", 0},
+        {5, R"({"mac":12})", -1},
+        {6, R"({"mac":"001122AABBCC"})", -1},
+        {6, R"({"mac":"001122AABBCC","result":"1"})", -1},
+        {6, R"({"mac":"001122AABBCC","result":1})", 0},
+        {7, R"({"mac":"001122AABBCC"})", 0},
+        {7, R"({"mac":"00112233445566778899001122334455"})", -1},  // 32 characters, 31 fit
+        {7, "", -1},
+        {9, "{}", -3},
+        {18, "{}", -1},
+        {18, R"({"func40Interval":"5"})", -1},
+        {18, R"({"func40Interval":0})", 0},
+        {18, R"({"func40Interval":1})", 0},
+        {18, R"({"func40Interval":19})", 0},
+        {18, R"({"func40Interval":20})", -1},
+        {18, R"({"func40Interval":-1})", -1},
+    };
+    for (const auto& [type, json, result] : cases)
+        EXPECT_EQ(result, ParserPlugData(type, json.c_str())) << type << " " << json;
+    for (const std::uint32_t type : {0U, 3U, 8U, 10U, 11U, 12U, 13U, 14U, 17U, 19U, 255U})
+        EXPECT_EQ("", LogOf([&] { EXPECT_EQ(0, ParserPlugData(type, "{}")); })) << type;
+    EXPECT_EQ(-1, ParserPlug(5, nullptr));
+    EXPECT_TRUE(platform_->Silent());
+}
+
+TEST_F(PlugData, TheReportIntervalIsInMinutes) {
+    ParserPlugData(18, R"({"func40Interval":20})");
+    EXPECT_TRUE(OnlineReportOn());
+    EXPECT_EQ(30, OnlineRoundLimit());
+    ParserPlugData(18, R"({"func40Interval":0})");
+    EXPECT_FALSE(OnlineReportOn());
+    EXPECT_EQ(30, OnlineRoundLimit());
+    ParserPlugData(18, R"({"func40Interval":19})");
+    EXPECT_TRUE(OnlineReportOn());
+    EXPECT_EQ(114, OnlineRoundLimit());
+    const auto log_of = [](const char* json) { return LogOf([json] { ParserPlugData(18, json); }); };
+    EXPECT_NE(std::string::npos, log_of(R"({"func40Interval":0})").find("Close subdev auto report."));
+    const std::string log = log_of(R"({"func40Interval":19})");
+    EXPECT_NE(std::string::npos, log.find("datatype_fn40_interval."));
+    EXPECT_NE(std::string::npos, log.find("Set subdev auto report 19 minute."));
+    EXPECT_NE(std::string::npos, log.find("func40Interval : 19"));
+    EXPECT_NE(std::string::npos, log_of(R"({"func40Interval":20})").find("Set subdev auto report error."));
+    EXPECT_NE(std::string::npos, log_of("{}").find("func40Interval not found."));
+}
+
+TEST_F(PlugData, WhatIsReadBeforeAMissingKeyStays) {
+    ParserPlugData(1, R"({"pluginID":"p1","fromVersion":"1","toVersion":"2"})");
+    ParserPlugData(1, R"({"pluginID":"p2"})");
+    EXPECT_STREQ("p2", PluginRecord().plugin_id.data());
+    EXPECT_STREQ("1", PluginRecord().from_version.data());
+    // A text that is too long counts as missing; the longest one fits.
+    ParserPlugData(1, R"({"pluginID":"p3","fromVersion":"1234567890123456","toVersion":"3"})");
+    EXPECT_STREQ("p3", PluginRecord().plugin_id.data());
+    EXPECT_STREQ("1", PluginRecord().from_version.data());
+    EXPECT_STREQ("2", PluginRecord().to_version.data());
+    ParserPlugData(1, R"({"pluginID":"p3","fromVersion":"123456789012345","toVersion":"3"})");
+    EXPECT_STREQ("123456789012345", PluginRecord().from_version.data());
+    EXPECT_STREQ("3", PluginRecord().to_version.data());
+}
+
+TEST_F(PlugData, AnOverlongTextIsNamedInTheLog) {
+    const std::string json = Json({{"pluginID", Quoted(std::string(128, 'x'))}});
+    const std::string log = LogOf([&] { EXPECT_EQ(-1, ParserPlug(1, json.c_str())); });
+    EXPECT_NE(std::string::npos, log.find("[ERR]"));
+    EXPECT_NE(std::string::npos, log.find("pluginID of 128 characters"));
+}
+
+TEST_F(PlugData, MacTexts) {
+    const auto read = [](const char* mac) {
+        EXPECT_EQ(0, ParserPlug(5, Json({{"mac", Quoted(mac)}}).c_str()));
+        return PluginRecord().device;
+    };
+    EXPECT_EQ((MacAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xCC}), read("001122aABBcc"));
+    EXPECT_EQ((MacAddress{0xFF, 0x01, 0x22, 0xAA, 0xBB, 0xCC}), read("ff1"));
+    EXPECT_EQ((MacAddress{0xFF, 0x01, 0x22, 0xAA, 0xBB, 0xCC}), read(""));
+    EXPECT_EQ(0, ParserPlug(6, R"({"mac":"010203040506","result":511})"));
+    EXPECT_EQ(0xFF, PluginRecord().recognition);
+}
+
+TEST_F(PlugData, DownloadUrls) {
+    const std::string longest_host(31, 'h');
+    const struct {
+        std::string url;
+        int result;
+        std::string server;
+        int port;
+        std::string path;
+    } cases[] = {
+        {"http://host/file", 0, "host", 80, "/file"},
+        {"http://host:8080/a/b", 0, "host", 8080, "/a/b"},
+        {"ftp://host:21/", 0, "host", 21, "/"},
+        {"http://host/a:b/file", 0, "host/a", 0, "/file"},
+        {"http://host:1234567/x", 0, "host", 1234567, "/x"},
+        {"http://host:12345678/x", -1, "", 0, ""},
+        {"http://host:/x", 0, "host", 0, "/x"},
+        {"http://:80/x", 0, "", 80, "/x"},
+        {"http://" + longest_host + "/x", 0, longest_host, 80, "/x"},
+        {"http://" + longest_host + "h/x", -1, "", 0, ""},
+        {"http://host", -1, "", 0, ""},
+        {"http://host:80", -1, "", 0, ""},
+        {"http://host/a:80", -1, "", 0, ""},
+        {"host/file", -1, "", 0, ""},
+        {"", -1, "", 0, ""},
+        {"http://h/" + std::string(246, 'x'), 0, "h", 80, "/" + std::string(246, 'x')},
+        {"http://h/" + std::string(247, 'x'), -1, "", 0, ""},
+    };
+    for (const auto& [url, result, server, port, path] : cases) {
+        const std::string json = Json({{"pluginID", Quoted("p")},
+                                       {"fromVersion", Quoted("1")},
+                                       {"toVersion", Quoted("2")},
+                                       {"url", Quoted(url)},
+                                       {"fileLength", "1"},
+                                       {"fileMD5", Quoted("m")},
+                                       {"token", Quoted("t")}});
+        EXPECT_EQ(result, ParserPlug(2, json.c_str())) << url;
+        if (result != 0) continue;
+        EXPECT_EQ(server, PluginRecord().server.data()) << url;
+        EXPECT_EQ(port, PluginRecord().port) << url;
+        EXPECT_EQ(path, PluginRecord().path.data()) << url;
+    }
+}
+
+TEST_F(PlugData, FirmwareCommandsAreAnswered) {
+    const struct {
+        const char* json;
+        int result;
+        const char* answer;
+    } cases[] = {
+        {R"({"fromVersion":"1","toVersion":"2"})", 0, R"({"result":0,"resultDesc":"success"})"},
+        {R"({"toVersion":"2"})", 1, R"({"result":1,"resultDesc":"fromVersion not match"})"},
+        {R"({"fromVersion":"1"})", 2, R"({"result":2,"resultDesc":"toVersion not support."})"},
+        {"{", -1, R"({"result":9,"resultDesc":"unknown error."})"},
+    };
+    for (const auto& [json, result, answer] : cases) {
+        EXPECT_EQ(result, ParserPlugData(15, json)) << json;
+        ExpectAnswer(answer);
+    }
+}
+
+TEST_F(PlugData, FirmwareFilesLackingAKeyAreAnswered) {
+    const struct {
+        std::string json;
+        const char* answer;
+    } cases[] = {
+        {FirmwareFile("fromVersion"), R"({"result":1,"resultDesc":"fromVersion not match."})"},
+        {FirmwareFile("toVersion"), R"({"result":2,"resultDesc":"toVersion not support."})"},
+        {FirmwareFile("url"), R"({"result":3,"resultDesc":"url address error."})"},
+        {FirmwareFile("fileLength"), R"({"result":5,"resultDesc":"fileLength error."})"},
+        {FirmwareFile("checkMethod"), R"({"result":4,"resultDesc":"check method not match."})"},
+        {FirmwareFile("chkSum"), R"({"result":7,"resultDesc":"check sum error."})"},
+        // the first in their order counts, not in that of the codes
+        {R"({"fromVersion":"1","toVersion":"2","url":"u"})",
+         R"({"result":5,"resultDesc":"fileLength error."})"},
+        {"[", R"({"result":-1,"resultDesc":"unKnown error."})"},
+        // one character too many, or not of its type
+        {FirmwareFile("toVersion", Quoted(std::string(64, 'v'))),
+         R"({"result":2,"resultDesc":"toVersion not support."})"},
+        {FirmwareFile("url", Quoted(std::string(256, 'u'))),
+         R"({"result":3,"resultDesc":"url address error."})"},
+        {FirmwareFile("fileLength", Quoted("12")), R"({"result":5,"resultDesc":"fileLength error."})"},
+        {FirmwareFile("chkSum", Quoted(std::string(40, 'c'))),
+         R"({"result":7,"resultDesc":"check sum error."})"},
+        // no updater is there to take it
+        {FirmwareFile(), R"({"result":9,"resultDesc":"unKnown error."})"},
+    };
+    for (const auto& [json, answer] : cases) {
+        EXPECT_EQ(-1, ParserPlugData(16, json.c_str())) << json;
+        ExpectAnswer(answer);
+    }
+}
+
+TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
+    const LocalClient updater;
+    const auto field = [](std::string text, std::size_t size) {
+        text.resize(size);
+        return text;
+    };
+    const std::string behind_from = field("2.0", 64) + field("http://h/f", 256) +
+                                    std::string("\x03\x02\x01\x00\x03\x00\x00\x00", 8) +
+                                    field("0123456789abcdef0123456789abcdef", 40);
+
+    // Its own fromVersion is only logged.
+    EXPECT_EQ(0, ParserPlugData(16, FirmwareFile().c_str()));
+    EXPECT_EQ(field("", 64) + behind_from, updater.Receive(999));
+
+    // The command clears the record, stores its fromVersion and fails for lack of a toVersion.
+    EXPECT_EQ(2, ParserPlugData(15, R"({"fromVersion":"0.9"})"));
+    platform_->Receive();
+    EXPECT_EQ(field("0.9", 432), (std::string(reinterpret_cast<const char*>(&FirmwareRecord()), 432)));
+    EXPECT_EQ(0, ParserPlugData(16, FirmwareFile().c_str()));
+    EXPECT_EQ(field("0.9", 64) + behind_from, updater.Receive(999));
+
+    // A shorter text leaves nothing of the longer one before it.
+    EXPECT_EQ(0, ParserPlugData(16, FirmwareFile("url", Quoted("u")).c_str()));
+    EXPECT_EQ(field("u", 256), updater.Receive(999).substr(128, 256));
+    EXPECT_TRUE(platform_->Silent()) << "the updater reports its result later";
+}
+
+TEST_F(PlugData, Reports) {
+    std::array<char, 512> out;
+    const auto build = [&out](int kind, const char* text, const char* data = nullptr) {
+        out = {};
+        EXPECT_EQ(0U, BuildJson(kind, -1, text, data, out)) << kind;
+        return std::string(out.data());
+    };
+    ParserPlug(1, R"({"pluginID":"p","fromVersion":"1","toVersion":"2"})");
+    EXPECT_EQ(
+        R"({"pluginID":"p","fromVersion":"1","toVersion":"2","process":0,"result":-1,"resultDesc":"d"})",
+        build(4, "d"));
+    EXPECT_EQ(R"({"mac":"00005E0053b1","dev_name":"desktop","status":"online"})", build(1, "00005E0053b1"));
+    EXPECT_EQ(R"({"mac":"x","status":"offline"})", build(2, "x"));
+    EXPECT_EQ(R"({"mac":"00005E0053B1","dev_name":"desktop","data":"d"})", build(5, "00005E0053B1", "d"));
+    EXPECT_EQ(R"({"devpin":"123456789012","rate":"-1"})", build(6, ""));
+    EXPECT_EQ("", build(3, "x"));
+    EXPECT_EQ(65535U, BuildJson(1, 0, "00005E0053B", nullptr, out));
+    EXPECT_EQ(65535U, BuildJson(5, 0, "", "d", out));
+    EXPECT_NE(0U, BuildJson(1, 0, "FFFFFFFFFFFF", nullptr, out)) << "a device that the router does not know";
+    EXPECT_STREQ("", out.data());
+}
+
+// What a command's payload was when it came in.
+std::string seen;
+
+int Note(std::uint32_t data_type, const char* payload) {
+    seen = std::to_string(data_type) + ":" + payload;
+    return -7;
+}
+
+TEST_F(PlugData, CommandsComeInAndAreAnswered) {
+    SetCommandHandlers({nullptr, Note});
+    InboundFrame frame = Platform::Down(MsgType::kPlugCommand, 9, std::string_view("{}\0rest", 7));
+    SetAckSeen(false);
+    const std::string log = LogOf([&] { CBHandle(frame); });
+    EXPECT_TRUE(AckSeen());
+    EXPECT_EQ("9:{}", seen) << "text, up to its NUL";
+    EXPECT_NE(std::string::npos, log.find("Recv MsgType=[18] DataType=[9] DataLen=[7]"));
+    UpFrame reply = platform_->Receive();
+    EXPECT_EQ(MsgType::kPlugReply, reply.type);
+    EXPECT_EQ(0, reply.flag);
+    EXPECT_EQ((std::vector<std::uint8_t>{0xF9, 0xFF}), reply.head);
+    EXPECT_EQ(9, reply.data_type);
+    EXPECT_EQ("{\"result\":-7}", reply.data);
+
+    seen.clear();
+    ++frame.header.checksum;
+    CBHandle(frame);
+    EXPECT_EQ("", seen);
+    reply = platform_->Receive();
+    EXPECT_EQ(MsgType::kPlugReply, reply.type);
+    EXPECT_EQ((std::vector<std::uint8_t>{11, 0}), reply.head);
+    EXPECT_FALSE(reply.with_body);
+
+    // The largest one is handed over whole.
+    const std::string large(8100, 'j');
+    CBHandle(Platform::Down(MsgType::kPlugCommand, 1, large));
+    EXPECT_EQ("1:" + large, seen);
+    platform_->Receive();
+}
+
+TEST_F(PlugData, RepliesComingDownAreExecutedUnanswered) {
+    SetCommandHandlers({nullptr, Note});
+    InboundFrame frame = Platform::Down(MsgType::kPlugReply, 4, std::string(1018, 'j'));
+    ++frame.header.checksum;  // nobody looks at it
+    SetAckSeen(false);
+    CBHandle(frame);
+    EXPECT_EQ("4:" + std::string(1018, 'j'), seen);
+    EXPECT_TRUE(AckSeen());
+    seen.clear();
+    CBHandle(Platform::Down(MsgType::kPlugReply, 4, std::string(1019, 'j')));
+    EXPECT_EQ("", seen);
+
+    // A padding of more bytes than there are.
+    std::array<std::uint8_t, 16> plain{};
+    plain.back() = 0xFF;
+    std::size_t size = 0;
+    aes_encrypt(PlatformSettings().key, plain, Bytes(frame.bytes).subspan(kFrameHeaderSize), size);
+    frame.header.body_length = 16;
+    CBHandle(frame);
+    EXPECT_EQ("", seen);
+    EXPECT_TRUE(platform_->Silent());
+}
+
+}  // namespace

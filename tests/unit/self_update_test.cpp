@@ -1,0 +1,123 @@
+// The agent's own update, from the command to the status that its supervisor reads.
+#include "rules/self_update.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "fakes/http_server.h"
+#include "fakes/platform.h"
+#include "fakes/sandbox.h"
+#include "rules/plug_data.h"
+
+using namespace plug;
+
+namespace {
+
+// 3000 times 'a', by an independent tool.
+constexpr char kMd5[] = "6ca003d00c9bb4569a4a27d751db7a89";
+constexpr char kDownload[] = "/tmp/plug_download";
+
+class SelfUpdate : public Sandbox {
+  protected:
+    std::string Command(const std::string& md5, unsigned port) const {
+        return R"({"pluginID":"id","fromVersion":"1","toVersion":"2","url":"http://127.0.0.1:)" +
+               std::to_string(port) + R"(/new","fileLength":3000,"fileMD5":")" + md5 + R"(","token":"t"})";
+    }
+    static std::string Report(int process, int result) {
+        return R"({"pluginID":"id","fromVersion":"1","toVersion":"2","process":)" + std::to_string(process) +
+               R"(,"result":)" + std::to_string(result) + R"(,"resultDesc":""})";
+    }
+    static void ExpectReport(Platform& platform, const std::string& text) {
+        const UpFrame frame = platform.Receive();
+        EXPECT_EQ(MsgType::kDataReport, frame.type);
+        EXPECT_EQ(3, frame.data_type);
+        EXPECT_EQ(text, frame.data);
+    }
+
+    const std::string body_ = std::string(3000, 'a');
+    const std::string answer_ = HttpAnswer(body_);
+};
+
+TEST_F(SelfUpdate, FileDigests) {
+    const struct {
+        std::string content;
+        const char* md5;
+    } cases[] = {
+        {"", "d41d8cd98f00b204e9800998ecf8427e"},
+        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+        {std::string(1023, 'a'), "e3e210ff5dfc9da789cdbee262348db6"},
+        {std::string(2048, 'a'), "b7ea2d21ad2ef3e28085d30247603e0b"},
+        {body_, kMd5},
+    };
+    for (const auto& [content, md5] : cases) {
+        Write("/tmp/file", content);
+        Md5Text own;
+        EXPECT_EQ(0, Compute_file_md5("/tmp/file", own));
+        EXPECT_STREQ(md5, own.data()) << content.size();
+    }
+    Md5Text own;
+    EXPECT_EQ(-1, Compute_file_md5("/tmp/none", own));
+    EXPECT_STREQ("", own.data());
+}
+
+TEST_F(SelfUpdate, SuccessEndsTheProcess) {
+    // Both servers listen before the fork, so that the agent is a process without threads of the test.
+    Platform platform;
+    HttpServer server;
+    const pid_t agent = fork();
+    if (agent == 0) {
+        platform.Attach();
+        ParserPlugData(2, Command(kMd5, server.port()).c_str());
+        _exit(1);
+    }
+    server.Serve([&](int client) { HttpServer::Send(client, answer_); });
+    ExpectReport(platform, Report(1, 0));
+    EXPECT_EQ("004\n", Read("/tmp/plugstatus")) << "before the report";
+    EXPECT_EQ(body_, Read(kDownload));
+    int status = 0;
+    ASSERT_EQ(agent, waitpid(agent, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(255, WEXITSTATUS(status));
+}
+
+TEST_F(SelfUpdate, FailuresAreReported) {
+    Platform platform;
+    platform.Attach();
+    HttpServer server;
+    const auto expect_failure = [&](const std::string& command) {
+        unlink("/tmp/plugstatus");
+        EXPECT_EQ(0, ParserPlugData(2, command.c_str()));
+        server.Finish();
+        ExpectReport(platform, Report(0, -1));
+        EXPECT_EQ("104\n", Read("/tmp/plugstatus"));
+    };
+    server.Start(answer_);
+    std::string upper(kMd5);
+    for (char& c : upper) c = static_cast<char>(toupper(c));
+    expect_failure(Command(upper, server.port()));
+    EXPECT_NE(0, access(kDownload, F_OK)) << "a mismatch removes the file";
+
+    server.Start("HTTP/1.1 404 Not Found\r\n\r\n");
+    expect_failure(Command(kMd5, server.port()));
+    EXPECT_EQ(0, access(kDownload, F_OK)) << "a failed download leaves what there is";
+
+    expect_failure(R"({"pluginID":"id","fromVersion":"1","toVersion":"2"})");
+    expect_failure("no json");
+}
+
+TEST_F(SelfUpdate, TheStepAloneNeitherReportsNorExits) {
+    HttpServer server;
+    const int port = static_cast<int>(server.port());
+    server.Start(answer_);
+    EXPECT_EQ(0, DownLoadProc(kMd5, "127.0.0.1", port, "/new"));
+    EXPECT_EQ("004\n", Read("/tmp/plugstatus"));
+    unlink("/tmp/plugstatus");
+    server.Start(answer_);
+    EXPECT_EQ(0, DownLoadProc("", "127.0.0.1", port, "/new"));
+    EXPECT_NE(0, access("/tmp/plugstatus", F_OK));
+    EXPECT_NE(0, access(kDownload, F_OK));
+    server.Start("HTTP/1.1 404 Not Found\r\n\r\n");
+    EXPECT_EQ(-1, DownLoadProc(kMd5, "127.0.0.1", port, "/new"));
+}
+
+}  // namespace

@@ -1,0 +1,421 @@
+// The access windows: their table, their commands and what the scheduler makes of them.
+#include "rules/surf_rules.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <map>
+#include <random>
+#include <thread>
+
+#include "core/log.h"
+#include "core/paths.h"
+#include "core/profile.h"
+#include "platform/link_state.h"
+#include "platform/settings.h"
+#include "rules/eaccess.h"
+#include "rules/surf_schedule.h"
+#include "support/home.h"
+
+namespace plug {
+namespace {
+
+using namespace plug_test;
+using Calls = std::vector<std::string>;
+
+constexpr char kMac[] = "00:00:5E:00:53:B1";
+
+/// The windows under a key, "8:0-9:30 ..."; "none" without an entry.
+std::string WindowsOf(const std::string& key) {
+    const Guard guard(SurfRuleMutex());
+    const RuleEntry* const entry = hash_table_lookup(key);
+    if (entry == nullptr) return "none";
+    std::string text;
+    for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
+        const RuleWindow& window = node->window;
+        text += std::to_string(window.start_hour) + ":" + std::to_string(window.start_minute) + "-" +
+                std::to_string(window.stop_hour) + ":" + std::to_string(window.stop_minute) + " ";
+    }
+    return text;
+}
+
+std::string Element(const std::string& flag, const std::string& mac, const std::string& days,
+                    const std::string& start, const std::string& stop) {
+    return R"({"FLAG":")" + flag + R"(","MAC":")" + mac + R"(","DAY":")" + days + R"(","START":")" + start +
+           R"(","STOP":")" + stop + R"(","ALLOW":"1"})";
+}
+
+int Command(const std::string& elements) {
+    return ParseSurfRulesParam((R"({"LIST":[)" + elements + "]}").c_str());
+}
+
+int Add(const std::string& mac, const std::string& days, const std::string& start, const std::string& stop) {
+    return Command(Element("1", mac, days, start, stop));
+}
+
+int Delete(const std::string& mac, const std::string& days, const std::string& start,
+           const std::string& stop) {
+    return Command(Element("0", mac, days, start, stop));
+}
+
+class SurfRules : public testing::Test {
+  protected:
+    SurfRules() { EnterPrivateTmp(); }
+};
+
+TEST_F(SurfRules, WindowsArriveUnderTheirDays) {
+    EXPECT_EQ(0, Add(kMac, "5x31", "08:00", "9:30"));
+    EXPECT_EQ(0, Add(kMac, "3", "22:00", "6"));
+    EXPECT_EQ(0, Add(kMac, "3", "08:00", "09:30"));  // again
+    EXPECT_EQ(0, Add(kMac, "0890", "1:00", "2:00"));
+    const char* const expected[] = {"none", "8:0-9:30 ", "none", "8:0-9:30 22:0-6:0 ",
+                                    "none", "8:0-9:30 ", "none", "none",
+                                    "none", "none"};
+    for (int day = 0; day <= 9; ++day)
+        EXPECT_EQ(expected[day], WindowsOf(std::string(kMac) + "|" + std::to_string(day))) << day;
+
+    EXPECT_EQ(-1, CommitSurfRule(1, 0, kMac, nullptr, "1:00", "2:00"));
+    EXPECT_EQ(0, CommitSurfRule(2, 0, kMac, "2", "1:00", "2:00"));
+    EXPECT_EQ("none", WindowsOf(std::string(kMac) + "|2"));
+}
+
+TEST_F(SurfRules, EveryCode) {
+    const std::string keys[] = {"FLAG", "MAC", "DAY", "START", "STOP", "ALLOW"};
+    for (std::size_t missing = 0; missing < 6; ++missing) {
+        std::string element;
+        for (std::size_t i = 0; i < 6; ++i) {
+            if (i != missing) element += (element.empty() ? "\"" : ",\"") + keys[i] + "\":\"1\"";
+        }
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(3 + static_cast<int>(missing),
+                  Command(Element("1", "first", std::to_string(missing + 1), "1:00", "2:00") + ",{" +
+                          element + "}," + Element("1", "third", "1234567", "1:00", "2:00")));
+        EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("Wrong surf rule param"));
+        EXPECT_EQ("1:0-2:0 ", WindowsOf("first|" + std::to_string(missing + 1)));
+        EXPECT_EQ("none", WindowsOf("third|1"));
+    }
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(1, ParseSurfRulesParam(nullptr));
+    EXPECT_EQ(2, ParseSurfRulesParam("{"));
+    EXPECT_EQ(0, ParseSurfRulesParam("{}"));
+    EXPECT_EQ(0, Command(""));
+    // A MAC that has no room in a key counts as missing; the longest that has is kept whole.
+    EXPECT_EQ(4, Add(std::string(254, 'm'), "1", "1:00", "2:00"));
+    EXPECT_EQ(0, Add(std::string(253, 'm'), "1", "1:00", "2:00"));
+    EXPECT_EQ("1:0-2:0 ", WindowsOf(std::string(253, 'm') + "|1"));
+    const std::string log = testing::internal::GetCapturedStderr();
+    for (const char* text : {"Json is null.", "Parse json failed.", "MAC of 254 characters refused"})
+        EXPECT_NE(std::string::npos, log.find(text)) << text;
+}
+
+TEST_F(SurfRules, AnUnusableElementHoldsTheCommandUntilTheLinkGoes) {
+    const std::string third = Element("1", "third", "1", "1:00", "2:00");
+    const std::string elements[] = {
+        Element("2", kMac, "1", "1:00", "2:00"),
+        R"({"FLAG":"1","MAC":"m","DAY":"1","START":"","STOP":"","ALLOW":"yes"})",
+    };
+    for (const std::string& element : elements) {
+        ClearLinkError();
+        SetLoggedIn(true);
+        std::future<int> code =
+            std::async(std::launch::async, [&] { return Command(element + "," + third); });
+        EXPECT_EQ(std::future_status::timeout, code.wait_for(std::chrono::milliseconds(30))) << element;
+        RaiseLinkError();
+        EXPECT_EQ(0, code.get());
+        EXPECT_EQ("none", WindowsOf("third|1"));
+    }
+}
+
+TEST_F(SurfRules, TheTableCountsInsertionsNotEntries) {
+    Home{}.Write();
+    for (int i = 0; i < 512; ++i) Add("device" + std::to_string(i), "1", "1:00", "2:00");
+    EXPECT_EQ("1:0-2:0 ", WindowsOf("device511|1"));
+    Add("one more", "1", "1:00", "2:00");
+    EXPECT_EQ("none", WindowsOf("one more|1"));
+    Add("device7", "1", "3:00", "4:00");
+    EXPECT_EQ("1:0-2:0 3:0-4:0 ", WindowsOf("device7|1")) << "a known key still takes windows";
+    for (int i = 0; i < 512; ++i) Delete("device" + std::to_string(i), "1", "1:00", "2:00");
+    Add("one more", "1", "1:00", "2:00");
+    EXPECT_EQ("none", WindowsOf("one more|1"));
+    {
+        const Guard guard(SurfRuleMutex());
+        hash_table_init();
+    }
+    EXPECT_EQ("none", WindowsOf("device7|1"));
+    Add("one more", "1", "1:00", "2:00");
+    EXPECT_EQ("1:0-2:0 ", WindowsOf("one more|1"));
+    // Windows come and go under one key without end, and without a trace.
+    for (int i = 0; i < 10'000; ++i) {
+        Add("one more", "1", "3:00", "4:00");
+        Delete("one more", "1", "3:00", "4:00");
+    }
+    EXPECT_EQ("1:0-2:0 ", WindowsOf("one more|1"));
+}
+
+TEST_F(SurfRules, BucketsAndPrefixes) {
+    SetLogMask(kAllLevels);
+    testing::internal::CaptureStderr();
+    const Guard guard(SurfRuleMutex());
+    // "ab" is 97 * 31 + 98 = 3105, that is bucket 33; a first byte of 0xE4 counts as -28, that is bucket 484.
+    hash_table_insert("ab", {1, 2, 3, 4});
+    hash_table_insert("ab", {5, 6, 7, 8});
+    hash_table_insert("\xE4", {1, 0, 2, 0});
+    EXPECT_EQ(nullptr, hash_table_lookup("b"));
+    hash_table_insert("", {1, 0, 2, 0});
+    hash_table_print();
+    const std::string log = testing::internal::GetCapturedStderr();
+    for (const char* text :
+         {"mab exist!\n", "m33=>\n", "m484=>\n", "m0=>\n", "mab\n", "mSTART 1:2 STOP 3:4 \n"})
+        EXPECT_NE(std::string::npos, log.find(text)) << text;
+
+    // Longer keys of the same bucket find a stored prefix; the later entry lies in front.
+    std::string longer;
+    for (char c = 'A'; c <= 'z' && longer.empty(); ++c) {
+        for (char d = 'A'; d <= 'z'; ++d) {
+            const unsigned hash = ((3105U * 31 + static_cast<unsigned>(c)) * 31) + static_cast<unsigned>(d);
+            if ((hash & 0x1FF) == 33) longer = std::string("ab") + c + d;
+        }
+    }
+    ASSERT_EQ(4U, longer.size());
+    const RuleEntry* const shorter = hash_table_lookup(longer);
+    ASSERT_NE(nullptr, shorter);
+    EXPECT_EQ("ab", shorter->key);
+    hash_table_insert(longer, {1, 0, 2, 0});
+    EXPECT_EQ(longer, hash_table_lookup(longer)->key);
+    hash_table_remove("a");
+    hash_table_remove(longer);
+    EXPECT_EQ("ab", hash_table_lookup(longer)->key);
+    hash_table_destroy();
+    EXPECT_EQ(nullptr, hash_table_lookup("ab"));
+}
+
+TEST_F(SurfRules, ListsOfWindows) {
+    const RuleWindow first{8, 0, 9, 0};
+    const RuleWindow second{22, 0, 6, 0};
+    const RuleWindow third{12, 0, 12, 0};
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(nullptr, rule_node_init(nullptr, nullptr));
+    EXPECT_EQ(nullptr, rule_node_insert(nullptr, nullptr));
+    EXPECT_EQ(nullptr, rule_node_delete(nullptr, &first));
+    EXPECT_EQ(-1, rule_node_exist(nullptr, first));
+    EXPECT_EQ(-1, rule_node_match(nullptr, 8, 0));
+    RuleNode* list = nullptr;
+    for (const RuleWindow& window : {first, second, third, first, second})
+        list = rule_node_insert(list, &window);
+    EXPECT_EQ(list, rule_node_delete(list, nullptr));
+    const std::string log = testing::internal::GetCapturedStderr();
+    for (const char* text :
+         {"rule empty! \n", "pNode is empty! \n", "rules empty! \n", "rule is nothing! \n"})
+        EXPECT_NE(std::string::npos, log.find(text)) << text;
+
+    EXPECT_EQ(1, rule_node_exist(list, third));
+    EXPECT_EQ(0, rule_node_exist(list, {8, 0, 9, 1}));
+    const std::tuple<int, int, int> times[] = {{0, 7, 59}, {1, 8, 0},   {1, 9, 0},  {0, 9, 1}, {0, 23, 0},
+                                               {0, 3, 0},  {0, 11, 59}, {1, 12, 0}, {0, 12, 1}};
+    for (const auto& [match, hour, minute] : times)
+        EXPECT_EQ(match, rule_node_match(list, hour, minute)) << hour << ":" << minute;
+    list = rule_node_delete(list, &first);
+    EXPECT_EQ(second, list->window) << "a new head";
+    list = rule_node_delete(list, &third);
+    EXPECT_EQ(nullptr, list->next);
+    EXPECT_EQ(list, rule_node_delete(list, &third));
+    EXPECT_EQ(nullptr, rule_node_delete(list, &second));
+}
+
+class Schedule : public SurfRules {
+  protected:
+    static void At(int weekday, int hour, int minute) {
+        CalendarTime now{};
+        now.weekday = weekday;
+        now.hour = hour;
+        now.minute = minute;
+        surf_rule_func(now);
+    }
+    static Calls Switches() { return TakeCalls({"set_dev_access_control"}); }
+    /// The call that switches device B1.
+    static Calls SwitchTo(const std::string& access, const std::string& by_name = "true") {
+        return {
+            R"(set_dev_access_control({"mac":"00:00:5E:00:53:B1","name":"pc","link":0,"band":0,"by_name":)" +
+            by_name + R"(,"access":)" + access + R"(,"rssi":0,"address":"192.168.1.20"}) = 0)"};
+    }
+    const Home home_{.devices = {{HomeMac(0xB1), "pc"}, {HomeMac(0xB2), "other"}}};
+};
+
+TEST_F(Schedule, AccessChangesAtTheEdgesOfAWindow) {
+    home_.Write();
+    At(1, 8, 0);
+    EXPECT_TRUE(Switches().empty()) << "no rules";
+    Add(kMac, "17", "08:00", "09:00");
+    Add("00:00:5e:00:53:b2", "1", "00:00", "23:59");  // lower case: never found
+    At(1, 7, 59);
+    EXPECT_TRUE(Switches().empty());
+    At(1, 8, 0);
+    EXPECT_EQ(SwitchTo("false"), Switches());
+    At(1, 8, 30);
+    At(1, 9, 0);
+    At(2, 8, 30);
+    At(0, 8, 30);
+    EXPECT_TRUE(Switches().empty()) << "done already; other days, and Sunday, have no rules";
+    At(1, 9, 1);
+    EXPECT_EQ(SwitchTo("true"), Switches());
+    At(1, 9, 2);
+    EXPECT_TRUE(Switches().empty());
+}
+
+TEST_F(Schedule, APassThatFailsIsSkipped) {
+    Home failing = home_;
+    failing.faults = R"("get_devs_cfg": 65536)";  // its low 16 bits are 0
+    failing.Write();
+    Add(kMac, "1", "08:00", "09:00");
+    At(1, 8, 0);
+    EXPECT_TRUE(Switches().empty()) << "an empty list";
+    failing.faults = R"("get_devs_cfg": 5)";
+    failing.Write();
+    testing::internal::CaptureStderr();
+    At(1, 8, 0);
+    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("get_devs_cfg failed\n"));
+    EXPECT_TRUE(Switches().empty());
+    failing.faults.clear();
+    failing.counts = R"("get_devs_cfg": 300)";
+    failing.Write();
+    At(1, 8, 0);
+    EXPECT_EQ(SwitchTo("false"), Switches()) << "a count past the room";
+}
+
+TEST_F(Schedule, TheLastWindowOfADayGivesAccessBack) {
+    home_.Write();
+    Add(kMac, "1", "08:00", "09:00");
+    Add(kMac, "1", "10:00", "11:00");
+    At(1, 8, 0);
+    TakeCalls();
+    Delete(kMac, "1", "08:00", "09:00");
+    EXPECT_TRUE(TakeCalls().empty()) << "a window is left";
+    Delete(kMac, "1", "10:00", "11:30");
+    EXPECT_EQ("10:0-11:0 ", WindowsOf(std::string(kMac) + "|1")) << "another window";
+    Delete(kMac, "1", "10:00", "11:00");
+    EXPECT_EQ((Calls{"get_dev_cfg(00:00:5E:00:53:B1) = 0", SwitchTo("true").front()}), TakeCalls());
+    EXPECT_EQ("none", WindowsOf(std::string(kMac) + "|1"));
+
+    // A device that has its access is left alone; a day without windows is an error, and so is a fault no
+    // reason to keep the key.
+    Add(kMac, "2", "08:00", "09:00");
+    EXPECT_EQ(0, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
+    EXPECT_EQ(Calls{"get_dev_cfg(00:00:5E:00:53:B1) = 0"}, TakeCalls());
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(-1, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
+    EXPECT_NE(std::string::npos,
+              testing::internal::GetCapturedStderr().find("hash node is NULL for 00:00:5E:00:53:B1|2\n"));
+    Add("00:00:5E", "2", "08:00", "09:00");
+    EXPECT_EQ(0, del_surf_rule("00:00:5E", 2, {8, 0, 9, 0}));
+    EXPECT_EQ(Calls{"get_dev_cfg(00:00:5E:00:00:00) = 103"}, TakeCalls());
+    EXPECT_EQ("none", WindowsOf("00:00:5E|2"));
+}
+
+TEST_F(Schedule, InTestModeAccessIsNotByName) {
+    WriteFile(kDefaultProfilePath, "[Protool]\nSERVER1=127.0.0.1\n");
+    NewProgramProfile("", kDefaultProfilePath);
+    ASSERT_EQ(ServerChoice::kBoth, InitProtool());
+    home_.Write();
+    Add(kMac, "1", "08:00", "09:00");
+    At(1, 8, 0);
+    EXPECT_EQ(SwitchTo("false", "false"), Switches());
+    Delete(kMac, "1", "08:00", "09:00");
+    EXPECT_EQ(SwitchTo("true", "false"), Switches());
+}
+
+// A whole week, minute by minute, against a calendar with one box for each minute of each day.
+TEST_F(Schedule, AWeekAgainstACalendar) {
+    struct Calendar {
+        bool ruled[7] = {};
+        bool closed[7][1440] = {};
+    };
+    std::map<int, Calendar> calendars;
+    std::mt19937 random(20221227);
+    const auto below = [&random](unsigned limit) { return static_cast<int>(random() % limit); };
+    Home{}.Write();
+    for (int rule = 0; rule < 60; ++rule) {
+        const int mac = below(6);
+        const bool lower_case = mac == 5;  // never found
+        const int start = below(1440);
+        const int stop = below(4) == 0 ? below(1440) : start + below(240);  // past midnight, or past 24:00
+        std::string mac_text = MacText(HomeMac(0xA0 + mac));
+        if (lower_case)
+            std::transform(mac_text.begin(), mac_text.end(), mac_text.begin(),
+                           [](char c) { return static_cast<char>(tolower(c)); });
+        std::string days;
+        for (int day = 0; day <= 9; ++day) {
+            if (below(3) != 0) continue;
+            days += std::to_string(day);
+            if (lower_case || day < 1 || day > 6) continue;
+            calendars[mac].ruled[day] = true;
+            for (int minute = start; minute <= std::min(stop, 1439); ++minute)
+                calendars[mac].closed[day][minute] = true;
+        }
+        ASSERT_EQ(0, Add(mac_text, days, std::to_string(start / 60) + ":" + std::to_string(start % 60),
+                         "0:" + std::to_string(stop)));
+    }
+    int changes = 0;
+    const Guard guard(SurfRuleMutex());
+    for (int minute_of_week = 0; minute_of_week < 7 * 1440; ++minute_of_week) {
+        CalendarTime now{};
+        now.weekday = minute_of_week / 1440;
+        now.hour = minute_of_week % 1440 / 60;
+        now.minute = minute_of_week % 60;
+        for (int mac = 0; mac < 6; ++mac) {
+            const Calendar& calendar = calendars[mac];
+            for (const std::uint8_t access : std::initializer_list<std::uint8_t>{0, 1, 2}) {
+                dev_cfg device{};
+                const MacAddress bytes = HomeMac(0xA0 + mac);
+                memcpy(device.mac, bytes.data(), bytes.size());
+                device.access = access;
+                const int wanted = calendar.closed[now.weekday][minute_of_week % 1440] ? 0 : 1;
+                int expected = -1;
+                if (calendar.ruled[now.weekday] && access == 1 - wanted) expected = wanted;
+                const std::optional<std::uint8_t> due = DueAccess(now, device);
+                ASSERT_EQ(expected, due ? *due : -1) << now.weekday << " " << now.hour << ":" << now.minute;
+                if (due) ++changes;
+            }
+        }
+    }
+    EXPECT_LT(10'000, changes) << "the rules say something";
+}
+
+TEST_F(Schedule, CommandsAndPassesDoNotBlockEachOther) {
+    home_.Write();
+    std::atomic<bool> done{false};
+    std::thread scheduler([&done] {
+        while (!done) At(1, 8, 0);
+    });
+    for (int i = 0; i < 100; ++i) {
+        Add(kMac, "1", "08:00", "09:00");
+        Delete(kMac, "1", "08:00", "09:00");
+    }
+    done = true;
+    scheduler.join();
+    Delete(kMac, "1", "08:00", "09:00");
+    dev_cfg device{};
+    ASSERT_EQ(0, get_dev_cfg(&device, HomeMac(0xB1).data()));
+    EXPECT_EQ(1, device.access);
+}
+
+TEST_F(Schedule, StartsWithoutRulesAndStopsWhileItWaits) {
+    SetLogMask(kAllLevels);
+    Add(kMac, "1", "08:00", "09:00");
+    for (int round = 0; round < 2; ++round) {
+        testing::internal::CaptureStderr();
+        ASSERT_EQ(0, StartEaccess());
+        StopEaccess();
+        const std::string log = testing::internal::GetCapturedStderr();
+        std::size_t at = 0;
+        for (const char* text :
+             {"Rule table init done.\n", "TimeRuleProc return...\n", "Stop Eaccess success !!!!!\n"}) {
+            at = log.find(text, at);
+            ASSERT_NE(std::string::npos, at) << text << log;
+        }
+    }
+    EXPECT_EQ("none", WindowsOf(std::string(kMac) + "|1"));
+}
+
+}  // namespace
+}  // namespace plug
