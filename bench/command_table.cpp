@@ -23,6 +23,10 @@ constexpr Field kDeviceName[] = {{"mac", K::kMac}, {"name", K::kRest}};
 constexpr Field kDns[] = {{"first", K::kIp}, {"second", K::kIp}};
 constexpr Field kPing[] = {{"address", K::kIp}, {"", K::kSkip, 16}, {"size", K::kU16}, {"count", K::kU16}};
 constexpr Field kThreshold[] = {{"first", K::kU8}, {"second", K::kU8}};
+constexpr Field kFirmwareOrder[] = {{"from_version", K::kText, 64}, {"to_version", K::kText, 64},
+                                    {"url", K::kText, 256},         {"length", K::kU32},
+                                    {"check_method", K::kU32},      {"checksum", K::kText, 40}};
+constexpr Field kTypedReport[] = {{"type", K::kU8}, {"data", K::kRest}};
 
 // What answers hold.
 constexpr Field kValue[] = {{"value", K::kU8}};
@@ -37,7 +41,14 @@ constexpr Field kName[] = {{"name", K::kText, 32}};
 constexpr Field kSpeeds[] = {{"speed0", K::kU16}, {"speed1", K::kU16}, {"speed2", K::kU16}};
 constexpr Field kPin[] = {{"pin", K::kText, 12}};
 constexpr Field kLongText[] = {{"text", K::kCountedText}};
-constexpr Field kLongRaw[] = {{"bytes", K::kCountedRaw}};
+constexpr Field kThresholds[] = {{"first", K::kU32}, {"second", K::kU32}};
+constexpr Field kTopology[] = {{"topology", K::kCountedRaw}};
+constexpr Field kBssids[] = {{"bssids", K::kCountedRaw}};
+constexpr Field kLocalTopology[] = {{"topology", K::kRest}};
+constexpr Field kLocalBssids[] = {{"bssids", K::kRest}};
+constexpr Field kLocalJson[] = {{"json", K::kRest}};
+constexpr Field kRelayedJson[] = {{"json", K::kCountedRaw}};
+constexpr Field kRelayedTyped[] = {{"length", K::kU16}, {"type", K::kU8}, {"data", K::kRest}};
 constexpr Field kAdjacent[] = {{"record", K::kRaw, 77}};
 constexpr Field kRate[] = {{"rate", K::kI32}};
 constexpr Field kOnline[] = {{"mac", K::kMac}, {"name", K::kText, 32}, {"online", K::kSwitch}};
@@ -67,6 +78,18 @@ constexpr Field kAttached[] = {{"address", K::kIp}, {"mac", K::kMac},     {"name
                                {"up", K::kU64},     {"down", K::kU64},    {"online", K::kU8},
                                {"allowed", K::kU8}, {"attribute", K::kU8}};
 
+/// The same record as it is on the local socket.
+template <std::size_t count>
+constexpr std::array<Field, count> InHostOrder(const Field (&fields)[count]) {
+    std::array<Field, count> converted{};
+    for (std::size_t at = 0; at < count; ++at) {
+        converted[at] = fields[at];
+        if (fields[at].kind == K::kIp) converted[at].kind = K::kHostIp;
+    }
+    return converted;
+}
+constexpr auto kLocalWan = InHostOrder(kWan);
+
 constexpr Answer Record(Fields fields) {
     return {Shape::kRecord, fields};
 }
@@ -85,7 +108,7 @@ constexpr CommandRow kCommands[] = {
     {5, "wan-tcp-connections", "open TCP connections of a WAN", kIndex, Record(kConnections)},
     {6, "wan-udp-connections", "UDP connections of a WAN", kIndex, Record(kConnections)},
     {7, "wan-received", "bytes received on a WAN", kIndex, Record(kByteCount)},
-    {8, "ping", "starts a ping", kPing, kDone},
+    {8, "ping-start", "starts a ping; ping does it all", kPing, kDone},
     {9, "ping-result", "the last ping's output", kNone, Record(kLongText)},
     {10, "lan-config", "the LAN", kNone, Record(kLan)},
     {11, "lan-count", "number of LAN ports", kNone, Record(kCount)},
@@ -115,7 +138,7 @@ constexpr CommandRow kCommands[] = {
     {35, "device-limits-set", "limits a device; 0 is no limit", kLimits, kDone},
     {36, "device-name", "a device's name", kOneMac, Record(kName)},
     {37, "device-name-set", "names a device", kDeviceName, kDone},
-    {38, "device", "one device", kOneMac, Record(kDevice)},
+    {38, "device-config", "one device", kOneMac, Record(kDevice)},
     {39, "devices", "all devices", kNone, List(kDevice)},
     {40, "unanswered-40", "accepted without an answer", kNone, kNever},
     {41, "device-speed", "a device's link speeds in Mbps", kOneMac, Record(kSpeeds)},
@@ -128,7 +151,7 @@ constexpr CommandRow kCommands[] = {
     {48, "memory-use", "memory use", kNone, Record(kPercent)},
     {49, "link-states", "LAN ports, WANs and Wi-Fi modules", kNone, {Shape::kLinkStates}},
     {50, "full-load-set", "switches full load", kSsidSwitch, kDone},
-    {51, "traceroute", "starts a traceroute", kTarget, kDone},
+    {51, "traceroute-start", "starts a traceroute; traceroute does it all", kTarget, kDone},
     {52, "traceroute-result", "ends the traceroute and shows it", kNone, Record(kLongText)},
     {53, "sync-time", "synchronises the clock", kNone, kDone},
     {54, "uptime", "seconds since the router started", kNone, Record(kSeconds)},
@@ -138,10 +161,10 @@ constexpr CommandRow kCommands[] = {
     {58, "flow-rates", "bytes per second through the WANs", kNone, Record(kUpDown)},
     {59, "test-url-set", "sets the HTTP test URL", kNone, kDone},
     {60, "pin", "the router's PIN", kNone, Record(kPin)},
-    {61, "rate-test", "starts a rate test; report rate-test follows", kNone, Record(kPin)},
-    {64, "attached-scan", "scans attached devices; report attached follows", kNone, kDone},
-    {66, "bandwidth-rules", "limits devices by a JSON list", kText, kDone},
-    {69, "surf-rules", "sets surf rules by JSON", kText, kDone},
+    {61, "rate-start", "starts a rate test at the default server; rate does it all", kNone, Record(kPin)},
+    {64, "scan-start", "starts a scan of the devices; scan does it all", kNone, kDone},
+    {66, "limits-set", "limits devices by a JSON list; limit writes it", kText, kDone},
+    {69, "windows-set", "sets access windows by a JSON list; window writes it", kText, kDone},
     {70, "wifi-band", "a radio's frequency band", kByte, Record(kValue)},
     {71, "mesh-support", "whether mesh is supported", kNone, Record(kValue)},
     {72, "mesh-switch-set", "switches mesh", kOn, kDone},
@@ -149,17 +172,17 @@ constexpr CommandRow kCommands[] = {
     {74, "mesh-roaming-set", "switches roaming", kOn, kDone},
     {75, "mesh-roaming", "whether roaming is on", kNone, Record(kOn)},
     {76, "mesh-threshold-set", "changes the roaming thresholds", kThreshold, kDone},
-    {77, "mesh-threshold", "the roaming thresholds", kNone, Record(kThreshold)},
-    {78, "mesh-topology", "the mesh's topology", kNone, Record(kLongRaw)},
+    {77, "mesh-threshold", "the roaming thresholds", kNone, Record(kThresholds)},
+    {78, "mesh-topology", "the mesh's topology", kNone, Record(kTopology)},
     {79, "adjacent-wifi", "networks nearby, by the local agent", kNone, List(kAdjacent), 0, 65},
-    {80, "bssids", "BSSIDs, by the local agent", kNone, Record(kLongRaw)},
+    {80, "bssids", "BSSIDs, by the local agent", kNone, Record(kBssids)},
     {81, "unanswered-81", "accepted without an answer", kNone, kNever},
     {82, "wan-config-set", "changes a WAN", kWan, kDone, 3},
     {83, "optimize", "starts the one-key optimisation", kNone, kDone},
     {84, "unanswered-84", "accepted without an answer", kNone, kNever},
     {85, "diagnose", "starts the fault diagnosis", kNone, kDone},
     {86, "unanswered-86", "accepted without an answer", kNone, kNever},
-    {87, "config-data", "configuration as JSON", kJson, kDone},
+    {87, "config-data", "configuration as JSON, such as the URL of a rate test", kJson, kDone},
     {88, "auto-report-set", "configures automatic reports by JSON", kJson, kDone},
 };
 
@@ -169,8 +192,40 @@ constexpr ReportRow kReports[] = {
     {14, "version"},
     {17, "firmware-update"},
     {40, "online", true, List(kOnline)},
-    {62, "rate-test", true, Record(kRate)},
-    {63, "attached", true, List(kAttached)},
+    {62, "rate", true, Record(kRate)},
+    {63, "scan", true, List(kAttached)},
+    {81, "status", true, Record(kWan), true},
+    {84, "json-84", true, Record(kRelayedJson), true},
+    {86, "json-86", true, Record(kRelayedJson), true},
+    {89, "auto-report", true, Record(kRelayedTyped), true},
+};
+
+constexpr CommandRow kLocalRequests[] = {
+    {70, "wifi-band", "a radio's frequency band", kByte, Record(kValue)},
+    {71, "mesh-support", "whether mesh is supported", kNone, Record(kValue)},
+    {72, "mesh-switch-set", "switches mesh", kOn, kDone},
+    {73, "mesh-switch", "whether mesh is on", kNone, Record(kOn)},
+    {74, "mesh-roaming-set", "switches roaming", kOn, kDone},
+    {75, "mesh-roaming", "whether roaming is on", kNone, Record(kOn)},
+    {76, "mesh-threshold-set", "changes the roaming thresholds", kThreshold, kDone},
+    {77, "mesh-threshold", "the roaming thresholds", kNone, Record(kThreshold)},
+    {78, "mesh-topology", "the mesh's topology", kNone, Record(kLocalTopology)},
+    {79, "adjacent-wifi", "networks nearby", kNone, List(kAdjacent)},
+    {80, "bssids", "BSSIDs", kNone, Record(kLocalBssids)},
+    {82, "wan-config-set", "changes a WAN", kLocalWan, kDone},
+    {83, "optimize", "starts the one-key optimisation", kNone, kDone},
+    {85, "diagnose", "starts the fault diagnosis", kNone, kDone},
+    {88, "auto-report-set", "configures automatic reports", kNone, kDone},
+    {997, "auto-report-config", "the stored configuration", kNone, Record(kLocalJson)},
+    {998, "plugin-state", "a notice of the agent's state", kNone, kNever},
+    {999, "firmware-order", "orders a firmware update", kFirmwareOrder, kDone},
+};
+
+constexpr CommandRow kLocalReports[] = {
+    {81, "status", "a status record", kLocalWan},
+    {84, "json-84", "a JSON report", kLocalJson},
+    {86, "json-86", "a JSON report", kLocalJson},
+    {89, "auto-report", "an automatic report of type 1, 2 or 3", kTypedReport},
 };
 
 template <class Row, std::size_t count, class Matches>
@@ -206,6 +261,30 @@ const ReportRow* FindReport(std::string_view name_or_number) {
 
 const ReportRow* FindReport(std::uint16_t number) {
     return Find(kReports, [&](const ReportRow& row) { return row.number == number; });
+}
+
+std::span<const CommandRow> LocalRequests() {
+    return kLocalRequests;
+}
+
+const CommandRow* FindLocalRequest(std::string_view name_or_id) {
+    return Find(kLocalRequests, [&](const CommandRow& row) {
+        return row.name == name_or_id || std::to_string(row.id) == name_or_id;
+    });
+}
+
+const CommandRow* FindLocalRequest(std::uint16_t id) {
+    return Find(kLocalRequests, [&](const CommandRow& row) { return row.id == id; });
+}
+
+std::span<const CommandRow> LocalReports() {
+    return kLocalReports;
+}
+
+const CommandRow* FindLocalReport(std::string_view name_or_id) {
+    return Find(kLocalReports, [&](const CommandRow& row) {
+        return row.name == name_or_id || std::to_string(row.id) == name_or_id;
+    });
 }
 
 }  // namespace plug::bench

@@ -1,4 +1,5 @@
 // Every function-ID command: its number and name, what it takes and what its answer holds. One row a command.
+// The same for reports, and for what goes over the local socket.
 #pragma once
 
 #include "bench/layout.h"
@@ -42,9 +43,19 @@ struct ReportRow {
     const char* name;
     bool binary = false;  // in the shape of an answer; else text
     Answer answer{};
+    bool sequenced = false;  // its first word counts the reports
 };
 std::span<const ReportRow> ReportRows();
 const ReportRow* FindReport(std::string_view name_or_number);
 const ReportRow* FindReport(std::uint16_t number);
+
+/// What the agent asks of the local mesh/Wi-Fi agent: the request's payload is the parameters, the reply's
+/// data behind its result byte the answer.
+std::span<const CommandRow> LocalRequests();
+const CommandRow* FindLocalRequest(std::string_view name_or_id);
+const CommandRow* FindLocalRequest(std::uint16_t id);
+/// What that one sends unasked; its payload is the parameters.
+std::span<const CommandRow> LocalReports();
+const CommandRow* FindLocalReport(std::string_view name_or_id);
 
 }  // namespace plug::bench

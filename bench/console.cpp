@@ -65,18 +65,19 @@ void ShowPrompt() {
 }
 
 /// Until the end of input is seen on `input`; `read` takes what is there.
-void Loop(int news, const std::function<void()>& show_news, const std::function<void()>& read) {
+void Loop(const std::function<void()>& read) {
+    std::vector<pollfd> polled = {{STDIN_FILENO, POLLIN, 0}};
+    for (const int notice : current->notices()) polled.push_back({notice, POLLIN, 0});
     while (!current->done() && !ended) {
-        pollfd polled[2] = {{STDIN_FILENO, POLLIN, 0}, {news, POLLIN, 0}};
-        if (poll(polled, 2, -1) < 0) continue;
-        if (polled[1].revents != 0) show_news();
+        if (poll(polled.data(), polled.size(), -1) < 0) continue;
+        current->ShowNews();
         if (polled[0].revents != 0) read();
     }
 }
 
-void RunPlain(int news, const std::function<void()>& show_news) {
+void RunPlain() {
     std::string pending;
-    Loop(news, show_news, [&pending] {
+    Loop([&pending] {
         std::array<char, 4096> chunk;
         const ssize_t got = read(STDIN_FILENO, chunk.data(), chunk.size());
         ended = got <= 0;
@@ -91,7 +92,7 @@ void RunPlain(int news, const std::function<void()>& show_news) {
     });
 }
 
-void RunEdited(int news, const std::function<void()>& show_news) {
+void RunEdited() {
     Output& output = current->output();
     output.before = [] {
         if (editing) fputs("\r\033[K", stdout);
@@ -104,7 +105,7 @@ void RunEdited(int news, const std::function<void()>& show_news) {
     const std::string history = HistoryPath();
     if (!history.empty()) read_history(history.c_str());
     ShowPrompt();
-    Loop(news, show_news, [] { rl_callback_read_char(); });
+    Loop([] { rl_callback_read_char(); });
     if (editing) rl_callback_handler_remove();
     editing = false;
     if (!history.empty()) write_history(history.c_str());
@@ -113,13 +114,13 @@ void RunEdited(int news, const std::function<void()>& show_news) {
 
 }  // namespace
 
-void RunConsole(Interpreter& interpreter, int news, const std::function<void()>& show_news) {
+void RunConsole(Interpreter& interpreter) {
     current = &interpreter;
     ended = false;
     if (isatty(STDIN_FILENO) && isatty(STDOUT_FILENO))
-        RunEdited(news, show_news);
+        RunEdited();
     else
-        RunPlain(news, show_news);
+        RunPlain();
     current = nullptr;
 }
 

@@ -5,8 +5,8 @@
 
 namespace plug::bench {
 
-/// Reads and runs lines until `quit` or the end of input. `news` is readable when the side has something to
-/// show, which `show_news` then prints. Without a terminal, lines are read as they are.
-void RunConsole(Interpreter& interpreter, int news, const std::function<void()>& show_news);
+/// Reads and runs lines until `quit` or the end of input, and shows news as they come. Without a terminal,
+/// lines are read as they are.
+void RunConsole(Interpreter& interpreter);
 
 }  // namespace plug::bench

@@ -81,31 +81,19 @@ void ReadPayload(Json& into, ConstBytes payload, const Answer& answer) {
         into["warning"] = std::to_string(reader.rest().size()) + " bytes follow the layout";
 }
 
-bool Printable(ConstBytes bytes) {
-    return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) {
-        return byte >= ' ' || byte == '\n' || byte == '\t' || byte == '\r';
-    });
-}
-
-/// Text as such, JSON text as JSON, everything else in hexadecimal.
-void ShowData(Json& into, const LinkEvent& event) {
-    if (event.data.empty()) return;
-    if (!Printable(event.data)) {
-        into["bytes"] = ToHex(event.data);
-        return;
-    }
-    Json parsed = Json::parse(event.text(), nullptr, false);
-    if (parsed.is_discarded())
-        into["text"] = event.text();
-    else
-        into["fields"] = std::move(parsed);
+/// JSON as fields, other text as such, everything else in hexadecimal.
+void ShowData(Json& into, ConstBytes data) {
+    if (data.empty()) return;
+    const Json shown = Readable(data);
+    const bool text = shown.is_string() && shown == AsText(data);
+    into[shown.is_structured() ? "fields" : text ? "text" : "bytes"] = shown;
 }
 
 /// What has the shape of an answer by its layout, the rest as it is.
 void ShowNamed(Json& into, const LinkEvent& event, const char* name, const Answer* layout) {
     if (name != nullptr) into["name"] = name;
     if (layout == nullptr || !event.has_echo()) {
-        ShowData(into, event);
+        ShowData(into, event.data);
         return;
     }
     into["result"] = event.result();
@@ -114,13 +102,14 @@ void ShowNamed(Json& into, const LinkEvent& event, const char* name, const Answe
 
 void ShowReport(Json& into, const LinkEvent& event, std::uint16_t number) {
     const ReportRow* const row = FindReport(number);
+    if (row != nullptr && row->sequenced && event.has_echo()) into["sequence"] = event.Word(0);
     ShowNamed(into, event, row != nullptr ? row->name : nullptr,
               row != nullptr && row->binary ? &row->answer : nullptr);
 }
 
 void ShowReply(Json& into, const LinkEvent& event) {
     if (event.header.type() == MsgType::kPlugReply || !event.has_echo()) {
-        ShowData(into, event);
+        ShowData(into, event.data);
         return;
     }
     into["id"] = event.function_id();
@@ -249,6 +238,27 @@ Json DecodeAnswer(const CommandRow& row, const LinkEvent& event) {
             ReadPayload(answer, Payload(event), row.answer);
     }
     return answer;
+}
+
+Json DecodePayload(const CommandRow& row, ConstBytes payload) {
+    Json shown = Json::object();
+    if (row.parameters.empty())
+        ShowData(shown, payload);
+    else
+        ReadPayload(shown, payload, Answer{Shape::kRecord, row.parameters});
+    return shown;
+}
+
+ByteVector EncodeAnswer(const CommandRow& row, const std::vector<std::string>& words) {
+    const CommandRow form{row.id, row.name, row.help, row.answer.fields};
+    if (row.answer.shape != Shape::kList) return EncodeParameters(form, words);
+    ByteVector list(2);
+    ByteWriter(list).U16(static_cast<std::uint16_t>(words.size()));
+    for (const std::string& word : words) {
+        const ByteVector entry = EncodeParameters(form, {word});
+        list.insert(list.end(), entry.begin(), entry.end());
+    }
+    return list;
 }
 
 Json DecodeEvent(const LinkEvent& event) {

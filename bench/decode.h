@@ -23,6 +23,11 @@ Json DecodeAnswer(const CommandRow& row, const LinkEvent& event);
 /// Any event as an object that begins {"event": kind, "mac": ..}; reports and unasked replies with their data
 /// decoded.
 Json DecodeEvent(const LinkEvent& event);
+/// A payload laid out as the row's parameters: {"fields": {..}}; without a layout also {"text": ..} or
+/// {"bytes": ..}.
+Json DecodePayload(const CommandRow& row, ConstBytes payload);
+/// What the row's answer holds, from its written values; of a list, one word an entry.
+ByteVector EncodeAnswer(const CommandRow& row, const std::vector<std::string>& words);
 /// The payload behind the echo and the result of an answer; empty when it failed.
 ConstBytes Payload(const LinkEvent& event);
 

@@ -1,10 +1,5 @@
 #include "bench/event_log.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <system_error>
-
 namespace plug::bench {
 
 const char* Name(EventKind kind) {
@@ -66,58 +61,6 @@ EventMatch IsPlugReply(const MacAddress& agent) {
         return event.kind == EventKind::kReply && event.mac == agent &&
                event.header.type() == MsgType::kPlugReply;
     };
-}
-
-EventLog::EventLog() : notice_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (notice_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-}
-
-EventLog::~EventLog() {
-    close(notice_);
-}
-
-void EventLog::Append(LinkEvent event) {
-    event.time = std::chrono::steady_clock::now();
-    event.wall_time = std::chrono::system_clock::now();
-    {
-        const std::lock_guard guard(mutex_);
-        event.number = events_.size();
-        events_.push_back(std::move(event));
-    }
-    appended_.notify_all();
-    eventfd_write(notice_, 1);
-}
-
-std::uint64_t EventLog::size() const {
-    const std::lock_guard guard(mutex_);
-    return events_.size();
-}
-
-std::optional<LinkEvent> EventLog::At(std::uint64_t number,
-                                      std::chrono::steady_clock::time_point deadline) const {
-    std::unique_lock lock(mutex_);
-    if (!appended_.wait_until(lock, deadline, [&] { return events_.size() > number; })) return {};
-    return events_[number];
-}
-
-void EventLog::ClearNotice() const {
-    eventfd_t count;
-    eventfd_read(notice_, &count);
-}
-
-std::optional<LinkEvent> Cursor::Next(Milliseconds timeout) {
-    auto event = log_->At(next_, std::chrono::steady_clock::now() + timeout);
-    if (event) ++next_;
-    return event;
-}
-
-std::optional<LinkEvent> Cursor::WaitFor(const EventMatch& matches, Milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (auto event = log_->At(next_, deadline)) {
-        ++next_;
-        if (matches(*event)) return event;
-    }
-    return {};
 }
 
 }  // namespace plug::bench

@@ -1,23 +1,15 @@
-// What came from the agents, in order: every frame decoded, every connection opened and closed.
-//
-// The platform's thread appends; any number of readers follow with a Cursor each, so a reader sees every
-// event once, in order, and misses none, however late it looks. Events are kept for the life of the log.
+// What came from the agents, in order: every frame decoded, every connection opened and closed. The
+// platform's thread appends.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <deque>
-#include <functional>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "bench/log.h"
 #include "platform/frame.h"
 
 namespace plug::bench {
 
-using Milliseconds = std::chrono::milliseconds;
 using ByteVector = std::vector<std::uint8_t>;
 
 enum class EventKind : std::uint8_t {
@@ -35,14 +27,11 @@ const char* Name(EventKind kind);
 enum class Server : std::uint8_t { kRegistration, kLogin };
 const char* Name(Server server);
 
-struct LinkEvent {
+struct LinkEvent : LoggedEvent {
     EventKind kind = EventKind::kConnected;
     Server server = Server::kRegistration;
-    std::uint64_t number = 0;  // place in the log, from 0
-    int link = 0;              // the connection, counted from 1
-    MacAddress mac{};          // the agent; all zero while unknown
-    std::chrono::steady_clock::time_point time;
-    std::chrono::system_clock::time_point wall_time;
+    int link = 0;      // the connection, counted from 1
+    MacAddress mac{};  // the agent; all zero while unknown
 
     ByteVector frame;    // the raw bytes; empty for kConnected and kClosed
     FrameHeader header;  // of that frame
@@ -84,48 +73,7 @@ EventMatch IsAnswerTo(const MacAddress& agent, std::uint16_t function_id, std::u
 /// A reply to plug data.
 EventMatch IsPlugReply(const MacAddress& agent);
 
-class EventLog {
-  public:
-    /// Numbers and time-stamps the event.
-    void Append(LinkEvent event);
-    std::uint64_t size() const;
-    /// The event with that number, waiting for it until `deadline`.
-    std::optional<LinkEvent> At(std::uint64_t number, std::chrono::steady_clock::time_point deadline) const;
-    /// A descriptor that is readable after something was appended, for poll loops; ClearNotice re-arms it.
-    int notice() const { return notice_; }
-    void ClearNotice() const;
-
-    EventLog();
-    ~EventLog();
-    EventLog(const EventLog&) = delete;
-    EventLog& operator=(const EventLog&) = delete;
-
-  private:
-    mutable std::mutex mutex_;
-    mutable std::condition_variable appended_;
-    std::deque<LinkEvent> events_;
-    int notice_;
-};
-
-/// A reader's place in the log. Cheap to copy: a copy reads on from the same place on its own.
-class Cursor {
-  public:
-    explicit Cursor(const EventLog& log, std::uint64_t next = 0) : log_(&log), next_(next) {}
-
-    /// The next event, whatever it is; none after `timeout`.
-    std::optional<LinkEvent> Next(Milliseconds timeout);
-    /// The next event that `matches`; it and those before it are consumed. After `timeout` none, and the
-    /// events looked at stay consumed.
-    std::optional<LinkEvent> WaitFor(const EventMatch& matches, Milliseconds timeout);
-    std::optional<LinkEvent> WaitFor(EventKind kind, Milliseconds timeout) {
-        return WaitFor(IsKind(kind), timeout);
-    }
-
-    std::uint64_t place() const { return next_; }
-
-  private:
-    const EventLog* log_;
-    std::uint64_t next_;
-};
+using EventLog = LogOf<LinkEvent>;
+using Cursor = CursorOf<LinkEvent>;
 
 }  // namespace plug::bench

@@ -1,12 +1,26 @@
 #include "bench/interpreter.h"
 
+#include <poll.h>
+
 #include <cstring>
-#include <thread>
+#include <ctime>
 
 #include "bench/expectation.h"
 #include "bench/process.h"
 
 namespace plug::bench {
+
+namespace {
+
+/// The line with each "$now" replaced by the seconds since 1970.
+std::string WithTime(std::string line) {
+    static constexpr std::string_view kNow = "$now";
+    for (std::size_t at; (at = line.find(kNow)) != std::string::npos;)
+        line.replace(at, kNow.size(), std::to_string(std::time(nullptr)));
+    return line;
+}
+
+}  // namespace
 
 Invocation::Invocation(const std::string& line) : line_(line) {
     std::size_t at = 0;
@@ -40,10 +54,7 @@ std::string Invocation::RestFrom(std::size_t at) const {
     return at < starts_.size() ? line_.substr(starts_[at]) : std::string();
 }
 
-Interpreter::Interpreter(Output& output)
-    : idle([](Milliseconds time) { std::this_thread::sleep_for(time); }),
-      prompt([] { return std::string("bench> "); }),
-      output_(output) {
+Interpreter::Interpreter(Output& output) : prompt([] { return std::string("bench> "); }), output_(output) {
     AddCommon();
 }
 
@@ -58,10 +69,18 @@ const ConsoleCommand* Interpreter::Find(const std::string& name) const {
     return found == commands_.end() ? nullptr : &found->second;
 }
 
+const ConsoleCommand* Interpreter::FindLonger(const Invocation& words) const {
+    return words.size() > 1 ? Find(words.word(0) + " " + words.word(1)) : nullptr;
+}
+
 void Interpreter::Execute(const std::string& line) try {
-    const Invocation words(line);
+    Invocation words(WithTime(line));
     if (words.size() == 0) return;
-    const ConsoleCommand* const command = Find(words.word(0));
+    const ConsoleCommand* command = FindLonger(words);
+    if (command != nullptr)
+        words = words.From(1);
+    else
+        command = Find(words.word(0));
     if (command == nullptr) throw CommandError("no command \"" + words.word(0) + "\"; help lists them");
     if (words.size() <= command->at_least)
         throw CommandError("usage: " + command->name + " " + command->usage);
@@ -81,12 +100,42 @@ std::vector<std::string> Interpreter::Complete(const std::string& line) const {
         if (text.starts_with(start)) candidates.push_back(text);
     };
     const bool first = words.size() == 0 || (words.size() == 1 && !new_word);
-    const ConsoleCommand* const command = first ? nullptr : Find(words.word(0));
-    if (first || words.word(0) == "help")
-        for (const auto& [name, entry] : commands_) offer(name);
+    const bool second = words.size() == (new_word ? 1 : 2);
+    for (const auto& [name, entry] : commands_) {
+        const std::size_t blank = std::min(name.find(' '), name.size());
+        if (first || words.word(0) == "help")
+            offer(name.substr(0, blank));
+        else if (second && blank < name.size() && words.word(0) == name.substr(0, blank))
+            offer(name.substr(blank + 1));
+    }
+    const ConsoleCommand* command = first ? nullptr : FindLonger(words);
+    if (command == nullptr && !first) command = Find(words.word(0));
     if (command != nullptr)
         for (const std::string& text : command->completions) offer(text);
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     return candidates;
+}
+
+void Interpreter::AddNews(int notice, std::function<void()> show) {
+    notices_.push_back(notice);
+    news_.push_back(std::move(show));
+}
+
+void Interpreter::ShowNews() const {
+    for (const auto& show : news_) show();
+}
+
+void Interpreter::Idle(Milliseconds time) const {
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    std::vector<pollfd> polled;
+    for (const int notice : notices_) polled.push_back({notice, POLLIN, 0});
+    Milliseconds left = time;
+    do {
+        ShowNews();
+        poll(polled.data(), polled.size(), static_cast<int>(left.count()));
+        left = std::chrono::ceil<Milliseconds>(deadline - std::chrono::steady_clock::now());
+    } while (left.count() > 0);
+    ShowNews();
 }
 
 void Interpreter::AddCommon() {
@@ -105,16 +154,22 @@ void Interpreter::AddCommon() {
          [this](const Invocation& words) { Expect(words); },
          {"==", "!=", "<", ">", "contains", "exists"}});
     Add({"sleep", "<seconds>", "pauses, showing what comes in", group, 1,
-         [this](const Invocation& words) { idle(ParseSeconds(words.word(1))); }});
+         [this](const Invocation& words) { Idle(ParseSeconds(words.word(1))); }});
     Add({"shell", "<command>", "runs a shell command; fails when that does", group, 1,
          [this](const Invocation& words) { Shell(words); }});
+    Add({"quit-if", "<command>", "ends the bench when the shell command succeeds", group, 1,
+         [this](const Invocation& words) {
+             const Outcome outcome = Run({{"/bin/sh", "-c", words.RestFrom(1)}, {}, "", true});
+             if (!outcome.output.empty()) output_.Show({{"text", outcome.output}}, outcome.output);
+             done_ = outcome.status == 0;
+         }});
     Add({"quit", "", "ends the bench", group, 0, [this](const Invocation&) { done_ = true; }, {}, "exit"});
 }
 
 void Interpreter::Help(const Invocation& words) {
     if (words.size() > 1) {
-        const ConsoleCommand* const command = Find(words.word(1));
-        if (command == nullptr) throw CommandError("no command \"" + words.word(1) + "\"");
+        const ConsoleCommand* const command = Find(words.RestFrom(1));
+        if (command == nullptr) throw CommandError("no command \"" + words.RestFrom(1) + "\"");
         output_.Show({{"command", command->name}, {"usage", command->usage}, {"help", command->help}},
                      "    " + command->name + " " + command->usage + "\n    " + command->help);
         return;

@@ -1,7 +1,8 @@
 // Commands by name: what console and scripts have in common, whatever side of the agent registers the
 // commands.
 //
-// A line is a command and words; quotes hold blanks together and '#' at the start of a word begins a comment.
+// A line is a command and words; quotes hold blanks together, '#' at the start of a word begins a comment, and
+// $now stands for the seconds since 1970.
 // A command throws CommandError when it fails, and leaves what it learned in `last`, which `expect` examines.
 // One thread.
 #pragma once
@@ -34,7 +35,7 @@ class Invocation {
 };
 
 struct ConsoleCommand {
-    std::string name;
+    std::string name;   // one word or two; the words that `run` gets begin with the last of them
     std::string usage;  // its words, without the name
     std::string help;
     std::string group;
@@ -61,8 +62,14 @@ class Interpreter {
     bool done() const { return done_; }
     int expectations() const { return expectations_; }
 
-    Json last;                               // what the last command learned
-    std::function<void(Milliseconds)> idle;  // a pause during which the side shows what comes in
+    /// A side's news: `show` prints what came since its last call, `notice` is readable when there is some.
+    void AddNews(int notice, std::function<void()> show);
+    const std::vector<int>& notices() const { return notices_; }
+    void ShowNews() const;
+    /// A pause during which news are shown as they come.
+    void Idle(Milliseconds time) const;
+
+    Json last;  // what the last command learned
     std::function<std::string()> prompt;
 
   private:
@@ -71,9 +78,13 @@ class Interpreter {
     void Expect(const Invocation& words);
     void Shell(const Invocation& words);
 
+    const ConsoleCommand* FindLonger(const Invocation& words) const;
+
     Output& output_;
     std::map<std::string, ConsoleCommand> commands_;
     std::map<std::string, std::string> aliases_;
+    std::vector<int> notices_;
+    std::vector<std::function<void()>> news_;
     bool done_ = false;
     int expectations_ = 0;
 };

@@ -45,6 +45,8 @@ Json ReadValue(ByteReader& reader, const Field& field) {
             return MacText(reader.Array<6>());
         case FieldKind::kIp:
             return IpText(reader.Ip4());
+        case FieldKind::kHostIp:
+            return IpText(reader.U32());
         case FieldKind::kDate:
             return DateText(reader.Array<4>());
         case FieldKind::kText:
@@ -55,11 +57,11 @@ Json ReadValue(ByteReader& reader, const Field& field) {
             reader.Skip(field.size);
             return {};
         case FieldKind::kRest:
-            return std::string(AsText(reader.Take(reader.rest().size())));
+            return Readable(reader.Take(reader.rest().size()));
         case FieldKind::kCountedText:
             return std::string(AsText(reader.Take(reader.U16())));
         case FieldKind::kCountedRaw:
-            return ToHex(reader.Take(reader.U16()));
+            return Readable(reader.Take(reader.U16()));
     }
     return {};
 }
@@ -102,6 +104,7 @@ std::size_t FieldSize(const Field& field) {
         case FieldKind::kU32:
         case FieldKind::kI32:
         case FieldKind::kIp:
+        case FieldKind::kHostIp:
         case FieldKind::kDate:
             return 4;
         case FieldKind::kMac:
@@ -135,6 +138,7 @@ std::string ValueForm(const Field& field) {
         case FieldKind::kMac:
             return "a MAC";
         case FieldKind::kIp:
+        case FieldKind::kHostIp:
             return "an IPv4 address";
         case FieldKind::kDate:
             return "eight digits";
@@ -151,6 +155,15 @@ std::string ValueForm(const Field& field) {
             return "";
     }
     return "";
+}
+
+Json Readable(ConstBytes bytes) {
+    const auto printable = [](std::uint8_t byte) {
+        return byte >= ' ' || byte == '\n' || byte == '\t' || byte == '\r';
+    };
+    if (!std::all_of(bytes.begin(), bytes.end(), printable)) return ToHex(bytes);
+    Json parsed = Json::parse(AsText(bytes), nullptr, false);
+    return parsed.is_structured() ? parsed : Json(AsText(bytes));
 }
 
 Json ReadFields(ByteReader& reader, Fields fields) {
@@ -182,10 +195,12 @@ void WriteField(ByteVector& record, const Field& field, const std::string& text)
             AppendBytes(record, *mac);
             return;
         }
-        case FieldKind::kIp: {
+        case FieldKind::kIp:
+        case FieldKind::kHostIp: {
             in_addr address{};
             if (inet_pton(AF_INET, text.c_str(), &address) != 1) Refuse(field, text);
-            Append(record, address.s_addr, sizeof address);
+            const bool host_order = field.kind == FieldKind::kHostIp;
+            Append(record, host_order ? ntohl(address.s_addr) : address.s_addr, sizeof address);
             return;
         }
         case FieldKind::kText:

@@ -24,13 +24,14 @@ enum class FieldKind : std::uint8_t {
     kSwitch,
     kMac,
     kIp,
+    kHostIp,       // an address in the host's byte order, as records have it on the local socket
     kDate,         // four bytes: 20, 22, 12, 27
     kText,         // NUL-padded
     kRaw,          // bytes of no known meaning
     kSkip,         // zeros
-    kRest,         // text up to the end of the record
+    kRest,         // text up to the end of the record, read as Readable shows it
     kCountedText,  // u16 length, then text
-    kCountedRaw,   // u16 length, then bytes
+    kCountedRaw,   // u16 length, then bytes, read as Readable shows them
 };
 
 struct Field {
@@ -39,6 +40,9 @@ struct Field {
     std::uint16_t size = 0;  // of kText, kRaw and kSkip
 };
 using Fields = std::span<const Field>;
+
+/// Bytes of any kind: a JSON object or list as such, printable text as text, everything else in hexadecimal.
+Json Readable(ConstBytes bytes);
 
 /// Reads the fields in order. What the record lacks reads as zero, and the reader is no longer ok.
 Json ReadFields(ByteReader& reader, Fields fields);

@@ -126,19 +126,22 @@ void PlatformSide::AwaitAll(const std::vector<Request>& requests, const std::vec
         const bool answered = requests[at].row.answer.shape != Shape::kNoAnswer;
         answers.push_back(answered ? std::optional(Await(requests[at], cursor, heads[at])) : std::nullopt);
     }
-    ShowNews();  // what came unasked meanwhile
+    interpreter_.ShowNews();  // what came unasked meanwhile
     for (std::size_t at = 0; at < requests.size(); ++at) ShowAnswer(requests[at], answers[at]);
 }
 
 void PlatformSide::SendPlug(const Invocation& words) {
+    ExchangePlug(static_cast<std::uint8_t>(ParseNumber(words.word(1), 0xFF)), words.RestFrom(2));
+}
+
+void PlatformSide::ExchangePlug(std::uint8_t data_type, std::string_view text) {
     const MacAddress agent = CurrentAgent();
-    const auto data_type = static_cast<std::uint8_t>(ParseNumber(words.word(1), 0xFF));
     Cursor cursor = platform_.FromNow();
-    Require(platform_.SendPlugData(agent, data_type, words.RestFrom(2)));
+    Require(platform_.SendPlugData(agent, data_type, text));
     const auto reply = cursor.WaitFor(IsPlugReply(agent), Milliseconds(15000));
     if (!reply) throw CommandError("no reply within 15 s");
     shown_early_.insert(reply->number);
-    ShowNews();
+    interpreter_.ShowNews();
     Json shown = DecodeEvent(*reply);
     shown.erase("event");
     interpreter_.last = shown;
@@ -244,10 +247,11 @@ void PlatformSide::StartTheAgent(const Invocation& words) {
 void PlatformSide::WaitForExit(Milliseconds timeout) {
     if (agent_ == nullptr) throw CommandError("no agent was started here");
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (agent_->Running() && std::chrono::steady_clock::now() < deadline) Idle(Milliseconds(50));
+    while (agent_->Running() && std::chrono::steady_clock::now() < deadline)
+        interpreter_.Idle(Milliseconds(50));
     const auto status = agent_->WaitExit(Milliseconds(0));
     if (!status) throw CommandError("the agent still runs");
-    ShowNews();
+    interpreter_.ShowNews();
     interpreter_.last = {{"status", *status}};
     output_.Show(interpreter_.last, "agent ended with status " + std::to_string(*status));
 }

@@ -5,13 +5,10 @@
 namespace plug::bench {
 namespace {
 
-std::string ClockText(std::chrono::system_clock::time_point time) {
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::array<char, 16> text;
-    strftime(text.data(), text.size(), "%H:%M:%S", &local);
-    return text.data();
+/// The device of an online report; null for any other event.
+Json OnlineDevice(const Json& shown) {
+    return shown.value("name", "") == "online" && shown.contains("fields") ? shown["fields"]["entries"][0]
+                                                                           : Json();
 }
 
 /// What an event says, behind its time and agent.
@@ -27,6 +24,8 @@ std::string Sentence(const LinkEvent& event, const Json& shown) {
         case EventKind::kHeartbeat:
             return "heartbeat";
         case EventKind::kReport:
+            if (const Json device = OnlineDevice(shown); device.is_object())
+                return "device online: " + device.value("mac", "") + " " + device.value("name", "");
             return "report " + std::to_string(event.data_type) + " " + shown.value("name", "");
         case EventKind::kReply:
             return "reply with code " + std::to_string(event.code) + " " + shown.value("name", "");
@@ -57,9 +56,12 @@ PlatformSide::PlatformSide(Platform& platform, Interpreter& interpreter, bool ve
     AddMischief();
     AddWaits();
     AddProcessCommands();
+    AddDeviceCommands();
+    AddDiagnostics();
+    AddPlugCommands();
     // For `shell`: the router's state, which a script may look at and edit.
     setenv("ROUTER_SIM", (folder_.path() + "/router.json").c_str(), 1);
-    interpreter_.idle = [this](Milliseconds time) { Idle(time); };
+    interpreter_.AddNews(platform_.log().notice(), [this] { ShowNews(); });
     interpreter_.prompt = [this] { return chosen_ ? MacText(*chosen_) + "> " : std::string("platform> "); };
 }
 
@@ -67,12 +69,6 @@ void PlatformSide::ShowNews() {
     platform_.log().ClearNotice();
     while (const auto event = shown_.Next(Milliseconds(0)))
         if (shown_early_.erase(event->number) == 0) ShowEvent(*event);
-}
-
-void PlatformSide::Idle(Milliseconds time) {
-    const auto deadline = std::chrono::steady_clock::now() + time;
-    ShowNews();
-    while (const auto event = platform_.log().At(shown_.place(), deadline)) ShowNews();
 }
 
 void PlatformSide::ShowEvent(const LinkEvent& event) {
@@ -85,7 +81,7 @@ void PlatformSide::ShowEvent(const LinkEvent& event) {
     if (event.kind == EventKind::kReport || event.kind == EventKind::kReply) {
         for (const char* key : {"text", "bytes"})
             if (shown.contains(key)) text += "\n    " + Inline(shown[key]);
-        if (shown.contains("fields")) text += "\n" + Lines(shown["fields"]);
+        if (shown.contains("fields") && OnlineDevice(shown).is_null()) text += "\n" + Lines(shown["fields"]);
     }
     output_.Show(shown, text);
 }
@@ -221,7 +217,7 @@ void PlatformSide::Wait(const Invocation& words) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (const auto event = platform_.log().At(waited_.place(), deadline)) {
         waited_.Next(Milliseconds(0));
-        ShowNews();
+        interpreter_.ShowNews();
         const bool of_agent = !chosen_ || event->mac == *chosen_;
         const bool of_login = event->kind != EventKind::kClosed || event->server == Server::kLogin;
         if (event->kind != kind->second || !of_agent || !of_login || (type && event->data_type != *type))

@@ -6,6 +6,7 @@
 
 #include "bench/agent_process.h"
 #include "bench/decode.h"
+#include "bench/http_server.h"
 #include "bench/interpreter.h"
 
 namespace plug::bench {
@@ -14,9 +15,6 @@ class PlatformSide {
   public:
     /// Registers its commands with the interpreter. With `verbose`, connections are shown too.
     PlatformSide(Platform& platform, Interpreter& interpreter, bool verbose);
-
-    /// Prints what came since the last call.
-    void ShowNews();
 
   private:
     struct Request {
@@ -31,6 +29,9 @@ class PlatformSide {
     void AddMischief();
     void AddWaits();
     void AddProcessCommands();
+    void AddDeviceCommands();
+    void AddDiagnostics();
+    void AddPlugCommands();
 
     MacAddress CurrentAgent() const;
     Request ParseRequest(const Invocation& words);
@@ -41,16 +42,39 @@ class PlatformSide {
     LinkEvent Await(const Request& request, Cursor& cursor, std::uint16_t head);
     void ShowAnswer(const Request& request, const std::optional<LinkEvent>& answer);
     void SendPlug(const Invocation& words);
+    void ExchangePlug(std::uint8_t data_type, std::string_view text);
+
+    // --- procedures of several steps ---
+    /// A request by the command's name, its values as ParameterForm shows them.
+    static Request MakeRequest(const std::string& name, const std::vector<std::string>& values = {});
+    /// Exchanges one request and requires result 0.
+    void Carry(const Request& request);
+    /// Asks without showing the answer.
+    LinkEvent AskSilently(const Request& request);
+    /// Waits for what follows a command, showing what comes; it becomes `last`.
+    LinkEvent AwaitFollowing(Cursor& cursor, const std::string& what, const EventMatch& matches,
+                             Milliseconds timeout);
+    void Scan();
+    void SetLimit(const Invocation& words);
+    void SetWindow(const Invocation& words);
+    void SendWindow(bool add, const Json& window);
+    void Ping(const Invocation& words);
+    void Traceroute(const Invocation& words);
+    void MeasureRate(const Invocation& words);
+    void Http(const Invocation& words);
+    void SendPlugOrder(const struct PlugOrder& order, const std::vector<std::string>& words);
+    void ForwardPort(const Invocation& words);
+
     void SendGlued(const Invocation& words);
     void SendSplit(const Invocation& words);
     void Behave(const Invocation& words);
     void Wait(const Invocation& words);
     void WaitForExit(Milliseconds timeout);
     void StartTheAgent(const Invocation& words);
+    void ShowNews();
     void ShowAgents();
     void ShowEvent(const LinkEvent& event);
     void Require(bool sent) const;
-    void Idle(Milliseconds time);
 
     Platform& platform_;
     Interpreter& interpreter_;
@@ -62,6 +86,8 @@ class PlatformSide {
     Cursor waited_;                        // what `wait` consumed
     TemporaryFolder folder_;               // of the agent's files
     std::unique_ptr<Process> agent_;
+    Json windows_ = Json::array();  // the access windows that were set here
+    std::unique_ptr<HttpServer> http_;
 };
 
 }  // namespace plug::bench

@@ -4,6 +4,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -38,6 +39,17 @@ int AcceptFrom(int listener, sockaddr_in& peer) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return socket;
+}
+
+int ConnectTo(const std::string& path) {
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    if (path.size() >= sizeof name.sun_path) return -1;
+    path.copy(name.sun_path, path.size());
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (socket >= 0 && connect(socket, reinterpret_cast<sockaddr*>(&name), sizeof name) == 0) return socket;
+    if (socket >= 0) close(socket);
+    return -1;
 }
 
 bool WriteAll(int socket, ConstBytes bytes) {

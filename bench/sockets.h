@@ -1,4 +1,4 @@
-// The few socket calls that the servers and the measurements share. IPv4, close-on-exec.
+// The few socket calls that the servers and the measurements share. Close-on-exec.
 #pragma once
 
 #include <netinet/in.h>
@@ -14,6 +14,8 @@ namespace plug::bench {
 int Listen(const std::string& address, std::uint16_t& port);
 /// Accepts one connection, non-blocking and without delay; -1 when there is none.
 int AcceptFrom(int listener, sockaddr_in& peer);
+/// A connection to a Unix socket, non-blocking; -1 when nobody listens there.
+int ConnectTo(const std::string& path);
 /// Writes everything, waiting at most five seconds for a peer that does not read.
 bool WriteAll(int socket, ConstBytes bytes);
 /// The socket's own address.

@@ -1,5 +1,7 @@
 #include "bench/text_table.h"
 
+#include <ctime>
+
 namespace plug::bench {
 namespace {
 
@@ -84,6 +86,15 @@ std::string Table(const Json& rows) {
 }
 
 }  // namespace
+
+std::string ClockText(std::chrono::system_clock::time_point time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 16> text;
+    strftime(text.data(), text.size(), "%H:%M:%S", &local);
+    return text.data();
+}
 
 std::string Inline(const Json& value) {
     if (value.is_string()) return value.get<std::string>();

@@ -11,4 +11,7 @@ std::string Inline(const Json& value);
 /// indented.
 std::string Lines(const Json& object);
 
+/// A time of day, as "17:05:09".
+std::string ClockText(std::chrono::system_clock::time_point time);
+
 }  // namespace plug::bench

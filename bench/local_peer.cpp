@@ -1,0 +1,286 @@
+#include "bench/local_peer.h"
+
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cstring>
+
+#include "bench/process.h"
+#include "bench/sockets.h"
+
+namespace plug::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr Milliseconds kUnreadPatience{2000};
+constexpr std::uint32_t kLongestPayload = 65536;  // more can only be a header gone wrong
+constexpr std::size_t kDeviceName = 32;
+
+/// Waits until the other side has read everything that was written, so that the next write is read alone.
+void AwaitRead(int socket) {
+    WaitUntil(
+        [socket] {
+            int unread = 0;
+            return ioctl(socket, SIOCOUTQ, &unread) != 0 || unread == 0;
+        },
+        kUnreadPatience);
+}
+
+ByteVector MakeFrame(std::uint16_t func_id, std::uint32_t sequence, ConstBytes payload) {
+    ByteVector frame(sizeof(LocalHeader) + payload.size());
+    WriteLocalFrame(frame, func_id, sequence, payload);
+    return frame;
+}
+
+void PutHeader(ByteVector& frame, const LocalHeader& header) {
+    memcpy(frame.data(), &header, sizeof header);
+}
+
+/// A whole frame as an event.
+PeerEvent ReadPeerFrame(ByteVector frame) {
+    PeerEvent event;
+    event.frame = std::move(frame);
+    const LocalHeader header = ReadLocalHeader(event.frame);
+    event.func_id = header.func_id;
+    event.sequence = header.sequence;
+    const auto payload = CheckedPayload(header, event.frame);
+    event.kind = payload ? PeerEventKind::kRequest : PeerEventKind::kBadFrame;
+    if (payload)
+        event.payload.assign(payload->begin(), payload->end());
+    else
+        event.note = "wrong checksum";
+    return event;
+}
+
+}  // namespace
+
+const char* Name(PeerEventKind kind) {
+    switch (kind) {
+        case PeerEventKind::kConnected:
+            return "connected";
+        case PeerEventKind::kRequest:
+            return "request";
+        case PeerEventKind::kBadFrame:
+            return "bad-frame";
+        case PeerEventKind::kClosed:
+            return "closed";
+    }
+    return "unknown";
+}
+
+PeerMatch IsRequest(std::uint16_t func_id) {
+    return [func_id](const PeerEvent& event) {
+        return event.kind == PeerEventKind::kRequest && event.func_id == func_id;
+    };
+}
+
+Json DecodePeerEvent(const PeerEvent& event) {
+    Json shown = {{"peer", Name(event.kind)}, {"link", event.link}};
+    if (event.kind == PeerEventKind::kRequest) {
+        shown["id"] = event.func_id;
+        shown["sequence"] = event.sequence;
+        static constexpr CommandRow kUnknown{0, "unknown", ""};
+        const CommandRow* const row = FindLocalRequest(event.func_id);
+        shown["name"] = row != nullptr ? row->name : kUnknown.name;
+        if (event.text() != "i")  // which only fills a request that has nothing to say
+            shown.update(DecodePayload(row != nullptr ? *row : kUnknown, event.payload));
+    }
+    if (event.kind == PeerEventKind::kBadFrame) shown["bytes"] = ToHex(event.frame);
+    if (!event.note.empty()) shown["note"] = event.note;
+    return shown;
+}
+
+LocalPeer::LocalPeer(PeerOptions options)
+    : options_(std::move(options)), next_sequence_(options_.first_sequence) {
+    wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wake_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+    thread_ = std::thread([this] { Serve(); });
+}
+
+LocalPeer::~LocalPeer() {
+    stopping_ = true;
+    eventfd_write(wake_, 1);
+    thread_.join();
+    if (socket_ >= 0) close(socket_);
+    close(wake_);
+}
+
+bool LocalPeer::Connect(Milliseconds timeout) {
+    Disconnect();
+    const auto deadline = Clock::now() + timeout;
+    if (!WaitUntil([this] { return !connected(); }, timeout)) return false;
+    int socket = -1;
+    WaitUntil(
+        [&] {
+            socket = ConnectTo(options_.path);
+            return socket >= 0;
+        },
+        std::chrono::duration_cast<Milliseconds>(deadline - Clock::now()));
+    if (socket < 0) return false;
+    PeerEvent event;
+    {
+        const std::lock_guard guard(mutex_);
+        socket_ = socket;
+        event.link = ++link_;
+        dropped_ = false;
+    }
+    log_.Append(std::move(event));
+    eventfd_write(wake_, 1);
+    return true;
+}
+
+void LocalPeer::Disconnect() {
+    const std::lock_guard guard(mutex_);
+    if (socket_ < 0) return;
+    dropped_ = true;
+    shutdown(socket_, SHUT_RDWR);
+}
+
+bool LocalPeer::connected() const {
+    const std::lock_guard guard(mutex_);
+    return socket_ >= 0;
+}
+
+bool LocalPeer::SendBytes(ConstBytes bytes) {
+    const std::lock_guard guard(mutex_);
+    if (socket_ < 0 || dropped_) return false;
+    AwaitRead(socket_);
+    return WriteAll(socket_, bytes);
+}
+
+ByteVector LocalPeer::Frame(std::uint16_t func_id, ConstBytes payload) {
+    return MakeFrame(func_id, next_sequence_++, payload);
+}
+
+ByteVector LocalPeer::RepeatedFrame(std::uint16_t func_id, ConstBytes payload) const {
+    return MakeFrame(func_id, next_sequence_ - 1, payload);
+}
+
+// --- the serving thread ---
+
+void LocalPeer::Serve() {
+    while (!stopping_) {
+        pollfd polled[2] = {{wake_, POLLIN, 0}, {-1, POLLIN, 0}};
+        {
+            const std::lock_guard guard(mutex_);
+            polled[1].fd = socket_;
+        }
+        poll(polled, 2, static_cast<int>(UntilDue().count()));
+        if (polled[0].revents != 0) {
+            eventfd_t count;
+            eventfd_read(wake_, &count);
+        }
+        if (polled[1].revents != 0) Read();
+        AnswerDue();
+    }
+}
+
+void LocalPeer::Read() {
+    std::array<std::uint8_t, 16384> chunk;
+    const ssize_t count = recv(socket_, chunk.data(), chunk.size(), 0);
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
+    if (count <= 0) {
+        Close(dropped_ ? "closed by the peer" : "closed by the agent");
+        return;
+    }
+    received_.insert(received_.end(), chunk.begin(), chunk.begin() + count);
+    while (received_.size() >= sizeof(LocalHeader)) {
+        const LocalHeader header = ReadLocalHeader(received_);
+        const bool sound = header.head == kLocalHead && header.length <= kLongestPayload;
+        const std::size_t size = sound ? sizeof header + header.length : received_.size();
+        if (received_.size() < size) return;
+        const auto end = received_.begin() + static_cast<std::ptrdiff_t>(size);
+        PeerEvent event = ReadPeerFrame({received_.begin(), end});
+        received_.erase(received_.begin(), end);
+        if (!sound) {
+            event.kind = PeerEventKind::kBadFrame;
+            event.note = "no header of a local frame";
+        }
+        Handle(std::move(event));
+    }
+}
+
+void LocalPeer::Handle(PeerEvent event) {
+    std::optional<PeerAnswers::Reply> reply;
+    if (event.kind == PeerEventKind::kRequest) reply = answers_.ReplyTo(event.func_id, event.payload);
+    const std::uint16_t func_id = event.func_id;
+    Record(std::move(event));
+    if (reply) due_.push_back({Clock::now() + reply->delay, link_, func_id, std::move(reply->payload)});
+}
+
+void LocalPeer::AnswerDue() {
+    const auto now = Clock::now();
+    for (const Due& due : due_)
+        if (due.time <= now && due.link == link_) Send(due.func_id, due.payload);
+    std::erase_if(due_, [now](const Due& due) { return due.time <= now; });
+}
+
+Milliseconds LocalPeer::UntilDue() const {
+    Milliseconds left{60000};
+    for (const Due& due : due_)
+        left = std::min(left, std::chrono::ceil<Milliseconds>(due.time - Clock::now()));
+    return std::max(left, Milliseconds(0));
+}
+
+void LocalPeer::Close(std::string note) {
+    PeerEvent event;
+    if (!received_.empty()) {
+        event.kind = PeerEventKind::kBadFrame;
+        event.frame = std::exchange(received_, {});
+        event.note = "the connection ended inside a frame";
+        Record(std::move(event));
+        event = {};
+    }
+    event.kind = PeerEventKind::kClosed;
+    event.note = std::move(note);
+    Record(std::move(event));
+    const std::lock_guard guard(mutex_);
+    close(socket_);
+    socket_ = -1;
+}
+
+void LocalPeer::Record(PeerEvent event) {
+    event.link = link_;
+    log_.Append(std::move(event));
+}
+
+// --- frames that break the rules ---
+
+ByteVector WithWrongHead(ByteVector frame) {
+    frame[0] ^= 0xFF;
+    return frame;
+}
+
+ByteVector WithWrongSum(ByteVector frame) {
+    LocalHeader header = ReadLocalHeader(frame);
+    ++header.check_sum;
+    PutHeader(frame, header);
+    return frame;
+}
+
+ByteVector WithLength(ByteVector frame, std::uint32_t length) {
+    LocalHeader header = ReadLocalHeader(frame);
+    header.length = length;
+    PutHeader(frame, header);
+    return frame;
+}
+
+ByteVector DevicesPayload(const std::vector<ReportedDevice>& devices) {
+    ByteVector payload;
+    const auto append = [&payload](const Field& field, const std::string& text) {
+        WriteField(payload, field, text);
+    };
+    append({"count", FieldKind::kU16}, std::to_string(devices.size()));
+    for (const ReportedDevice& device : devices) {
+        append({"mac", FieldKind::kMac}, MacText(device.mac));
+        append({"name", FieldKind::kText, kDeviceName}, device.name);
+        append({"online", FieldKind::kSwitch}, device.online ? "on" : "off");
+    }
+    return payload;
+}
+
+}  // namespace plug::bench

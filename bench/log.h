@@ -1,0 +1,111 @@
+// A record of events, in order, that any number of readers follow.
+//
+// One side appends; each reader has a cursor of its own, so it sees every event once, in order, and misses
+// none, however late it looks. Events are kept for the life of the log.
+#pragma once
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <system_error>
+
+namespace plug::bench {
+
+using Milliseconds = std::chrono::milliseconds;
+
+/// What every event has; a log fills it in.
+struct LoggedEvent {
+    std::uint64_t number = 0;  // place in the log, from 0
+    std::chrono::steady_clock::time_point time;
+    std::chrono::system_clock::time_point wall_time;
+};
+
+/// `Event` derives from LoggedEvent and has a `kind`.
+template <class Event>
+class LogOf {
+  public:
+    LogOf() : notice_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        if (notice_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    ~LogOf() { close(notice_); }
+    LogOf(const LogOf&) = delete;
+    LogOf& operator=(const LogOf&) = delete;
+
+    /// Numbers and time-stamps the event.
+    void Append(Event event) {
+        event.time = std::chrono::steady_clock::now();
+        event.wall_time = std::chrono::system_clock::now();
+        {
+            const std::lock_guard guard(mutex_);
+            event.number = events_.size();
+            events_.push_back(std::move(event));
+        }
+        appended_.notify_all();
+        eventfd_write(notice_, 1);
+    }
+    std::uint64_t size() const {
+        const std::lock_guard guard(mutex_);
+        return events_.size();
+    }
+    /// The event with that number, waiting for it until `deadline`.
+    std::optional<Event> At(std::uint64_t number, std::chrono::steady_clock::time_point deadline) const {
+        std::unique_lock lock(mutex_);
+        if (!appended_.wait_until(lock, deadline, [&] { return events_.size() > number; })) return {};
+        return events_[number];
+    }
+    /// A descriptor that is readable after something was appended, for poll loops; ClearNotice re-arms it.
+    int notice() const { return notice_; }
+    void ClearNotice() const {
+        eventfd_t count;
+        eventfd_read(notice_, &count);
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    mutable std::condition_variable appended_;
+    std::deque<Event> events_;
+    int notice_;
+};
+
+/// A reader's place in the log. Cheap to copy: a copy reads on from the same place on its own.
+template <class Event>
+class CursorOf {
+  public:
+    using Match = std::function<bool(const Event&)>;
+
+    explicit CursorOf(const LogOf<Event>& log, std::uint64_t next = 0) : log_(&log), next_(next) {}
+
+    /// The next event, whatever it is; none after `timeout`.
+    std::optional<Event> Next(Milliseconds timeout) {
+        auto event = log_->At(next_, std::chrono::steady_clock::now() + timeout);
+        if (event) ++next_;
+        return event;
+    }
+    /// The next event that `matches`; it and those before it are consumed. After `timeout` none, and the
+    /// events looked at stay consumed.
+    std::optional<Event> WaitFor(const Match& matches, Milliseconds timeout) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (auto event = log_->At(next_, deadline)) {
+            ++next_;
+            if (matches(*event)) return event;
+        }
+        return {};
+    }
+    std::optional<Event> WaitFor(decltype(Event::kind) kind, Milliseconds timeout) {
+        return WaitFor([kind](const Event& event) { return event.kind == kind; }, timeout);
+    }
+
+    std::uint64_t place() const { return next_; }
+
+  private:
+    const LogOf<Event>* log_;
+    std::uint64_t next_;
+};
+
+}  // namespace plug::bench

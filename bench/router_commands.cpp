@@ -1,0 +1,163 @@
+#include "bench/router_commands.h"
+
+#include <set>
+
+#include "bench/router_state.h"
+#include "bench/text_table.h"
+
+namespace plug::bench {
+namespace {
+
+enum class Form : std::uint8_t { kText, kNumber, kSwitch, kSpeeds };
+
+struct Property {
+    const char* key;  // of the state file
+    Form form;
+    const char* initial;  // of a device added without it
+};
+constexpr Property kProperties[] = {
+    {"online", Form::kSwitch, "on"},      {"name", Form::kText, "new-device"},
+    {"address", Form::kText, ""},         {"link", Form::kNumber, "1"},
+    {"band", Form::kNumber, "2"},         {"rssi", Form::kNumber, "50"},
+    {"access", Form::kSwitch, "on"},      {"by_name", Form::kSwitch, "off"},
+    {"up_bandwidth", Form::kNumber, "0"}, {"down_bandwidth", Form::kNumber, "0"},
+    {"up_limit", Form::kNumber, "0"},     {"down_limit", Form::kNumber, "0"},
+    {"speeds", Form::kSpeeds, "0,0,0"},
+};
+
+MacAddress MacOf(const std::string& text) {
+    const auto mac = ParseMac(text);
+    if (!mac) throw CommandError("no MAC: " + text);
+    return *mac;
+}
+
+Json ValueOf(const Property& property, const std::string& text) {
+    switch (property.form) {
+        case Form::kText:
+            return text;
+        case Form::kNumber:
+            return ParseNumber(text, UINT64_MAX);
+        case Form::kSwitch:
+            if (text != "on" && text != "off")
+                throw CommandError(std::string(property.key) + " takes on|off");
+            return text == "on";
+        case Form::kSpeeds: {
+            Json speeds = Json::array();
+            for (std::size_t at = 0; at <= text.size();) {
+                const std::size_t comma = std::min(text.find(',', at), text.size());
+                speeds.push_back(ParseNumber(text.substr(at, comma - at), UINT32_MAX));
+                at = comma + 1;
+            }
+            return speeds;
+        }
+    }
+    return {};
+}
+
+/// Sets what the words "key=value" say.
+void Apply(Json& device, const std::vector<std::string>& words) {
+    for (const std::string& word : words) {
+        const std::size_t equals = word.find('=');
+        const std::string key = word.substr(0, equals);
+        const auto* const property = std::find_if(std::begin(kProperties), std::end(kProperties),
+                                                  [&key](const Property& row) { return row.key == key; });
+        if (equals == std::string::npos || property == std::end(kProperties))
+            throw CommandError("a device has no property \"" + word + "\"; help device lists them");
+        device[key] = ValueOf(*property, word.substr(equals + 1));
+    }
+}
+
+/// An address of the LAN that no device of the file has.
+std::string FreeAddress(const Json& home) {
+    std::set<std::string> taken;
+    for (const Json& device : home["devices"]) taken.insert(device.value("address", ""));
+    const std::string own = home.contains("lan") ? home["lan"].value("address", "") : "";
+    const std::string net = own.substr(0, own.rfind('.') + 1);
+    for (int host = 100; host < 255; ++host)
+        if (const std::string address = net + std::to_string(host); !taken.contains(address)) return address;
+    throw CommandError("no free address in " + net + "100 to 254");
+}
+
+Json& Known(Json& home, const MacAddress& mac) {
+    Json* const device = RouterState::FindDevice(home, mac);
+    if (device == nullptr) throw CommandError("the router knows no device " + MacText(mac));
+    return *device;
+}
+
+void AddDevice(Json& home, const MacAddress& mac, const std::vector<std::string>& words) {
+    if (RouterState::FindDevice(home, mac) != nullptr)
+        throw CommandError("the router knows " + MacText(mac) + " already");
+    Json device;
+    for (const Property& property : kProperties) {
+        device[property.key] = ValueOf(property, property.initial);
+        if (property.key == std::string_view("name")) device["mac"] = MacText(mac);
+    }
+    device["address"] = FreeAddress(home);
+    Apply(device, words);
+    home["devices"].push_back(std::move(device));
+}
+
+void RemoveDevice(Json& home, const MacAddress& mac) {
+    const Json* const known = &Known(home, mac);
+    Json& devices = home["devices"];
+    devices.erase(static_cast<std::size_t>(known - &devices[0]));
+}
+
+void Show(Interpreter& interpreter, const Json& shown) {
+    interpreter.last = shown;
+    interpreter.output().Show(shown, Lines(shown));
+}
+
+/// Watches the file until the device is as the words "key=value" say.
+void WaitForDevice(Interpreter& interpreter, const Invocation& words) {
+    if (words.size() < 5) throw CommandError("usage: device wait <mac> <seconds> <property>=<value>...");
+    const RouterState router = RouterState::OfEnvironment();
+    const MacAddress mac = MacOf(words.word(2));
+    const auto deadline = std::chrono::steady_clock::now() + ParseSeconds(words.word(3));
+    for (;;) {
+        const Json device = router.Device(mac).value_or(Json::object());
+        Json wanted = device;
+        Apply(wanted, words.WordsFrom(4));
+        if (wanted == device) return Show(interpreter, device);
+        if (std::chrono::steady_clock::now() >= deadline)
+            throw CommandError("waited " + words.word(3) + " s for " + words.RestFrom(4) + " of " +
+                               MacText(mac) + " in vain");
+        interpreter.Idle(Milliseconds(100));
+    }
+}
+
+void RunDevice(Interpreter& interpreter, const Invocation& words) {
+    const RouterState router = RouterState::OfEnvironment();
+    const std::string& action = words.word(1);
+    if (action == "list") return Show(interpreter, {{"devices", router.Read()["devices"]}});
+    if (action == "wait") return WaitForDevice(interpreter, words);
+    if (words.size() < 3) throw CommandError("device " + action + " needs a MAC");
+    const MacAddress mac = MacOf(words.word(2));
+    const std::vector<std::string> properties = words.WordsFrom(3);
+    if (action == "add")
+        router.Change([&](Json& home) { AddDevice(home, mac, properties); });
+    else if (action == "set")
+        router.Change([&](Json& home) { Apply(Known(home, mac), properties); });
+    else if (action == "remove")
+        router.Change([&](Json& home) { RemoveDevice(home, mac); });
+    else
+        throw CommandError("device takes add, set, remove, list or wait, not " + action);
+    if (action != "remove") Show(interpreter, router.Device(mac).value());
+}
+
+}  // namespace
+
+void AddRouterCommands(Interpreter& interpreter) {
+    std::string keys;
+    std::vector<std::string> completions = {"add", "set", "remove", "list", "wait"};
+    for (const Property& property : kProperties) {
+        keys += " " + std::string(property.key);
+        completions.push_back(std::string(property.key) + "=");
+    }
+    interpreter.Add(
+        {"device", "add|set|remove|wait|list [<mac>] [<seconds>] [<property>=<value>]...",
+         "the devices of the simulated home; wait watches one for some seconds; properties:" + keys, "router",
+         1, [&interpreter](const Invocation& words) { RunDevice(interpreter, words); }, completions});
+}
+
+}  // namespace plug::bench
