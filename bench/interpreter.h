@@ -1,10 +1,9 @@
 // Commands by name: what console and scripts have in common, whatever side of the agent registers the
 // commands.
 //
-// A line is a command and words; quotes hold blanks together, '#' at the start of a word begins a comment, and
-// $now stands for the seconds since 1970.
-// A command throws CommandError when it fails, and leaves what it learned in `last`, which `expect` examines.
-// One thread.
+// A line is a command and words; quotes hold blanks together, '#' at the start of a word begins a comment,
+// and $now stands for the seconds since 1970. A command throws CommandError when it fails, and leaves what it
+// learned in `last`, which `expect` examines. One thread.
 #pragma once
 
 #include <map>

@@ -74,7 +74,7 @@ std::string FreeAddress(const Json& home) {
     const std::string own = home.contains("lan") ? home["lan"].value("address", "") : "";
     const std::string net = own.substr(0, own.rfind('.') + 1);
     for (int host = 100; host < 255; ++host)
-        if (const std::string address = net + std::to_string(host); !taken.contains(address)) return address;
+        if (std::string address = net + std::to_string(host); !taken.contains(address)) return address;
     throw CommandError("no free address in " + net + "100 to 254");
 }
 

@@ -37,7 +37,9 @@ class Devices : public AgentTest {
                      {"call_log", "/tmp/calls"}};
         home.update(more);
         setup_.router = home.dump();
-        StartPlatform();
+        Behaviour behaviour;
+        behaviour.interval = 20;
+        StartPlatform().Behave(behaviour);
         LogIn();
         setup_.router.clear();  // a restart finds the router as it is
     }
@@ -74,6 +76,17 @@ class Devices : public AgentTest {
         long system = 0;
         file >> user >> system;
         return user + system;
+    }
+
+    /// From one heartbeat to the next the agent may not keep a processor busy.
+    void ExpectRest() {
+        Await(EventKind::kHeartbeat);
+        const long ticks = Ticks();
+        const auto start = std::chrono::steady_clock::now();
+        Await(EventKind::kHeartbeat);
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+        EXPECT_LT(static_cast<double>(Ticks() - ticks) / static_cast<double>(sysconf(_SC_CLK_TCK)),
+                  passed.count() / 2);
     }
 
     RouterState router_{"/tmp/router.json"};
@@ -221,7 +234,7 @@ TEST_F(Devices, AWindowBarsFromItsFirstMinuteToItsLast) {
 }
 
 TEST_F(Devices, AnImpossibleElementHoldsItsLinkOnly) {
-    RunFast(10);
+    RunFast(20);
     LogInWith(Json::array({DeviceAt(kDesktop, "192.168.1.20", "desktop")}));
     const std::pair<std::uint16_t, std::string> impossible[] = {
         {kLimits, R"({"LIST":[{"FLAG":"1","MAC":"00:00:5E:00:53:B1","UP":512,"DOWN":"1"}]})"},
@@ -232,16 +245,12 @@ TEST_F(Devices, AnImpossibleElementHoldsItsLinkOnly) {
     int sent = 0;
     for (const auto& [id, list] : impossible) {
         SCOPED_TRACE(list);
-        const long ticks = Ticks();
-        const auto start = std::chrono::steady_clock::now();
         ASSERT_TRUE(platform_->SendCommand(mac_, id, ListParameters(list)));
         ASSERT_TRUE(platform_->SendCommand(mac_, kCpuUse, {})) << "waits behind it";
         AwaitLog("Wrong ", ++sent);
+        if (!kSanitized) ExpectRest();
         ASSERT_TRUE(platform_->Drop(mac_));
         AwaitReLogin();
-        const auto waited = std::chrono::steady_clock::now() - start;
-        const double used = static_cast<double>(Ticks() - ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
-        EXPECT_LT(used, std::chrono::duration<double>(waited).count() / 2) << "it burns a processor";
         EXPECT_EQ(12, Ask(kCpuUse).Word(6));
     }
     EXPECT_EQ(std::string::npos, ReadFile("/tmp/calls").find("set_dev_"));

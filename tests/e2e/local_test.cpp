@@ -201,6 +201,7 @@ TEST_F(Local, AReportInsteadOfAReplyAnswersWithTheReplyBefore) {
     EXPECT_EQ(60, stale.data.at(6));
     Answer(kMeshSwitch, {.result = 5});
     EXPECT_EQ(5, Ask(kMeshSwitch).result());
+    AwaitRequest(kMeshSwitch);
     EXPECT_EQ(5, ask_and_report().result()) << "the error is the reply before";
     AnswerWith(75, {1});
     EXPECT_EQ(0, Ask(75).result());
