@@ -68,7 +68,8 @@ Json Payload(const PlugOrder& order, const Values& values) {
         if (!with_url && key.name == std::string_view("url")) break;
         const auto given = values.find(key.name);
         const std::string value = given != values.end() ? given->second : key.initial;
-        if (!value.empty()) payload[key.name] = key.number ? Json(ParseNumber(value, UINT32_MAX)) : Json(value);
+        if (!value.empty())
+            payload[key.name] = key.number ? Json(ParseNumber(value, UINT32_MAX)) : Json(value);
     }
     return payload;
 }

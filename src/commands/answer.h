@@ -1,6 +1,7 @@
 // The answer of one function command, as its handler fills it.
 #pragma once
 
+#include "core/sdk_code.h"
 #include "platform/wire.h"
 
 namespace plug {
@@ -8,11 +9,6 @@ namespace plug {
 constexpr std::uint16_t kDone = 0;
 constexpr std::uint16_t kLocalFailure = 1;  // busy, or refused by the agent itself
 constexpr std::uint16_t kUnsupportedCommand = 7;
-
-/// An SDK operation's return value as it travels: its low 16 bits.
-constexpr std::uint16_t SdkCode(int returned) {
-    return static_cast<std::uint16_t>(returned);
-}
 
 /// A 16-bit result and a payload. The answer is cut to its result by Fail, and none is sent after Silence.
 class Answer {

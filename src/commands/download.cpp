@@ -32,10 +32,19 @@ constexpr int kSilenceSeconds = 30;
 constexpr int kNoRate = -1;
 
 struct DownloadState {
-    Mutex transfer;  // held for the whole of one
+    Mutex resolver;  // gethostbyname is not reentrant
     std::atomic<int> rate{kNoRate};
 };
 constinit DownloadState state;
+
+/// The first address of the host; false when there is none.
+bool Resolve(const char* host, in_addr& address) {
+    const Guard guard(state.resolver);
+    const hostent* const entry = gethostbyname(host);
+    if (entry == nullptr || entry->h_addrtype != AF_INET || entry->h_addr_list[0] == nullptr) return false;
+    memcpy(&address, entry->h_addr_list[0], sizeof address);
+    return true;
+}
 
 /// A connection to a server, closed with its scope.
 class Connection {
@@ -48,15 +57,13 @@ class Connection {
     }
 
     bool Open(const char* host, unsigned port) {
-        const hostent* const entry = gethostbyname(host);  // not reentrant: under the transfer mutex only
-        if (entry == nullptr || entry->h_addrtype != AF_INET || entry->h_addr_list[0] == nullptr) {
-            PLUG_LOG(kErr, "gethostbyname error for host:%s", host);
-            return false;
-        }
         sockaddr_in server{};
         server.sin_family = AF_INET;
         server.sin_port = htons(static_cast<std::uint16_t>(port));
-        memcpy(&server.sin_addr, entry->h_addr_list[0], sizeof server.sin_addr);
+        if (!Resolve(host, server.sin_addr)) {
+            PLUG_LOG(kErr, "gethostbyname error for host:%s", host);
+            return false;
+        }
         socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
         if (socket_ < 0 || !SetTimeout(SO_SNDTIMEO) || !SetTimeout(SO_RCVTIMEO) ||
             connect(socket_, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
@@ -171,7 +178,6 @@ bool ReceiveBody(Connection& connection, int length, FILE* file) {
 }  // namespace
 
 int DownLoadFIle(const char* host, unsigned port, const char* path, const char* local_file) {
-    const Guard guard(state.transfer);
     const FilePtr file = OpenToWrite(local_file);
     if (!file) {
         PLUG_LOG(kDebug, "download filename: %s", local_file);
@@ -196,7 +202,6 @@ int DownLoadFIle(const char* host, unsigned port, const char* path, const char* 
 }
 
 int DownTestRateFIle(const char* host, unsigned port, const char* path, const char* /*file_name*/) {
-    const Guard guard(state.transfer);
     state.rate = kNoRate;
     Connection connection;
     int length = 0;

@@ -1,7 +1,7 @@
 // The HTTP client: one GET over one plain TCP connection, of a body of known length.
 //
-// One transfer runs at a time; another one waits for it. A body of 1024 bytes or less is refused. A server
-// that closes early, or is silent for 30 seconds, fails the transfer.
+// Any thread; a transfer has no state beyond its call but the measured rate. A body of 1024 bytes or less is
+// refused. A server that closes early, or is silent for 30 seconds, fails the transfer.
 #pragma once
 
 namespace plug {

@@ -1,5 +1,7 @@
 #include "commands/traceroute.h"
 
+#include <unistd.h>
+
 #include "commands/diagnostics.h"
 #include "core/file.h"
 #include "core/log.h"
@@ -33,6 +35,7 @@ bool Running() {
 void TracerouteWorker() {
     char command[128];
     snprintf(command, sizeof command, "traceroute -n %s > %s", state.address.data(), kTraceroutePath);
+    unlink(kTraceroutePath);  // the shell follows no planted link
     RunShell(command);
     state.finished.Set();
 }
@@ -71,7 +74,7 @@ int StartTraceroute(std::string_view address) {
 
 std::optional<std::string_view> FetchTraceroute(std::span<char> room) {
     StopTraceroute();
-    const FilePtr file = OpenToRead(kTraceroutePath);
+    const FilePtr file = OpenOwnToRead(kTraceroutePath);
     if (!file) {
         PLUG_LOG(kErr, "Open %s Failed.", kTraceroutePath);
         return std::nullopt;

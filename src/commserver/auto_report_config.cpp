@@ -129,7 +129,7 @@ unsigned ComF_set_auto_report(std::string_view text) {
     ReportTimes times;
     if (TakeServerDiff(json.get(), now, settings) != 0 || TimesFor(settings, now, times) != 0) return kFailed;
 
-    config[text.size() - 1] = '\0';  // the closing brace: more members follow
+    config[strlen(config.data()) - 1] = '\0';  // the closing brace: more members follow
     Message message;
     const int length =
         snprintf(message.data(), message.size(),

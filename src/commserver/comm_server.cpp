@@ -151,7 +151,8 @@ void CommServerProc() {
     if (listener < 0) return;
     state.instance = false;
     while (state.running) {
-        if (WaitReadable(listener, state.stop, -1) == Readiness::kStopped) continue;
+        const Readiness readiness = WaitReadable(listener, state.stop, -1);
+        if (readiness == Readiness::kStopped || readiness == Readiness::kTimeout) continue;
         const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (client >= 0) {
             Admit(client);

@@ -30,7 +30,7 @@ namespace {
 
 constexpr char kLogModule[] = "Plug.c";
 
-constexpr int kMostRegisterFailures = 10;  // in a row; one more round ends the process
+constexpr int kMostRegisterFailures = 10;  // one more round ends the process
 constexpr int kServer1Tries = 3;
 constexpr int kStepMilliseconds = 2000;
 constexpr int kStepsInAWeek = 302400;

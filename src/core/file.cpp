@@ -25,7 +25,7 @@ FilePtr OpenOwnToRead(const char* path) {
 }
 
 FilePtr OpenToWrite(const char* path) {
-    return OpenAs(path, O_WRONLY | O_CREAT | O_TRUNC, "wb");
+    return OpenAs(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, "wb");
 }
 
 }  // namespace plug

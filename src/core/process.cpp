@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <malloc.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace plug {
 
 void PrepareProcess() {
+    umask(S_IWGRP | S_IWOTH);
     int descriptor = 0;
     do {
         descriptor = open("/dev/null", O_RDWR);

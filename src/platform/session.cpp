@@ -7,6 +7,7 @@
 #include "core/clock.h"
 #include "core/json.h"
 #include "core/log.h"
+#include "core/sdk_code.h"
 #include "core/status_file.h"
 #include "platform/link_state.h"
 #include "platform/settings.h"
@@ -60,7 +61,7 @@ void LearnMac() {
 
 void LearnSerial() {
     if (AllZero(state.serial)) {
-        if (static_cast<std::uint16_t>(get_router_sn(state.serial.data())) != 0) {
+        if (SdkCode(get_router_sn(state.serial.data())) != 0) {
             PLUG_LOG(kErr, "ERROR: get sn failed!");
             exit(-1);
         }

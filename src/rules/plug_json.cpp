@@ -6,6 +6,7 @@
 #include "commands/download.h"
 #include "core/json.h"
 #include "core/log.h"
+#include "core/sdk_code.h"
 #include "core/url.h"
 #include "platform/settings.h"
 #include "router_sdk.h"
@@ -177,11 +178,11 @@ constexpr DataTypeKeys kDataTypeKeys[] = {
     {18, kReportIntervalKeys},
 };
 
-/// The value of a key, when it is there, of its type and not too long.
+/// The value of a key, when it is there; a text also has to be one and to fit. Any other value has an
+/// integer, 0 if it is no number.
 const cJSON* FindValue(const cJSON* object, const Key& key) {
     const cJSON* const value = cJSON_GetObjectItem(object, key.name);
-    if (key.kind == Kind::kAny) return value;
-    if (key.kind == Kind::kInteger) return cJSON_IsNumber(value) ? value : nullptr;
+    if (key.kind != Kind::kText) return value;
     if (cJSON_GetStringValue(value) == nullptr) return nullptr;
     const std::size_t length = strlen(value->valuestring);
     if (key.room == 0 || length < key.room) return value;
@@ -220,7 +221,7 @@ std::uint32_t FindDeviceName(const char* mac_text, char (&name)[32]) {
         PLUG_LOG(kErr, "Get SubdevMutex failed");
         return static_cast<std::uint16_t>(lock.error());
     }
-    return static_cast<std::uint16_t>(get_dev_name(mac.data(), name));
+    return SdkCode(get_dev_name(mac.data(), name));
 }
 
 }  // namespace
@@ -258,7 +259,7 @@ std::uint32_t BuildJson(int kind, int result, const char* text, const char* data
     switch (kind) {
         case 1:
             length = snprintf(report, sizeof report,
-                              "{\"mac\":\"%s\",\"dev_name\":\"%s\",\"status\":\"online\"}", text, name);
+                              "{\"mac\":\"%s\",\"dev_name\":\"%.32s\",\"status\":\"online\"}", text, name);
             break;
         case 2:
             length = snprintf(report, sizeof report, "{\"mac\":\"%s\",\"status\":\"offline\"}", text);
@@ -271,8 +272,9 @@ std::uint32_t BuildJson(int kind, int result, const char* text, const char* data
                               update.process, result, text);
             break;
         case 5:
-            length = snprintf(report, sizeof report, "{\"mac\":\"%s\",\"dev_name\":\"%s\",\"data\":\"%s\"}",
-                              text, name, data != nullptr ? data : "");
+            length =
+                snprintf(report, sizeof report, "{\"mac\":\"%s\",\"dev_name\":\"%.32s\",\"data\":\"%s\"}",
+                         text, name, data != nullptr ? data : "");
             break;
         case 6:
             length = snprintf(report, sizeof report, "{\"devpin\":\"%s\",\"rate\":\"%d\"}",

@@ -1,7 +1,7 @@
 // The JSON of the plug data commands: reading of their keys into two records, and the reports that go up.
 //
-// The records belong to the response thread. A text that does not fit its field, and a value of the wrong
-// JSON type, count as a missing key.
+// The records belong to the response thread. A text that does not fit its field, or that is no text, counts
+// as a missing key; an integer that is no number is 0.
 #pragma once
 
 #include <span>

@@ -75,7 +75,7 @@ bool FetchUpdate(const char* payload) {
 
 int Compute_file_md5(const char* path, Md5Text& md5) {
     md5 = {};
-    const FilePtr file = OpenToRead(path);
+    const FilePtr file = OpenOwnToRead(path);
     if (!file) {
         PLUG_LOG(kErr, "fopen");
         return -1;
@@ -117,6 +117,7 @@ int UpdatePlugin(const char* payload) {
     PluginRecord().process = 1;
     SendProgress(0);
     Pace(kExitPace);
+    WriteStatus(Status::kUpdateReady);  // a link lost meanwhile has its own
     PLUG_LOG(kErr, "exit at [%s] %d ", static_cast<const char*>(__func__), __LINE__);
     exit(-1);
 }

@@ -4,6 +4,7 @@
 
 #include "core/json.h"
 #include "core/log.h"
+#include "core/sdk_code.h"
 #include "platform/settings.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
@@ -59,7 +60,7 @@ RuleWindow ReadWindow(const char* start, const char* stop) {
 /// Gives a restricted device its access back. Under SubdevMutex.
 void RestoreAccess(const char* mac_text, const MacAddress& mac) {
     dev_cfg device{};
-    if (get_dev_cfg(&device, mac.data()) != 0 || device.access != 0) return;
+    if (SdkCode(get_dev_cfg(&device, mac.data())) != 0 || device.access != 0) return;
     device.access = 1;
     if (PlatformSettings().run_mode) device.by_name = 1;
     set_dev_access_control(&device);

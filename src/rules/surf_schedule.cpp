@@ -5,6 +5,7 @@
 #include <span>
 
 #include "core/log.h"
+#include "core/sdk_code.h"
 #include "platform/settings.h"
 #include "subdev/sdk_lock.h"
 
@@ -53,7 +54,7 @@ void surf_rule_func(const CalendarTime& now) {
         return;
     }
     int count = 0;
-    if (static_cast<std::uint16_t>(get_devs_cfg(devices.data(), &count)) != 0) {
+    if (SdkCode(get_devs_cfg(devices.data(), &count)) != 0) {
         PLUG_LOG(kErr, "get_devs_cfg failed");
         return;
     }

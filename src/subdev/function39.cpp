@@ -4,6 +4,7 @@
 #include "core/file.h"
 #include "core/log.h"
 #include "core/paths.h"
+#include "core/sdk_code.h"
 #include "core/sync.h"
 #include "platform/link_state.h"
 #include "router_sdk.h"
@@ -52,7 +53,7 @@ std::span<const dev_cfg> Listed() {
 int ReadListed() {
     int count = 0;
     const SubdevLock lock;
-    if (lock.error() != 0 || get_devs_cfg(state.listed.data(), &count) != 0 || count < 0 ||
+    if (lock.error() != 0 || SdkCode(get_devs_cfg(state.listed.data(), &count)) != 0 || count < 0 ||
         static_cast<std::size_t>(count) > kMostDevices) {
         PLUG_LOG(kErr, "Func39 get_devs_cfg failed.");
         return -1;

@@ -9,6 +9,7 @@
 #include "core/file.h"
 #include "core/log.h"
 #include "core/paths.h"
+#include "core/sdk_code.h"
 #include "core/shell.h"
 #include "platform/session.h"
 #include "platform/uplink.h"
@@ -93,7 +94,7 @@ int ReadListedDevices() {
             PLUG_LOG(kErr, "Get SubdevMutex failed");
             return -1;
         }
-        if (get_devs_cfg(state.sdk_devices.data(), &count) != 0) {
+        if (SdkCode(get_devs_cfg(state.sdk_devices.data(), &count)) != 0) {
             PLUG_LOG(kErr, "get_devs_cfg Failed.");
             return -1;
         }
@@ -144,7 +145,7 @@ void NameUnlisted(SubdevRecord& device) {
     std::array<char, 32> name{};
     const SubdevLock lock;
     if (lock.error() != 0) PLUG_LOG(kErr, "Get SubdevMutex failed");
-    const bool named = lock.error() == 0 && get_dev_name(device.mac.data(), name.data()) == 0;
+    const bool named = lock.error() == 0 && SdkCode(get_dev_name(device.mac.data(), name.data())) == 0;
     const std::string_view shown = named ? FieldText(name) : kUnknownName;
     shown.copy(device.name.data(), device.name.size());
 }
@@ -189,7 +190,7 @@ void ApplyBlackList() {
             PLUG_LOG(kErr, "Get SubdevMutex failed");
             return;
         }
-        if (get_dev_black_list(macs, &count) != 0 || count < 0 || count > router_room_black_list) {
+        if (SdkCode(get_dev_black_list(macs, &count)) != 0 || count < 0 || count > router_room_black_list) {
             PLUG_LOG(kErr, "get_dev_black_list Error.");
             return;
         }
@@ -245,8 +246,8 @@ void SendtoServer() {
     report.U16(0);
     report.U16(static_cast<std::uint16_t>(state.table.count));
     for (const SubdevRecord& device : state.table.devices()) WriteRecord(report, device);
-    if (DebugMode()) printHexBuf(report.written());
     SendIpUpData(report.written(), kReportType, &RouterMac());
+    if (DebugMode()) printHexBuf(report.written());
     ++state.sequence;
 }
 
