@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace plug {
+namespace plug::test {
 namespace {
 
 TEST(ArpTable, LinesOfTheKernel) {
@@ -42,4 +42,4 @@ TEST(ArpTable, ThePrefixEndsWithTheThirdDot) {
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

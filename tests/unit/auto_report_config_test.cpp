@@ -5,20 +5,14 @@
 #include <ctime>
 
 #include "commserver/comm_request.h"
-#include "commserver/comm_server.h"
 #include "core/clock.h"
 #include "core/json.h"
 #include "core/text.h"
-#include "local_peer.h"
-#include "platform/link_state.h"
 #include "platform/session.h"
+#include "support/local_peer.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using test::ByteVector;
-using test::LocalPeer;
-using test::ToBytes;
 
 struct JumpCase {
     const char* text;
@@ -136,29 +130,19 @@ TEST(ReportTimes, AJumpTimeThatLeavesNoWindowIsRefused) {
     }
 }
 
-class AutoReportConfig : public testing::Test {
+class AutoReportConfig : public LocalServer {
   protected:
-    AutoReportConfig() {
-        EXPECT_TRUE(test::EnterPrivateTmp());
-        SetLoggedIn(true);
-        SetRouterIdentity({0, 0, 0x5E, 0x00, 0x53, 0x01});
-        EXPECT_EQ(0, CommServerStart());
-        peer_ = std::make_unique<LocalPeer>(LocalPeer::ConnectServed());
-    }
-    ~AutoReportConfig() override {
-        peer_.reset();
-        EXPECT_EQ(0, CommServerStop());
-    }
+    AutoReportConfig() { SetRouterIdentity({0, 0, 0x5E, 0x00, 0x53, 0x01}); }
 
     /// Sets a configuration that the peer answers; the message that it got.
     std::string Set(const std::string& json, unsigned expected_result = 0) {
         std::thread request(
             [&json, expected_result] { EXPECT_EQ(expected_result, ComF_set_auto_report(json)); });
-        const auto message = peer_->Next();
+        const auto message = peer_.Next();
         EXPECT_EQ(88, message->func_id);
-        peer_->Send(88, {static_cast<std::uint8_t>(expected_result)});
+        peer_.Send(88, {static_cast<std::uint8_t>(expected_result)});
         request.join();
-        return std::string(message->payload.begin(), message->payload.end());
+        return std::string(message->text());
     }
 
     void Tell(std::uint8_t result, const std::string& json) {
@@ -169,12 +153,12 @@ class AutoReportConfig : public testing::Test {
 
     std::string Calibration() {
         ComF_send_calibration();
-        if (!peer_->Ready()) return "";
-        const auto message = peer_->Next();
-        return std::string(message->payload.begin(), message->payload.end());
+        if (!peer_.Ready()) return "";
+        const auto message = peer_.Next();
+        return std::string(message->text());
     }
 
-    std::unique_ptr<LocalPeer> peer_;
+    LocalPeer peer_ = LocalPeer::ConnectServed();
 };
 
 TEST_F(AutoReportConfig, SetAddsTheTimes) {
@@ -208,7 +192,7 @@ TEST_F(AutoReportConfig, Refusals) {
           with("\"referNum\":5,\"interval2\":1440,\"jumpTime\":\"1:00-1:30\"," + near)}) {
         EXPECT_EQ(1U, ComF_set_auto_report(text)) << text;
     }
-    EXPECT_FALSE(peer_->Ready());
+    EXPECT_FALSE(peer_.Ready());
     EXPECT_EQ(-1, AutoReportIntervals().interval2) << "a refused configuration leaves the settings";
 }
 
@@ -239,15 +223,15 @@ TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalAgentTold) {
 
 TEST_F(AutoReportConfig, TheConfigurationIsAskedForAtTheLocalAgent) {
     std::thread request([] { EXPECT_EQ(0U, ComF_get_autoreport_conf()); });
-    const auto message = peer_->Next();
+    const auto message = peer_.Next();
     EXPECT_EQ(997, message->func_id);
     EXPECT_EQ(ToBytes("i"), message->payload);
     ByteVector answer = ToBytes("?{\"interval1\":4}");
     answer[0] = 0;
-    peer_->Send(997, answer);
+    peer_.Send(997, answer);
     request.join();
     EXPECT_EQ(4, AutoReportIntervals().interval1);
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

@@ -1,18 +1,14 @@
 // Which reports are relayed, and as which bytes.
 #include "commserver/auto_report.h"
 
-#include <string>
+#include <algorithm>
 
-#include "platform_stub.h"
+#include "platform/link_state.h"
+#include "support/platform_peer.h"
+#include "support/sandbox.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using ByteVector = std::vector<std::uint8_t>;
-using test::PlatformStub;
-using test::UpReport;
-
-constexpr MacAddress kMac = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
 
 /// Reports of one type that come one after another, and whether each is relayed.
 struct Arrival {
@@ -64,13 +60,15 @@ TEST(AutoReport, TypesDoNotLimitEachOther) {
         EXPECT_TRUE(AdmitReport(history, ByteVector{type}, 100));
 }
 
-TEST(AutoReport, JsonIsRelayedBehindAHeader) {
-    const PlatformStub platform(kMac);
+class Relayed : public Sandbox {};
+
+TEST_F(Relayed, JsonIsRelayedBehindAHeader) {
+    PlatformPeer platform;
     CommAutoJsonReport(AsBytes("{}"), 84);
-    UpReport report = platform.Next();
+    bench::LinkEvent report = platform.Next();
     EXPECT_EQ(84, report.data_type);
-    EXPECT_TRUE(report.with_address);
-    EXPECT_EQ(kMac, report.address);
+    EXPECT_EQ(MsgType::kAddressedReport, report.header.type());
+    EXPECT_EQ(kRouter, report.address);
     EXPECT_EQ((ByteVector{0, 0, 84, 0, 0, 0, 2, 0, '{', '}'}), report.data);
 
     CommAutoJsonReport({}, 86);
@@ -85,7 +83,7 @@ TEST(AutoReport, JsonIsRelayedBehindAHeader) {
     EXPECT_EQ((ByteVector{2, 0, 89, 0, 0, 0, 2, 0, 2, 0xAA}), platform.Next().data);
     CommAutoReport89(typed);
     CommAutoReport89({});
-    EXPECT_EQ(-1, platform.Next().data_type);
+    EXPECT_TRUE(platform.NothingSent());
 
     SetLoggedIn(false);
     CommAutoJsonReport(AsBytes("{}"), 84);
@@ -94,8 +92,8 @@ TEST(AutoReport, JsonIsRelayedBehindAHeader) {
     EXPECT_EQ(4, platform.Next().data.at(0)) << "the sequence counts reports that did not go out";
 }
 
-TEST(AutoReport, OnlyTheAddressesOfAStatusRecordAreReversed) {
-    const PlatformStub platform(kMac);
+TEST_F(Relayed, OnlyTheAddressesOfAStatusRecordAreReversed) {
+    PlatformPeer platform;
     ByteVector payload(230);
     for (std::size_t i = 0; i < payload.size(); ++i) payload[i] = static_cast<std::uint8_t>(i);
     CommAutoReport(payload);
@@ -103,7 +101,7 @@ TEST(AutoReport, OnlyTheAddressesOfAStatusRecordAreReversed) {
     expected.insert(expected.end(), payload.begin(), payload.end());
     for (const int at : {205, 209, 213, 217, 221})
         std::reverse(expected.begin() + 6 + at, expected.begin() + 10 + at);
-    const UpReport report = platform.Next();
+    const bench::LinkEvent report = platform.Next();
     EXPECT_EQ(81, report.data_type);
     EXPECT_EQ(expected, report.data);
 
@@ -111,8 +109,8 @@ TEST(AutoReport, OnlyTheAddressesOfAStatusRecordAreReversed) {
     EXPECT_EQ((ByteVector{1, 0, 81, 0, 0, 0, 7}), platform.Next().data);
 }
 
-TEST(AutoReport, FirmwareResults) {
-    const PlatformStub platform(kMac);
+TEST_F(Relayed, FirmwareResults) {
+    PlatformPeer platform;
     for (const auto& [result, text] : {std::pair{0, "success"},
                                        {1, "fromVersion not match."},
                                        {2, "toVersion not support."},
@@ -125,16 +123,16 @@ TEST(AutoReport, FirmwareResults) {
                                        {9, "unKnown error."},
                                        {255, "unKnown error."}}) {
         CommFwUpdateResult(ByteVector{static_cast<std::uint8_t>(result)});
-        const UpReport report = platform.Next();
+        const bench::LinkEvent report = platform.Next();
         EXPECT_EQ(17, report.data_type);
-        EXPECT_FALSE(report.with_address);
+        EXPECT_EQ(MsgType::kDataReport, report.header.type());
         EXPECT_EQ("{\"result\":" + std::to_string(result) + ",\"resultDesc\":\"" + text + "\"}",
-                  std::string(report.data.begin(), report.data.end()));
+                  report.text());
     }
     CommFwUpdateResult({});
     CommFwUpdateResult(ByteVector{0, 0});
-    EXPECT_EQ(-1, platform.Next().data_type);
+    EXPECT_TRUE(platform.NothingSent());
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

@@ -1,25 +1,17 @@
 #include "rules/bandwidth.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-
 #include <future>
 
 #include "platform/link_state.h"
 #include "support/home.h"
+#include "support/sandbox.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
 
-using namespace plug_test;
-using Calls = std::vector<std::string>;
-
-class Bandwidth : public testing::Test {
+class Bandwidth : public Sandbox {
   protected:
-    Bandwidth() {
-        EnterPrivateTmp();
-        Home{.devices = {{HomeMac(0xB1)}}}.Write();
-    }
+    Bandwidth() { Home{.devices = {{HomeMac(0xB1)}}}.Write(); }
 };
 
 TEST_F(Bandwidth, LimitsAreSetInTheirOrder) {
@@ -29,13 +21,13 @@ TEST_F(Bandwidth, LimitsAreSetInTheirOrder) {
         {"FLAG": "1", "MAC": "aa:bb", "UP": "abc", "DOWN": ""},
         {"FLAG": "1", "MAC": "?", "UP": "-1", "DOWN": "99999999999"}]})"));
     EXPECT_EQ(
-        (Calls{
+        (Lines{
             "set_dev_us_max_bw(00:00:5E:00:53:B1, 512) = 0", "set_dev_ds_max_bw(00:00:5E:00:53:B1, 2048) = 0",
             "set_dev_us_max_bw(00:00:5E:00:53:B1, 0) = 0", "set_dev_ds_max_bw(00:00:5E:00:53:B1, 0) = 0",
             "set_dev_us_max_bw(AA:BB:00:00:00:00, 0) = 103", "set_dev_ds_max_bw(AA:BB:00:00:00:00, 0) = 103",
             "set_dev_us_max_bw(00:00:00:00:00:00, 18446744073709551615) = 103",
             "set_dev_ds_max_bw(00:00:00:00:00:00, 2147483647) = 103"}),
-        TakeCalls());
+        TakeSdkCalls());
 }
 
 TEST_F(Bandwidth, EveryCode) {
@@ -52,15 +44,15 @@ TEST_F(Bandwidth, EveryCode) {
             code,
             ParseTcParam((std::string(R"({"LIST": [)") + kGood + "," + element + "," + kGood + "]}").c_str()))
             << element;
-        EXPECT_EQ(2U, TakeCalls().size()) << "the first is applied, the third is not looked at";
+        EXPECT_EQ(2U, TakeSdkCalls().size()) << "the first is applied, the third is not looked at";
     }
     EXPECT_EQ(1, ParseTcParam(nullptr));
-    testing::internal::CaptureStderr();
+    CaptureLog();
     for (const char* text : {"", "{", "LIST"}) EXPECT_EQ(2, ParseTcParam(text)) << text;
-    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("Parse json failed."));
+    EXPECT_TRUE(Contains(CapturedLog(), "Parse json failed."));
     for (const char* text : {"{}", R"({"LIST": []})", R"({"LIST": "text"})", "[]", "12"})
         EXPECT_EQ(0, ParseTcParam(text)) << text;
-    EXPECT_TRUE(TakeCalls().empty());
+    EXPECT_TRUE(TakeSdkCalls().empty());
 }
 
 /// A list whose second of three elements can never be applied.
@@ -83,14 +75,14 @@ TEST_F(Bandwidth, AnUnusableElementHoldsTheCommandUntilTheLinkGoes) {
         EXPECT_EQ(std::future_status::timeout, code.wait_for(std::chrono::milliseconds(30))) << element;
         RaiseLinkError();
         EXPECT_EQ(0, code.get());
-        EXPECT_EQ(2U, TakeCalls().size()) << "what stands behind it is not applied";
+        EXPECT_EQ(2U, TakeSdkCalls().size()) << "what stands behind it is not applied";
     }
 }
 
 TEST_F(Bandwidth, WithoutALoginNothingIsHeld) {
     EXPECT_EQ(0, ParseTcParam(ListWith(kUnusable[0]).c_str()));
-    EXPECT_EQ(2U, TakeCalls().size());
+    EXPECT_EQ(2U, TakeSdkCalls().size());
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

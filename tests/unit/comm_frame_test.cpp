@@ -1,16 +1,15 @@
 // The local frame, the ring of received frames, and what is sent for each FuncID.
-#include "local_peer.h"
+#include "commserver/comm_frame.h"
+
+#include <sys/socket.h>
 
 #include "commserver/comm_queue.h"
+#include "commserver/comm_send.h"
 #include "platform/link_state.h"
+#include "support/local_peer.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using test::ByteVector;
-using test::LocalFrame;
-using test::LocalPeer;
-using test::ToBytes;
 
 TEST(LocalFrame, GoldenBytes) {
     const ByteVector golden = {0x5A, 0x5A, 0x4C, 0x00, 0x04, 0x03, 0x02, 0x01, 0x03,
@@ -133,4 +132,4 @@ TEST_F(CommSend, Refusals) {
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

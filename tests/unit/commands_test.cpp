@@ -3,22 +3,20 @@
 // still.
 #include "commands/dispatcher.h"
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 
-#include "core/log.h"
-#include "core/profile.h"
-#include "fixtures.h"
+#include "commands/diagnostics.h"
 #include "platform/session.h"
-#include "platform/settings.h"
+#include "support/home.h"
+#include "support/sandbox.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using test::Field;
-using test::FromHex;
-using test::Hex;
 
 constexpr char kHome[] = R"json(
 "router": {"name": "Home", "mac": "00:00:5E:00:53:01", "serial_number": "SN-1", "vendor": "Maker",
@@ -90,55 +88,46 @@ struct Given {
 std::string CommandHead(int id) {
     const std::uint8_t head[] = {0xA5, 0x5A, static_cast<std::uint8_t>(id & 0xFF),
                                  static_cast<std::uint8_t>(id >> 8)};
-    return Hex(head);
+    return ToHex(head);
 }
 
-Given RunBytes(const std::vector<std::uint8_t>& command) {
-    std::vector<std::uint8_t> answer(8192);
+Given RunBytes(const ByteVector& command) {
+    ByteVector answer(8192);
     std::size_t length = 9999;
     Given given;
     given.returned = ParserProtoolData(command, answer, length);
     EXPECT_LE(length, answer.size());
-    given.answer = Hex(ConstBytes(answer).first(std::min(length, answer.size())));
+    given.answer = ToHex(ConstBytes(answer).first(std::min(length, answer.size())));
     return given;
 }
 
 Given Command(int id, const std::string& parameters = "") {
-    Given given = RunBytes(FromHex(CommandHead(id) + "eeeeeeeeeeee" + parameters));
+    Given given = RunBytes(ParseHex(CommandHead(id) + "eeeeeeeeeeee" + parameters));
     if (!given.answer.empty()) {
         EXPECT_EQ(CommandHead(id), given.answer.substr(0, 8)) << "echo";
     }
     return given;
 }
 
-class Commands : public testing::Test {
+class Commands : public Sandbox {
   protected:
     Commands() {
         SetLogMask(0);
-        setenv("ROUTER_SIM", folder_.File("router.json").c_str(), 1);
         SetRouterIdentity({1, 2, 3, 4, 5, 6});
         UseHome();
     }
 
     /// The known home; of two equal keys the first counts, so `first` may replace sections.
-    void UseHome(const std::string& first = "") const {
-        test::WriteText(folder_.File("router.json"), "{" + first + (first.empty() ? "" : ",") +
-                                                         "\"call_log\": \"" + folder_.File("calls") + "\"," +
-                                                         kHome + "}");
+    static void UseHome(const std::string& first = "") {
+        WriteFile(kHomePath, "{" + first + (first.empty() ? "" : ",") + "\"call_log\": \"" + kSdkCallsPath +
+                                 "\"," + kHome + "}");
     }
-    std::string Calls() const {
-        std::string calls = test::ReadText(folder_.File("calls"));
-        std::filesystem::remove(folder_.File("calls"));
+    /// The calls of the SDK since the last look, each with its newline.
+    static std::string Calls() {
+        std::string calls;
+        for (const std::string& call : TakeSdkCalls()) calls += call + "\n";
         return calls;
     }
-    /// Test Mode; the settings say Run Mode before any file is read.
-    void EnterTestMode() const {
-        test::WriteText(folder_.File("plug.conf"), "[Protool]\nSERVER1=127.0.0.1\n");
-        NewProgramProfile(folder_.File("plug.conf").c_str(), "");
-        ASSERT_EQ(ServerChoice::kBoth, InitProtool());
-    }
-
-    test::TempFolder folder_;
 };
 
 TEST_F(Commands, EveryAnswerHasItsBytes) {
@@ -197,14 +186,14 @@ TEST_F(Commands, EveryAnswerHasItsBytes) {
         {49, "", "0300 01 00 01 0200 01 00 01 02 03 04", 19},
         {54, "", "0000000000000000", 14},
         {58, "", "0201000000000000 0504030201000000", 22},
-        {60, "", Hex("123456789012"), 18},
+        {60, "", HexOf("123456789012"), 18},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.id);
         const Given given = Command(row.id, row.parameters);
         EXPECT_EQ(0, given.returned);
         EXPECT_EQ("0000", given.result());
-        EXPECT_EQ(Hex(FromHex(row.payload)), given.payload());
+        EXPECT_EQ(ToHex(ParseHex(row.payload)), given.payload());
         EXPECT_EQ(row.length, given.size());
     }
 }
@@ -213,7 +202,7 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
     const std::string ssid = Ssid("0100 00 02 0302 01 05 00005e0053ff 0400", "5000 08070605", "New", "word");
     const std::string device = std::string(kDesk) + Field("pc", 16) + "03 04 00 55 00 66 0302 c0a80a02";
     const std::string accounts = Field("a", 16) + Field("b", 16) + Field("c", 16) + Field("d", 16) +
-                                 Field("e", 16) + Hex("sixteen letters!");
+                                 Field("e", 16) + HexOf("sixteen letters!");
     const std::string long_name(31, 'n');
     const struct {
         int id;
@@ -246,12 +235,12 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
         {35, std::string(kDesk) + "0807060504030201 ffffffffffffffff",
          "set_dev_us_max_bw(00:00:5E:00:53:B1, 72623859790382856) = 0\n"
          "set_dev_ds_max_bw(00:00:5E:00:53:B1, 18446744073709551615) = 0\n"},
-        {37, kDesk + Hex("tv") + "00" + Hex("rest"), "set_dev_name(00:00:5E:00:53:B1, \"tv\") = 0\n"},
-        {37, kDesk + Hex(long_name), "set_dev_name(00:00:5E:00:53:B1, \"" + long_name + "\") = 0\n"},
-        {37, kDesk + Hex(long_name + "n"), "", "0100"},
+        {37, kDesk + HexOf("tv") + "00" + HexOf("rest"), "set_dev_name(00:00:5E:00:53:B1, \"tv\") = 0\n"},
+        {37, kDesk + HexOf(long_name), "set_dev_name(00:00:5E:00:53:B1, \"" + long_name + "\") = 0\n"},
+        {37, kDesk + HexOf(long_name + "n"), "", "0100"},
         {45, "c000020a 0a000001", "set_dns(192.0.2.10, 10.0.0.1) = 0\n"},
-        {46, Hex("Casa"), "set_name(\"Casa\") = 0\n"},
-        {46, Hex(long_name + "n"), "", "0100"},
+        {46, HexOf("Casa"), "set_name(\"Casa\") = 0\n"},
+        {46, HexOf(long_name + "n"), "", "0100"},
         {50, "0302 01", "set_full_load_enable(515, 1) = 0\n"},
         {53, "", "sync_time() = 0\n"},
         {55, "", "restart() = 0\n"},
@@ -273,12 +262,12 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
         "get_mem_cfg() = 0\nget_name() = 0\nget_router_is_plug() = 0\nget_router_support_ipv6() = 0\n",
         Calls());
 
-    // In Test Mode byte 34 goes through as it came.
-    EnterTestMode();
+    // In Test Mode byte 34 goes through as it came; before any settings are read it is Run Mode.
+    UseProfile("[Protool]\nSERVER1=127.0.0.1\n");
     Command(32, device);
-    EXPECT_TRUE(test::Contains(Calls(), "\"by_name\":false"));
+    EXPECT_TRUE(Contains(Calls(), "\"by_name\":false"));
     Command(32, std::string(device).replace(device.find("03 04 00"), 8, "03 04 01"));
-    EXPECT_TRUE(test::Contains(Calls(), "\"by_name\":true"));
+    EXPECT_TRUE(Contains(Calls(), "\"by_name\":true"));
 }
 
 TEST_F(Commands, AFailingSdkGivesItsCode) {
@@ -423,7 +412,7 @@ TEST_F(Commands, WhatACommandLacksReadsAsZeros) {
             EXPECT_EQ(calls, Calls());
         }
     }
-    const auto whole = FromHex(CommandHead(22));
+    const auto whole = ParseHex(CommandHead(22));
     for (std::size_t size = 0; size < 3; ++size)
         EXPECT_EQ("", RunBytes({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)}).answer);
     EXPECT_EQ(7U, RunBytes(whole).size());
@@ -445,6 +434,7 @@ int Sweep() {
             }
         }
     }
+    StopDiagnostics();  // the sweep has started each of them
     return faults;
 }
 
@@ -461,9 +451,7 @@ TEST_F(Commands, NoParametersUpsetAnyId) {
     const pid_t outer = fork();
     ASSERT_GE(outer, 0);
     if (outer == 0) {
-        if (unshare(CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWNS) != 0 ||
-            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            _exit(kNoNamespaces);
+        if (unshare(CLONE_NEWPID | CLONE_NEWNS) != 0) _exit(kNoNamespaces);
         const pid_t inner = fork();
         if (inner == 0) {
             if (mount("proc", "/proc", "proc", 0, nullptr) != 0) _exit(kNoNamespaces);
@@ -472,9 +460,9 @@ TEST_F(Commands, NoParametersUpsetAnyId) {
         _exit(ExitStatus(inner));
     }
     const int status = ExitStatus(outer);
-    ASSERT_NE(kNoNamespaces, status) << "private namespaces need root";
+    ASSERT_NE(kNoNamespaces, status) << "no process namespace";
     EXPECT_EQ(0, status);
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

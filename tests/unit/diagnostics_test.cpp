@@ -1,45 +1,33 @@
 // Ping, traceroute, rate test, configuration data and version report, as the platform sees them.
 #include "commands/diagnostics.h"
 
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "commands/config_data.h"
-#include "commands/dispatcher.h"
 #include "commands/ping.h"
 #include "commands/rate_test.h"
 #include "commands/version_report.h"
-#include "fakes/http_server.h"
-#include "fakes/platform.h"
-#include "fakes/sandbox.h"
 #include "platform/session.h"
+#include "support/command.h"
+#include "support/http_server.h"
+#include "support/platform_peer.h"
+#include "support/sandbox.h"
 
-using namespace plug;
-
+namespace plug::test {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 class Diagnostics : public Sandbox {
   protected:
-    void SetUp() override {
-        Sandbox::SetUp();
-        if (IsSkipped()) return;
-        ASSERT_EQ(0, mkfifo("/tmp/gate", 0600));
-    }
-    void TearDown() override { StopDiagnostics(); }
+    Diagnostics() { EXPECT_EQ(0, mkfifo("/tmp/gate", 0600)); }
+    ~Diagnostics() override { StopDiagnostics(); }
 
     /// The answer to a function command from its result on.
-    static std::string Run(std::uint16_t id, std::string_view parameters = {}) {
-        std::vector<std::uint8_t> command(10);
-        command[2] = static_cast<std::uint8_t>(id);
-        command.insert(command.end(), parameters.begin(), parameters.end());
-        std::vector<std::uint8_t> answer(8192);
-        std::size_t length = 0;
-        EXPECT_EQ(0, ParserProtoolData(command, answer, length));
-        EXPECT_EQ((std::vector<std::uint8_t>{0, 0, static_cast<std::uint8_t>(id), 0}),
-                  std::vector<std::uint8_t>(answer.begin(), answer.begin() + 4));
-        return std::string(answer.begin() + 4, answer.begin() + static_cast<std::ptrdiff_t>(length));
+    static std::string Run(std::uint8_t id, std::string_view parameters = {}) {
+        return std::string(AsText(RunCommand(id, AsBytes(parameters))));
     }
 
     /// Parameters of a ping at 192.0.2.33.
@@ -65,7 +53,7 @@ class Diagnostics : public Sandbox {
     }
 
     /// Lets a program pass that waits at the gate.
-    static void OpenGate() { Write("/tmp/gate", "\n"); }
+    static void OpenGate() { WriteFile("/tmp/gate", "\n"); }
 
     static inline const std::string kBusy = std::string("\1\0", 2);
     static inline const std::string kOk = std::string("\0\0", 2);
@@ -92,7 +80,7 @@ TEST_F(Diagnostics, APingRunsAloneAndIsFetched) {
     }
     EXPECT_EQ((Lines{"ping [-s] [1400] [-c] [5] [192.0.2.33]", "ping [-s] [65535] [-c] [50] [192.0.2.33]",
                      "ping [-s] [65535] [-c] [50] [192.0.2.33]", "ping [-s] [65535] [-c] [50] [192.0.2.33]"}),
-              Calls());
+              ProgramCalls());
 }
 
 TEST_F(Diagnostics, APingNeverFetchedGivesWayToTheNext) {
@@ -102,7 +90,7 @@ TEST_F(Diagnostics, APingNeverFetchedGivesWayToTheNext) {
     WaitUntil([&answer] { return (answer = Run(8, PingOf(2, 2))) != kBusy; });
     EXPECT_EQ(kOk, answer);
     EXPECT_EQ(kOk + Counted("one\n"), FetchedPing());
-    EXPECT_EQ(2U, Calls().size());
+    EXPECT_EQ(2U, ProgramCalls().size());
 }
 
 TEST_F(Diagnostics, PingOutputIsCutAtAWholeLine) {
@@ -112,7 +100,7 @@ TEST_F(Diagnostics, PingOutputIsCutAtAWholeLine) {
     for (int i = 0; i < 19; ++i) most += line + "\n";
     Program("ping", "cat /tmp/output");
     const auto ping = [](const std::string& output) {
-        Write("/tmp/output", output);
+        WriteFile("/tmp/output", output);
         EXPECT_EQ(0, PopenParsePing(1, 1, "192.0.2.1"));
         return std::string(*FetchPing());
     };
@@ -131,16 +119,16 @@ TEST_F(Diagnostics, ATracerouteRunsAloneAndIsFetched) {
     Program("killall");
     EXPECT_EQ(kBusy, Run(52)) << "no file";
     EXPECT_EQ(kOk, Run(51, "\xC6\x33\x64\x07"));
-    WaitUntil([] { return Read("/tmp/tracerouteFile") == "1 192.0.2.254\n"; });
+    WaitUntil([] { return ReadFile("/tmp/tracerouteFile") == "1 192.0.2.254\n"; });
     std::string answer;
     WaitUntil([&answer] { return (answer = Run(51, "\xC6\x33\x64\x08")) != kBusy; });
     EXPECT_EQ(kOk, answer) << "the last one was never fetched";
-    WaitUntil([] { return Calls().size() == 2 && !Read("/tmp/tracerouteFile").empty(); });
+    WaitUntil([] { return ProgramCalls().size() == 2 && !ReadFile("/tmp/tracerouteFile").empty(); });
     EXPECT_EQ(kOk + Counted("1 192.0.2.254\n"), Run(52));
-    EXPECT_EQ("traceroute [-n] [198.51.100.7]", Calls().at(0));
-    EXPECT_EQ("traceroute [-n] [198.51.100.8]", Calls().at(1));
+    EXPECT_EQ("traceroute [-n] [198.51.100.7]", ProgramCalls().at(0));
+    EXPECT_EQ("traceroute [-n] [198.51.100.8]", ProgramCalls().at(1));
 
-    Write("/tmp/tracerouteFile", std::string(5000, 't'));
+    WriteFile("/tmp/tracerouteFile", std::string(5000, 't'));
     EXPECT_EQ(kOk + Counted(std::string(3999, 't')), Run(52));
 }
 
@@ -148,18 +136,30 @@ TEST_F(Diagnostics, FetchingKillsARunningTraceroute) {
     Program("traceroute", "echo first; " + std::string(kWaitAtGate) + "echo second");
     Program("killall", "echo >/tmp/gate");
     EXPECT_EQ(kOk, Run(51, "\1\2\3\4"));
-    WaitUntil([] { return !Read("/tmp/tracerouteFile").empty(); });
+    WaitUntil([] { return !ReadFile("/tmp/tracerouteFile").empty(); });
     EXPECT_EQ(kBusy, Run(51, "\1\2\3\4"));
     EXPECT_EQ(kOk + Counted("first\nsecond\n"), Run(52));
-    EXPECT_EQ((Lines{"traceroute [-n] [1.2.3.4]", "killall [-9] [traceroute]"}), Calls());
+    EXPECT_EQ((Lines{"traceroute [-n] [1.2.3.4]", "killall [-9] [traceroute]"}), ProgramCalls());
 }
 
 TEST_F(Diagnostics, ChildrenInheritNoDescriptors) {
     Program("ping", "ls -l /proc/self/fd | grep -c socket:");
-    Platform platform;
-    platform.Attach();
+    const PlatformPeer platform;
     EXPECT_EQ(0, PopenParsePing(1, 1, "192.0.2.1"));
     EXPECT_EQ("0\n", *FetchPing());
+}
+
+// Gives the loopback of the sandbox one more address.
+void AddLoopbackAddress(const char* address) {
+    const int any = socket(AF_INET, SOCK_DGRAM, 0);
+    ifreq request{};
+    strcpy(request.ifr_name, "lo:1");
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    inet_pton(AF_INET, address, &name.sin_addr);
+    memcpy(&request.ifr_addr, &name, sizeof name);
+    EXPECT_EQ(0, ioctl(any, SIOCSIFADDR, &request));
+    close(any);
 }
 
 // The report of a measured rate.
@@ -170,30 +170,24 @@ std::string RateReport(int result, std::int32_t rate) {
 
 class RateTest : public Diagnostics {
   protected:
-    void SetUp() override {
-        Diagnostics::SetUp();
-        if (IsSkipped()) return;
-        platform_ = std::make_unique<Platform>();
-        platform_->Attach();
-    }
-
     void ExpectReport(int result, std::int32_t rate) {
-        const UpFrame frame = platform_->Receive();
-        EXPECT_EQ(MsgType::kFunctionReply, frame.type);
-        EXPECT_EQ((std::vector<std::uint8_t>{0, 0}), frame.head);
+        const bench::LinkEvent frame = platform_.Next();
+        EXPECT_EQ(MsgType::kFunctionReply, frame.header.type());
+        EXPECT_EQ(0, frame.code);
         EXPECT_EQ(0, frame.data_type);
-        EXPECT_EQ(RouterMac(), frame.address);
-        EXPECT_EQ(RateReport(result, rate), frame.data);
+        EXPECT_EQ(kRouter, frame.address);
+        EXPECT_EQ(RateReport(result, rate), frame.text());
     }
 
     static std::string ConfigOf(const std::string& url) { return R"({"value_func61":")" + url + R"("})"; }
 
-    std::unique_ptr<Platform> platform_;
+    PlatformPeer platform_;
     const std::string answer_ = HttpAnswer(std::string(2000, 'r'));
 };
 
 TEST_F(RateTest, RunsAgainstTheDefaultServer) {
-    HttpServer server(0xC0000201, 8199);
+    AddLoopbackAddress("192.0.2.1");
+    HttpServer server(8199, "192.0.2.1");
     server.Start(answer_);
     EXPECT_EQ(kOk + std::string(12, '\0'), Run(61));
     EXPECT_EQ(0U, server.Finish().find("GET /download/300.data HTTP/1.1\r\nHost:192.0.2.1\r\n"));
@@ -207,26 +201,26 @@ TEST_F(RateTest, RunsAgainstTheDefaultServer) {
 
 TEST_F(RateTest, RunsOneAtATime) {
     HttpServer server;
-    server.Start([this](int client) {
-        Read("/tmp/gate");
-        HttpServer::Send(client, answer_);
+    server.Start([this](const Stream& client) {
+        ReadFile("/tmp/gate");
+        client.Send(AsBytes(answer_));
     });
     const std::string url = "http://127.0.0.1:" + std::to_string(server.port()) + "/x";
     EXPECT_EQ(kOk, Run(87, Counted(ConfigOf(url))));
     EXPECT_EQ(kOk + std::string(12, '\0'), Run(61)) << "accepted, and nothing is started";
-    testing::internal::CaptureStderr();  // errors are shown anyway, and the mask is not for changing now
+    CaptureLog();  // errors are shown anyway, and the mask is not for changing now
     EXPECT_EQ(kOk, Run(87, Counted(ConfigOf("http://other/"))));
-    const std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_NE(std::string::npos, log.find("Please wait last finish."));
+    const std::string log = CapturedLog();
+    EXPECT_TRUE(Contains(log, "Please wait last finish."));
     OpenGate();
     EXPECT_EQ(0U, server.Finish().find("GET /x HTTP/1.1\r\n"));
     ExpectReport(0, 0);
     JoinRateTest();
-    EXPECT_TRUE(platform_->Silent());
+    EXPECT_TRUE(platform_.NothingSent());
 }
 
 TEST_F(RateTest, UrlForms) {
-    HttpServer server(INADDR_LOOPBACK, 80);
+    HttpServer server(80);
     HttpServer other;
     const std::string port = ":" + std::to_string(other.port());
     const struct {
@@ -252,7 +246,7 @@ TEST_F(RateTest, UrlForms) {
                                    "http://" + longest + "h/x", std::string("127.0.0.1/x"),
                                    std::string("http://127.0.0.1"), "http://127.0.0.1" + port, std::string()})
         RateTestProc(url.c_str());
-    EXPECT_TRUE(platform_->Silent()) << "a malformed URL is not reported";
+    EXPECT_TRUE(platform_.NothingSent()) << "a malformed URL is not reported";
 }
 
 TEST_F(RateTest, ConfigurationDataIsChecked) {
@@ -266,28 +260,28 @@ TEST_F(RateTest, ConfigurationDataIsChecked) {
     EXPECT_EQ(kOk, Run(87, Counted(padded(1023))));
     EXPECT_EQ(kBusy, Run(87, Counted(padded(1024))));
     EXPECT_EQ(1, ParseConfigData(padded(1024)));
-    const std::string log = LogOf([] { Run(87, Counted("{}")); });
-    EXPECT_NE(std::string::npos, log.find("87 jsonLen: 2"));
-    EXPECT_NE(std::string::npos, log.find("ConfigData: {}"));
-    EXPECT_NE(std::string::npos, log.find("ERROR: config data have errors!!!"));
+    const std::string log = FullLogOf([] { Run(87, Counted("{}")); });
+    EXPECT_TRUE(Contains(log, "87 jsonLen: 2"));
+    EXPECT_TRUE(Contains(log, "ConfigData: {}"));
+    EXPECT_TRUE(Contains(log, "ERROR: config data have errors!!!"));
     JoinRateTest();
-    EXPECT_TRUE(platform_->Silent());
+    EXPECT_TRUE(platform_.NothingSent());
 }
 
 TEST_F(RateTest, TheVersionIsReported) {
     EXPECT_EQ(0, dev_fwversion_report());
-    const UpFrame frame = platform_->Receive();
-    EXPECT_EQ(MsgType::kDataReport, frame.type);
+    const bench::LinkEvent frame = platform_.Next();
+    EXPECT_EQ(MsgType::kDataReport, frame.header.type());
     EXPECT_EQ(14, frame.data_type);
-    EXPECT_EQ(0U, frame.data.find(R"({"version":"2.4.1820221227","sdkVersion":"2.0.0.7","interval1":)"))
-        << frame.data;
+    EXPECT_EQ(0U, frame.text().find(R"({"version":"2.4.1820221227","sdkVersion":"2.0.0.7","interval1":)"))
+        << frame.text();
 
-    Write("/tmp/router.json", R"({"faults":{"get_router_version":65536}})");
+    WriteFile(kHomePath, R"({"faults":{"get_router_version":65536}})");
     EXPECT_EQ(0, dev_fwversion_report()) << "only the low 16 bits of a result count";
-    platform_->Receive();
-    Write("/tmp/router.json", R"({"faults":{"get_router_version":5}})");
+    platform_.Next();
+    WriteFile(kHomePath, R"({"faults":{"get_router_version":5}})");
     EXPECT_EQ(-1, dev_fwversion_report());
-    EXPECT_TRUE(platform_->Silent());
+    EXPECT_TRUE(platform_.NothingSent());
 }
 
 TEST(VersionReport, IntervalsAndDates) {
@@ -300,9 +294,10 @@ TEST(VersionReport, IntervalsAndDates) {
               R"("configed":"yes"})",
               print(firmware, {-1, 0, 3}));
     for (const ReportIntervals unset : {ReportIntervals{1, -1, 3}, {1, 2, -1}, {1, -1, -1}})
-        EXPECT_NE(std::string::npos, print(firmware, unset).find(R"("configed":"no")"));
+        EXPECT_TRUE(Contains(print(firmware, unset), R"("configed":"no")"));
     std::memset(firmware.version, 'w', sizeof firmware.version);
-    EXPECT_NE(std::string::npos, print(firmware, {}).find("\"" + std::string(60, 'w') + "050012255\""));
+    EXPECT_TRUE(Contains(print(firmware, {}), "\"" + std::string(60, 'w') + "050012255\""));
 }
 
 }  // namespace
+}  // namespace plug::test

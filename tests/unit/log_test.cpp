@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <ctime>
 
-#include "fixtures.h"
+#include "support/text.h"
 
 namespace {
 
@@ -21,17 +21,15 @@ extern "C" std::time_t time(std::time_t* out) noexcept {
     return result;
 }
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using test::Stderr;
 
 constexpr char kLogModule[] = "Plug.c";
 
 TEST(Log, OnlyErrorsPrintBeforeTheMaskIsSet) {
     for (const std::uint32_t level : {kErr, kWarn, kNotice, kInfo, kDebug}) {
         int result = -1;
-        const std::string said = Stderr([&] { result = LogTest(level); });
+        const std::string said = LogOf([&] { result = LogTest(level); });
         EXPECT_EQ(level == kErr ? 1 : 0, result);
         EXPECT_EQ(level == kErr, !said.empty());
     }
@@ -65,7 +63,7 @@ TEST(Log, ALevelIsASingleBitOfTheMaskWithAName) {
         SCOPED_TRACE(testing::Message() << "mask " << row.mask << " level " << row.level);
         SetLogMask(row.mask);
         int result = -1;
-        const std::string said = Stderr([&] { result = LogTest(row.level); });
+        const std::string said = LogOf([&] { result = LogTest(row.level); });
         EXPECT_EQ(row.name != nullptr ? 1 : 0, result);
         EXPECT_EQ(row.name != nullptr ? row.name : "", said.substr(std::min(said.find('['), said.size())));
         EXPECT_EQ(row.mask == kAllLevels, DebugMode());
@@ -84,23 +82,23 @@ TEST(Log, AnEntryIsStampPlaceAndColouredText) {
     SetLogMask(kAllLevels);
     const std::string place = " [Plug.c->LogEntry->" + std::to_string(kEntryLine) + "]-> \x1b[0m";
     EXPECT_EQ("2024-3-5 07:04:09 [ERR]\x1b[1;31m" + place + "\x1b[1;33m7 of it\n\n\x1b[0m",
-              Stderr([] { LogEntry(kErr); }));
+              LogOf([] { LogEntry(kErr); }));
     EXPECT_EQ("2024-3-5 07:04:09 [INFO]\x1b[1;32m" + place + "\x1b[1;32m7 of it\n\n\x1b[0m",
-              Stderr([] { LogEntry(kInfo); }));
+              LogOf([] { LogEntry(kInfo); }));
     EXPECT_EQ("2024-3-5 07:04:09 [DEBUG]\x1b[1;33m" + place + "\x1b[1;33m7 of it\n\n\x1b[0m",
-              Stderr([] { LogEntry(kDebug); }));
+              LogOf([] { LogEntry(kDebug); }));
     fixed_time = 1735689599;  // 2024-12-31 23:59:59, one day later and eight hours east of it
     setenv("TZ", "XYZ-8", 1);
     tzset();
-    EXPECT_EQ(0U, Stderr([] { LogEntry(kErr); }).find("2025-1-1 07:59:59 [ERR]"));
+    EXPECT_EQ(0U, LogOf([] { LogEntry(kErr); }).find("2025-1-1 07:59:59 [ERR]"));
 }
 
 TEST(Log, ADisabledLevelFormatsNothing) {
     SetLogMask(kErr);
     int calls = 0;
-    EXPECT_EQ("", Stderr([&] { PLUG_LOG(kInfo, "%d", ++calls); }));
+    EXPECT_EQ("", LogOf([&] { PLUG_LOG(kInfo, "%d", ++calls); }));
     EXPECT_EQ(0, calls);
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

@@ -1,23 +1,20 @@
 // Functions 39 and 40: who has come online.
 #include "subdev/online_report.h"
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <unistd.h>
 
 #include "commserver/comm_server.h"
-#include "core/clock.h"
-#include "core/log.h"
 #include "core/paths.h"
+#include "platform/link_state.h"
+#include "platform/uplink.h"
 #include "subdev/function39.h"
 #include "subdev/function40.h"
 #include "support/home.h"
+#include "support/local_peer.h"
 #include "support/platform_peer.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using namespace plug_test;
 
 constexpr int kMinute = 6;  // rounds
 
@@ -25,7 +22,8 @@ constexpr int kMinute = 6;  // rounds
 std::vector<int> Reported(PlatformPeer& peer) {
     std::vector<int> reported;
     SendHeartbeat();
-    for (PeerReport report = peer.Next(); report.type != MsgType::kHeartbeat; report = peer.Next()) {
+    for (bench::LinkEvent report = peer.Next(); report.kind != bench::EventKind::kHeartbeat;
+         report = peer.Next()) {
         EXPECT_EQ(40, report.data_type);
         EXPECT_EQ(47U, report.data.size());
         reported.push_back(report.data.at(13));
@@ -35,20 +33,8 @@ std::vector<int> Reported(PlatformPeer& peer) {
 
 using Macs = std::vector<int>;
 
-/// Starts the local server and connects to it, for the life of the process.
-void ConnectLocalClient() {
-    ASSERT_EQ(0, CommServerStart());
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{AF_UNIX, {}};
-    memcpy(address.sun_path, kCommServerPath, sizeof kCommServerPath);
-    while (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) Pace(1);
-    while (!LocalClientSeen()) Pace(1);
-}
-
-class Function39 : public testing::Test {
+class Function39 : public Sandbox {
   protected:
-    Function39() { EnterPrivateTmp(); }
-
     static void Attach(std::initializer_list<int> macs) {
         Home home;
         for (const int mac : macs) home.devices.push_back({HomeMac(mac), "device " + std::to_string(mac)});
@@ -64,16 +50,13 @@ TEST_F(Function39, ANewDeviceIsReportedOnceAtTheMinute) {
     PlatformPeer peer;
     Run(kMinute - 1);
     EXPECT_TRUE(peer.NothingSent());
-    EXPECT_TRUE(TakeCalls().empty());
+    EXPECT_TRUE(TakeSdkCalls().empty());
     Run(1);
-    const PeerReport report = peer.Next();
-    EXPECT_EQ(MsgType::kAddressedReport, report.type);
+    const bench::LinkEvent report = peer.Next();
+    EXPECT_EQ(MsgType::kAddressedReport, report.header.type());
     EXPECT_EQ(40, report.data_type);
     EXPECT_EQ(kRouter, report.address);
-    EXPECT_EQ(
-        "00 00 28 00 00 00 01 00 00 00 5E 00 53 01 64 65 76 69 63 65 20 31 00 00 00 00 00 00 00 00 "
-        "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 ",
-        Hex(report.data));
+    EXPECT_EQ("000028000000010000005e005301" + Field("device 1", 32) + "01", ToHex(report.data));
     EXPECT_EQ(Macs{2}, Reported(peer));
     Attach({3, 2, 1});
     Run(kMinute);
@@ -84,11 +67,11 @@ TEST_F(Function39, AFailedQueryIsMadeUpFor) {
     Home{.faults = R"("get_devs_cfg": 5)"}.Write();
     PlatformPeer peer;
     Run(kMinute - 1);
-    testing::internal::CaptureStderr();
+    CaptureLog();
     EXPECT_EQ(-1, Fn39Round());
     Home{.counts = R"("get_devs_cfg": 129)"}.Write();
     EXPECT_EQ(-1, Fn39Round());
-    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("Func39 get_devs_cfg failed."));
+    EXPECT_TRUE(Contains(CapturedLog(), "Func39 get_devs_cfg failed."));
     Attach({1});
     Run(1);
     EXPECT_EQ(Macs{1}, Reported(peer));
@@ -135,16 +118,16 @@ TEST_F(Function39, KnownDevicesSurviveARestart) {
     WriteFile("/tmp/victim", "untouched");
     unlink(kMacListPath);
     ASSERT_EQ(0, symlink("/tmp/victim", kMacListPath));
-    testing::internal::CaptureStderr();
+    CaptureLog();
     EXPECT_EQ(-1, Fn39UpdateMac());
-    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("file open error"));
+    EXPECT_TRUE(Contains(CapturedLog(), "file open error"));
     EXPECT_EQ("untouched", ReadFile("/tmp/victim"));
 }
 
 TEST_F(Function39, AFullListRemembersNobodyElse) {
     std::string file;
     for (int i = 0; i < 130; ++i)
-        file += "0000000000" + Hex(std::array{static_cast<std::uint8_t>(i)}) + "\r\n";
+        file += "0000000000" + ToHex(std::array{static_cast<std::uint8_t>(i)}) + "\r\n";
     WriteFile(kMacListPath, file);
     ASSERT_EQ(0, Fn39LoadMac());
     Attach({1, 2});
@@ -159,20 +142,22 @@ TEST_F(Function39, EndsForFunction40) {
     SetLogMask(kAllLevels);
     ASSERT_EQ(0, Fn39Init());
     Fn39Stop();  // at once, in the middle of its first wait
-    ConnectLocalClient();
-    testing::internal::CaptureStderr();
+    ASSERT_EQ(0, CommServerStart());
+    const LocalPeer client = LocalPeer::ConnectServed();
+    WaitUntil(LocalClientSeen);
+    CaptureLog();
     EXPECT_EQ(0, Fn39Init());
-    const std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_NE(std::string::npos, log.find("Use function 40\n"));
-    EXPECT_EQ(std::string::npos, log.find("LOAD macconfig"));
+    const std::string log = CapturedLog();
+    EXPECT_TRUE(Contains(log, "Use function 40\n"));
+    EXPECT_FALSE(Contains(log, "LOAD macconfig"));
 }
 
-class Function40 : public testing::Test {
+class Function40 : public Sandbox {
   protected:
     /// Hands over a list of `macs`, those below zero as offline.
     static void Push(std::initializer_list<int> macs) { PushRange(std::vector<int>(macs)); }
     static void PushRange(const std::vector<int>& macs) {
-        std::vector<std::uint8_t> payload(2 + 39 * macs.size());
+        ByteVector payload(2 + 39 * macs.size());
         ByteWriter out(payload);
         out.U16(static_cast<std::uint16_t>(macs.size()));
         for (const int mac : macs) {
@@ -188,14 +173,11 @@ class Function40 : public testing::Test {
     }
 };
 
-TEST_F(Function40, ReportsOnceByteForByte) {
+TEST_F(Function40, ReportsOnce) {
     PlatformPeer peer;
     Push({7, 8});
     Fn40Round();
-    EXPECT_EQ(
-        "00 00 28 00 00 00 01 00 00 00 5E 00 53 07 64 65 76 69 63 65 20 37 00 00 00 00 00 00 00 00 "
-        "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 ",
-        Hex(peer.Next().data));
+    EXPECT_EQ("000028000000010000005e005307" + Field("device 7", 32) + "01", ToHex(peer.Next().data));
     EXPECT_EQ(Macs{8}, Reported(peer));
     Push({8, 7, 9});
     EXPECT_EQ(Macs{9}, RoundReports(peer));
@@ -211,7 +193,7 @@ TEST_F(Function40, TheWalkStopsAtTheFirstOfflineDevice) {
 
 TEST_F(Function40, WhatIsNoDeviceIsIgnored) {
     PlatformPeer peer;
-    std::vector<std::uint8_t> payload(2 + 3 * 39);
+    ByteVector payload(2 + 3 * 39);
     payload[0] = 3;
     for (const std::size_t at : {2U, 41U, 80U}) payload[at + 38] = 1;
     std::fill_n(payload.begin() + 41, 6, std::uint8_t{0xFF});
@@ -223,15 +205,15 @@ TEST_F(Function40, WhatIsNoDeviceIsIgnored) {
 
 TEST_F(Function40, CountsAndLengthsAreChecked) {
     PlatformPeer peer;
-    std::vector<std::uint8_t> payload(5129, 1);
+    ByteVector payload(5129, 1);
     const auto handle = [&payload](std::uint16_t count, std::size_t length) {
         payload[0] = static_cast<std::uint8_t>(count);
         payload[1] = static_cast<std::uint8_t>(count >> 8);
-        testing::internal::CaptureStderr();
+        CaptureLog();
         Fn40Handle(ConstBytes(payload).first(length));
-        const std::string log = testing::internal::GetCapturedStderr();
-        if (log.find("Subdev number error.") != std::string::npos) return std::string("number");
-        if (log.find("Subdev length error.") != std::string::npos) return std::string("length");
+        const std::string log = CapturedLog();
+        if (Contains(log, "Subdev number error.")) return std::string("number");
+        if (Contains(log, "Subdev length error.")) return std::string("length");
         return std::string();
     };
     EXPECT_EQ("number", handle(0, 100));
@@ -291,4 +273,4 @@ TEST_F(Function40, StartsEmptyAndStopsWhileItWaits) {
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

@@ -1,13 +1,10 @@
 // The command line.
 #include "core/options.h"
 
-#include "fixtures.h"
+#include "support/text.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using test::Contains;
-using test::Hex;
 
 struct Parsed {
     int result = 0;
@@ -22,7 +19,7 @@ Parsed Parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "plug");
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
-    parsed.said = test::Stderr([&] {
+    parsed.said = LogOf([&] {
         parsed.result = config_line_proc(static_cast<int>(arguments.size()), argv.data(), parsed.options);
     });
     return parsed;
@@ -65,11 +62,11 @@ TEST(Options, AreTakenInOrderAndWrongOnesEndIt) {
         EXPECT_EQ(row.result, parsed.result);
         EXPECT_EQ(row.debug, parsed.options.debug);
         EXPECT_EQ(row.path, parsed.options.profile_path.data());
-        EXPECT_EQ(row.mac, Hex(parsed.options.mac));
+        EXPECT_EQ(row.mac, ToHex(parsed.options.mac));
         EXPECT_TRUE(Contains(parsed.said, row.said)) << parsed.said;
         EXPECT_EQ(*row.said == '\0', parsed.said.empty()) << parsed.said;
     }
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

@@ -1,41 +1,30 @@
 // The plug data commands: what each DataType stores, returns and sends up, and how they come in.
 #include "rules/plug_data.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
-#include "commserver/comm_send.h"
 #include "commserver/comm_server.h"
-#include "fakes/platform.h"
-#include "fakes/sandbox.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
 #include "platform/security.h"
 #include "platform/settings.h"
 #include "rules/plug_json.h"
 #include "subdev/online_report.h"
+#include "support/local_peer.h"
+#include "support/platform_peer.h"
+#include "support/sandbox.h"
 
-using namespace plug;
-
+namespace plug::test {
 namespace {
 
 class PlugData : public Sandbox {
   protected:
-    void SetUp() override {
-        Sandbox::SetUp();
-        if (IsSkipped()) return;
-        platform_ = std::make_unique<Platform>();
-        platform_->Attach();
-    }
-
     void ExpectAnswer(const std::string& text) {
-        const UpFrame frame = platform_->Receive();
-        EXPECT_EQ(MsgType::kDataReport, frame.type);
+        const bench::LinkEvent frame = platform_.Next();
+        EXPECT_EQ(MsgType::kDataReport, frame.header.type());
         EXPECT_EQ(17, frame.data_type);
-        EXPECT_EQ(text, frame.data);
+        EXPECT_EQ(text, frame.text());
     }
 
-    std::unique_ptr<Platform> platform_;
+    PlatformPeer platform_;
 };
 
 std::string Json(std::initializer_list<std::pair<const char*, std::string>> members) {
@@ -65,43 +54,6 @@ std::string FirmwareFile(const std::string& replaced = "", const std::string& va
     }
     return json + "}";
 }
-
-// The local updater: a client of /tmp/CommServer.
-class LocalClient {
-  public:
-    LocalClient() {
-        CommServerStart();
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, "/tmp/CommServer");
-        do {
-            if (fd_ >= 0) close(fd_);
-            fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        } while (connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0);
-        while (CommSendCmd(998, {}) != 0) usleep(1000);
-    }
-    ~LocalClient() { close(fd_); }
-
-    // The payload of the next frame of a function.
-    std::string Receive(std::uint16_t function) const {
-        for (;;) {
-            std::array<std::uint8_t, 14> header;
-            if (recv(fd_, header.data(), header.size(), MSG_WAITALL) != 14) return "closed";
-            ByteReader reader(header);
-            reader.Skip(2);
-            const std::uint16_t id = reader.U16();
-            reader.Skip(4);
-            std::string payload(reader.U32(), '\0');
-            if (recv(fd_, payload.data(), payload.size(), MSG_WAITALL) !=
-                static_cast<ssize_t>(payload.size()))
-                return "closed";
-            if (id == function) return payload;
-        }
-    }
-
-  private:
-    int fd_ = -1;
-};
 
 TEST_F(PlugData, ResultsByDataType) {
     const struct {
@@ -134,9 +86,9 @@ TEST_F(PlugData, ResultsByDataType) {
     for (const auto& [type, json, result] : cases)
         EXPECT_EQ(result, ParserPlugData(type, json.c_str())) << type << " " << json;
     for (const std::uint32_t type : {0U, 3U, 8U, 10U, 11U, 12U, 13U, 14U, 17U, 19U, 255U})
-        EXPECT_EQ("", LogOf([&] { EXPECT_EQ(0, ParserPlugData(type, "{}")); })) << type;
+        EXPECT_EQ("", FullLogOf([&] { EXPECT_EQ(0, ParserPlugData(type, "{}")); })) << type;
     EXPECT_EQ(-1, ParserPlug(5, nullptr));
-    EXPECT_TRUE(platform_->Silent());
+    EXPECT_TRUE(platform_.NothingSent());
 }
 
 TEST_F(PlugData, TheReportIntervalIsInMinutes) {
@@ -149,14 +101,14 @@ TEST_F(PlugData, TheReportIntervalIsInMinutes) {
     ParserPlugData(18, R"({"func40Interval":19})");
     EXPECT_TRUE(OnlineReportOn());
     EXPECT_EQ(114, OnlineRoundLimit());
-    const auto log_of = [](const char* json) { return LogOf([json] { ParserPlugData(18, json); }); };
-    EXPECT_NE(std::string::npos, log_of(R"({"func40Interval":0})").find("Close subdev auto report."));
+    const auto log_of = [](const char* json) { return FullLogOf([json] { ParserPlugData(18, json); }); };
+    EXPECT_TRUE(Contains(log_of(R"({"func40Interval":0})"), "Close subdev auto report."));
     const std::string log = log_of(R"({"func40Interval":19})");
-    EXPECT_NE(std::string::npos, log.find("datatype_fn40_interval."));
-    EXPECT_NE(std::string::npos, log.find("Set subdev auto report 19 minute."));
-    EXPECT_NE(std::string::npos, log.find("func40Interval : 19"));
-    EXPECT_NE(std::string::npos, log_of(R"({"func40Interval":20})").find("Set subdev auto report error."));
-    EXPECT_NE(std::string::npos, log_of("{}").find("func40Interval not found."));
+    EXPECT_TRUE(Contains(log, "datatype_fn40_interval."));
+    EXPECT_TRUE(Contains(log, "Set subdev auto report 19 minute."));
+    EXPECT_TRUE(Contains(log, "func40Interval : 19"));
+    EXPECT_TRUE(Contains(log_of(R"({"func40Interval":20})"), "Set subdev auto report error."));
+    EXPECT_TRUE(Contains(log_of("{}"), "func40Interval not found."));
 }
 
 TEST_F(PlugData, WhatIsReadBeforeAMissingKeyStays) {
@@ -176,9 +128,9 @@ TEST_F(PlugData, WhatIsReadBeforeAMissingKeyStays) {
 
 TEST_F(PlugData, AnOverlongTextIsNamedInTheLog) {
     const std::string json = Json({{"pluginID", Quoted(std::string(128, 'x'))}});
-    const std::string log = LogOf([&] { EXPECT_EQ(-1, ParserPlug(1, json.c_str())); });
-    EXPECT_NE(std::string::npos, log.find("[ERR]"));
-    EXPECT_NE(std::string::npos, log.find("pluginID of 128 characters"));
+    const std::string log = FullLogOf([&] { EXPECT_EQ(-1, ParserPlug(1, json.c_str())); });
+    EXPECT_TRUE(Contains(log, "[ERR]"));
+    EXPECT_TRUE(Contains(log, "pluginID of 128 characters"));
 }
 
 TEST_F(PlugData, MacTexts) {
@@ -285,7 +237,13 @@ TEST_F(PlugData, FirmwareFilesLackingAKeyAreAnswered) {
 }
 
 TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
-    const LocalClient updater;
+    ASSERT_EQ(0, CommServerStart());
+    const LocalPeer updater = LocalPeer::ConnectServed();
+    const auto received = [&updater] {
+        const auto frame = updater.Next();
+        EXPECT_EQ(999, frame->func_id);
+        return std::string(frame->text());
+    };
     const auto field = [](std::string text, std::size_t size) {
         text.resize(size);
         return text;
@@ -296,19 +254,19 @@ TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
 
     // Its own fromVersion is only logged.
     EXPECT_EQ(0, ParserPlugData(16, FirmwareFile().c_str()));
-    EXPECT_EQ(field("", 64) + behind_from, updater.Receive(999));
+    EXPECT_EQ(field("", 64) + behind_from, received());
 
     // The command clears the record, stores its fromVersion and fails for lack of a toVersion.
     EXPECT_EQ(2, ParserPlugData(15, R"({"fromVersion":"0.9"})"));
-    platform_->Receive();
+    platform_.Next();
     EXPECT_EQ(field("0.9", 432), (std::string(reinterpret_cast<const char*>(&FirmwareRecord()), 432)));
     EXPECT_EQ(0, ParserPlugData(16, FirmwareFile().c_str()));
-    EXPECT_EQ(field("0.9", 64) + behind_from, updater.Receive(999));
+    EXPECT_EQ(field("0.9", 64) + behind_from, received());
 
     // A shorter text leaves nothing of the longer one before it.
     EXPECT_EQ(0, ParserPlugData(16, FirmwareFile("url", Quoted("u")).c_str()));
-    EXPECT_EQ(field("u", 256), updater.Receive(999).substr(128, 256));
-    EXPECT_TRUE(platform_->Silent()) << "the updater reports its result later";
+    EXPECT_EQ(field("u", 256), received().substr(128, 256));
+    EXPECT_TRUE(platform_.NothingSent()) << "the updater reports its result later";
 }
 
 TEST_F(PlugData, Reports) {
@@ -318,6 +276,7 @@ TEST_F(PlugData, Reports) {
         EXPECT_EQ(0U, BuildJson(kind, -1, text, data, out)) << kind;
         return std::string(out.data());
     };
+    UseProfile("[Dev]\nPIN=123456789012\n[Protool]\nSERVER1=127.0.0.1\n");
     ParserPlug(1, R"({"pluginID":"p","fromVersion":"1","toVersion":"2"})");
     EXPECT_EQ(
         R"({"pluginID":"p","fromVersion":"1","toVersion":"2","process":0,"result":-1,"resultDesc":"d"})",
@@ -343,45 +302,45 @@ int Note(std::uint32_t data_type, const char* payload) {
 
 TEST_F(PlugData, CommandsComeInAndAreAnswered) {
     SetCommandHandlers({nullptr, Note});
-    InboundFrame frame = Platform::Down(MsgType::kPlugCommand, 9, std::string_view("{}\0rest", 7));
+    InboundFrame frame = PlugDataFrame(MsgType::kPlugCommand, 9, std::string_view("{}\0rest", 7));
     SetAckSeen(false);
-    const std::string log = LogOf([&] { CBHandle(frame); });
+    const std::string log = FullLogOf([&] { CBHandle(frame); });
     EXPECT_TRUE(AckSeen());
     EXPECT_EQ("9:{}", seen) << "text, up to its NUL";
-    EXPECT_NE(std::string::npos, log.find("Recv MsgType=[18] DataType=[9] DataLen=[7]"));
-    UpFrame reply = platform_->Receive();
-    EXPECT_EQ(MsgType::kPlugReply, reply.type);
-    EXPECT_EQ(0, reply.flag);
-    EXPECT_EQ((std::vector<std::uint8_t>{0xF9, 0xFF}), reply.head);
+    EXPECT_TRUE(Contains(log, "Recv MsgType=[18] DataType=[9] DataLen=[7]"));
+    bench::LinkEvent reply = platform_.Next();
+    EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
+    EXPECT_EQ(0, reply.header.type_byte >> 5);
+    EXPECT_EQ(0xFFF9, reply.code);
     EXPECT_EQ(9, reply.data_type);
-    EXPECT_EQ("{\"result\":-7}", reply.data);
+    EXPECT_EQ("{\"result\":-7}", reply.text());
 
     seen.clear();
     ++frame.header.checksum;
     CBHandle(frame);
     EXPECT_EQ("", seen);
-    reply = platform_->Receive();
-    EXPECT_EQ(MsgType::kPlugReply, reply.type);
-    EXPECT_EQ((std::vector<std::uint8_t>{11, 0}), reply.head);
-    EXPECT_FALSE(reply.with_body);
+    reply = platform_.Next();
+    EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
+    EXPECT_EQ(11, reply.code);
+    EXPECT_EQ(0, reply.header.body_length);
 
     // The largest one is handed over whole.
     const std::string large(8100, 'j');
-    CBHandle(Platform::Down(MsgType::kPlugCommand, 1, large));
+    CBHandle(PlugDataFrame(MsgType::kPlugCommand, 1, large));
     EXPECT_EQ("1:" + large, seen);
-    platform_->Receive();
+    platform_.Next();
 }
 
 TEST_F(PlugData, RepliesComingDownAreExecutedUnanswered) {
     SetCommandHandlers({nullptr, Note});
-    InboundFrame frame = Platform::Down(MsgType::kPlugReply, 4, std::string(1018, 'j'));
+    InboundFrame frame = PlugDataFrame(MsgType::kPlugReply, 4, std::string(1018, 'j'));
     ++frame.header.checksum;  // nobody looks at it
     SetAckSeen(false);
     CBHandle(frame);
     EXPECT_EQ("4:" + std::string(1018, 'j'), seen);
     EXPECT_TRUE(AckSeen());
     seen.clear();
-    CBHandle(Platform::Down(MsgType::kPlugReply, 4, std::string(1019, 'j')));
+    CBHandle(PlugDataFrame(MsgType::kPlugReply, 4, std::string(1019, 'j')));
     EXPECT_EQ("", seen);
 
     // A padding of more bytes than there are.
@@ -392,7 +351,8 @@ TEST_F(PlugData, RepliesComingDownAreExecutedUnanswered) {
     frame.header.body_length = 16;
     CBHandle(frame);
     EXPECT_EQ("", seen);
-    EXPECT_TRUE(platform_->Silent());
+    EXPECT_TRUE(platform_.NothingSent());
 }
 
 }  // namespace
+}  // namespace plug::test

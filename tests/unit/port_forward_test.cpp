@@ -1,18 +1,14 @@
 // Port forwarding: what the shell is given, and what iptables gets from it.
 #include "rules/port_forward.h"
 
-#include "fakes/sandbox.h"
+#include "support/sandbox.h"
 
-using namespace plug;
-
+namespace plug::test {
 namespace {
 
 class PortForward : public Sandbox {
   protected:
-    void SetUp() override {
-        Sandbox::SetUp();
-        if (!IsSkipped()) Program("iptables");
-    }
+    PortForward() { Program("iptables"); }
 
     static std::string Rule(const std::string& flag, const std::string& ip = "10.0.0.1") {
         return R"({"FLAG":")" + flag + R"(","PRE_IP":")" + ip +
@@ -30,30 +26,29 @@ class PortForward : public Sandbox {
                "[--to-source] [" +
                ip + ":8080]";
     }
-    using Lines = std::vector<std::string>;
 };
 
 TEST_F(PortForward, AddingDeletesFirst) {
-    const std::string log = LogOf([] { EXPECT_EQ(0, ParseRouteParam(Rule("1").c_str())); });
-    EXPECT_EQ((Lines{Dnat("-D"), Snat("-D"), Dnat("-A"), Snat("-A")}), Calls());
-    EXPECT_NE(
-        std::string::npos,
-        log.find(" route_cmd1: \niptables -t nat -A PREROUTING -d 10.0.0.1 -p tcp -m tcp --dport 8080 -j "
+    const std::string log = FullLogOf([] { EXPECT_EQ(0, ParseRouteParam(Rule("1").c_str())); });
+    EXPECT_EQ((Lines{Dnat("-D"), Snat("-D"), Dnat("-A"), Snat("-A")}), ProgramCalls());
+    EXPECT_TRUE(
+        Contains(log,
+                 " route_cmd1: \niptables -t nat -A PREROUTING -d 10.0.0.1 -p tcp -m tcp --dport 8080 -j "
                  "DNAT --to-destination 192.168.1.20:80\n"));
-    EXPECT_NE(
-        std::string::npos,
-        log.find(" route_cmd2: \niptables -t nat -A POSTROUTING -d 192.168.1.20 -p tcp -m tcp --dport 80 "
+    EXPECT_TRUE(
+        Contains(log,
+                 " route_cmd2: \niptables -t nat -A POSTROUTING -d 192.168.1.20 -p tcp -m tcp --dport 80 "
                  "-j SNAT --to-source 10.0.0.1:8080\n"));
 }
 
 TEST_F(PortForward, TheFirstCharacterOfTheFlagDecides) {
     EXPECT_EQ(0, ParseRouteParam(Rule("0").c_str()));
-    EXPECT_EQ((Lines{Dnat("-D"), Snat("-D")}), Calls());
+    EXPECT_EQ((Lines{Dnat("-D"), Snat("-D")}), ProgramCalls());
     EXPECT_EQ(0, ParseRouteParam(Rule("10").c_str()));
-    EXPECT_EQ(6U, Calls().size());
+    EXPECT_EQ(6U, ProgramCalls().size());
     EXPECT_EQ(-8, ParseRouteParam(Rule("2").c_str()));
     EXPECT_EQ(-8, ParseRouteParam(Rule("").c_str()));
-    EXPECT_EQ(6U, Calls().size());
+    EXPECT_EQ(6U, ProgramCalls().size());
 }
 
 TEST_F(PortForward, TheFirstMissingKeyIsTheResult) {
@@ -75,18 +70,18 @@ TEST_F(PortForward, TheFirstMissingKeyIsTheResult) {
         {R"({"FLAG":"1","PRE_IP":"12345678901234567890123456789012"})", -4},
     };
     for (const auto& [json, result] : cases) EXPECT_EQ(result, ParseRouteParam(json)) << json;
-    EXPECT_EQ(Lines{}, Calls());
-    const std::string log = LogOf([] { ParseRouteParam("{}"); });
-    EXPECT_NE(std::string::npos, log.find(" ParseRouteParam 556 : error = [-3]"));
+    EXPECT_EQ(Lines{}, ProgramCalls());
+    const std::string log = FullLogOf([] { ParseRouteParam("{}"); });
+    EXPECT_TRUE(Contains(log, " ParseRouteParam 556 : error = [-3]"));
 }
 
 TEST_F(PortForward, AHostileValueIsOneArgument) {
     for (const std::string ip : {"1;touch /tmp/pwned", "$(touch /tmp/pwned)", "`touch /tmp/pwned`", "a b",
                                  "it's '1'", "x|y&z>w", "*?[a]", "\\\\", ""}) {
-        unlink("/tmp/calls");
+        ForgetProgramCalls();
         EXPECT_EQ(0, ParseRouteParam(Rule("0", ip).c_str()));
         const std::string got = ip == "\\\\" ? "\\" : ip;  // as JSON has it
-        EXPECT_EQ((Lines{Dnat("-D", got), Snat("-D", got)}), Calls());
+        EXPECT_EQ((Lines{Dnat("-D", got), Snat("-D", got)}), ProgramCalls());
     }
     EXPECT_NE(0, access("/tmp/pwned", F_OK));
 }
@@ -98,9 +93,10 @@ TEST_F(PortForward, ACommandThatDoesNotFitIsNotRun) {
                quotes.substr(0, inside) + R"(","POST_PORT":"80"})";
     };
     EXPECT_EQ(0, ParseRouteParam(rule(31, 31).c_str()));
-    EXPECT_EQ(Lines{}, Calls());
+    EXPECT_EQ(Lines{}, ProgramCalls());
     EXPECT_EQ(0, ParseRouteParam(rule(31, 1).c_str()));
-    EXPECT_EQ(2U, Calls().size());
+    EXPECT_EQ(2U, ProgramCalls().size());
 }
 
 }  // namespace
+}  // namespace plug::test

@@ -1,47 +1,41 @@
 // The configuration file: which file is read, and every rule of its format.
 #include "core/profile.h"
 
-#include "core/log.h"
-#include "fixtures.h"
+#include <filesystem>
 
-namespace plug {
+#include "support/sandbox.h"
+
+namespace plug::test {
 namespace {
 
-using test::Contains;
-using test::Stderr;
-using test::WriteText;
-
-class Profile : public testing::Test {
+class Profile : public Sandbox {
   protected:
-    Profile() { std::filesystem::current_path(folder_.File("")); }
-    ~Profile() override { std::filesystem::current_path("/"); }
+    Profile() { std::filesystem::current_path("/tmp"); }
 
-    void Use(std::string_view text) const {
-        WriteText(folder_.File("plug.conf"), text);
-        NewProgramProfile(folder_.File("plug.conf").c_str(), "");
+    static void Use(const std::string& text) {
+        WriteFile("/tmp/plug.conf", text);
+        NewProgramProfile("/tmp/plug.conf", "");
     }
-
-    test::TempFolder folder_;
 };
 
 TEST_F(Profile, TheFirstReadableFileIsUsed) {
-    const std::string given = folder_.File("given"), standard = folder_.File("standard");
+    const std::string given = "/tmp/given", standard = "/tmp/standard";
     std::array<char, 16> value{};
     const auto chosen = [&](std::string_view announced) {
         SetLogMask(kAllLevels);
-        const std::string said = Stderr([&] { NewProgramProfile(given.c_str(), standard.c_str()); });
+        const std::string said = LogOf([&] { NewProgramProfile(given.c_str(), standard.c_str()); });
         EXPECT_TRUE(Contains(said, "[INFO]") && Contains(said, announced)) << said;
         SetLogMask(0);
         return getKeyValueStr("S", "K", nullptr, value) == 0 ? std::string(value.data()) : "none";
     };
     EXPECT_EQ("none", chosen("use config file\t[./plug.conf]"));
-    WriteText(folder_.File("plug.conf"), "[S]\nK=local\n");
+    WriteFile("/tmp/plug.conf", "[S]\nK=local\n");
     EXPECT_EQ("local", chosen("use config file\t[./plug.conf]"));
-    WriteText(standard, "[S]\nK=standard\n");
+    WriteFile(standard, "[S]\nK=standard\n");
     EXPECT_EQ("standard", chosen("use config file  [" + standard + "]"));
-    WriteText(given, "[S]\nK=given\n");
+    WriteFile(given, "[S]\nK=given\n");
     EXPECT_EQ("given", chosen("use config file  [" + given + "]"));
-    WriteText(given, "[S]\nK=edited\n");
+    WriteFile(given, "[S]\nK=edited\n");
     getKeyValueStr("S", "K", nullptr, value);
     EXPECT_STREQ("edited", value.data()) << "each key reads the file anew";
 }
@@ -90,7 +84,7 @@ TEST_F(Profile, EveryRuleOfTheFormat) {
         std::array<char, 8> value;
         value.fill('x');
         int result = 9;
-        const std::string said = Stderr([&] { result = getKeyValueStr("Protool", "KEY", nullptr, value); });
+        const std::string said = LogOf([&] { result = getKeyValueStr("Protool", "KEY", nullptr, value); });
         EXPECT_EQ(row.value != nullptr ? 0 : -1, result);
         if (row.value != nullptr) {
             EXPECT_STREQ(row.value, value.data());
@@ -108,17 +102,17 @@ TEST_F(Profile, AMissingFileFailsEvenWithADefault) {
     NewProgramProfile("", "");
     std::array<char, 8> value{};
     int result = 0;
-    std::string said = Stderr([&] { result = getKeyValueStr("Dev", "PIN", "123456789", value); });
+    std::string said = LogOf([&] { result = getKeyValueStr("Dev", "PIN", "123456789", value); });
     EXPECT_EQ(-1, result);
     EXPECT_STREQ("1234567", value.data());
     EXPECT_TRUE(Contains(said, "Can not fopen(\"./plug.conf\").\n")) << said;
     EXPECT_FALSE(Contains(said, "Not find Key")) << said;
 
-    said = Stderr([&] { result = getKeyValueStr("Dev", "PIN", nullptr, value); });
+    said = LogOf([&] { result = getKeyValueStr("Dev", "PIN", nullptr, value); });
     EXPECT_EQ(-1, result);
     EXPECT_LT(said.find("Can not fopen(\"./plug.conf\")."), said.find("Not find Key=\"PIN\""));
     EXPECT_TRUE(Contains(said, "Not find Key=\"PIN\" and no default_str to use.\n")) << said;
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

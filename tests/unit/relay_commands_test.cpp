@@ -1,37 +1,11 @@
 // The platform's commands that the local agent answers, from command to answer.
-#include "commands/dispatcher.h"
-#include "commserver/comm_server.h"
-#include "local_peer.h"
-#include "platform/link_state.h"
+#include "support/command.h"
+#include "support/local_peer.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
 
-using test::AnsweringPeer;
-using test::ByteVector;
-using test::Received;
-using test::ToBytes;
-
-class RelayCommands : public testing::Test {
-  protected:
-    RelayCommands() {
-        EXPECT_TRUE(test::EnterPrivateTmp());
-        SetLoggedIn(true);
-        EXPECT_EQ(0, CommServerStart());
-    }
-    ~RelayCommands() override { EXPECT_EQ(0, CommServerStop()); }
-
-    /// The answer behind its echo: result and payload.
-    static ByteVector Run(std::uint8_t id, const ByteVector& parameters = {}) {
-        ByteVector command = {0xAB, 0xCD, id, 0, 0, 0, 0, 0, 0, 0};
-        command.insert(command.end(), parameters.begin(), parameters.end());
-        ByteVector answer(8192);
-        std::size_t length = 0;
-        EXPECT_EQ(0, ParserProtoolData(command, answer, length));
-        EXPECT_EQ((ByteVector{0xAB, 0xCD, id, 0}), ByteVector(answer.begin(), answer.begin() + 4));
-        return {answer.begin() + 4, answer.begin() + static_cast<std::ptrdiff_t>(length)};
-    }
-};
+class RelayCommands : public LocalServer {};
 
 /// A reply of `size` bytes: result 0, the two bytes of a count, then 1, 2, 3...
 ByteVector Reply(std::size_t size, std::uint8_t count = 0) {
@@ -44,13 +18,13 @@ ByteVector Reply(std::size_t size, std::uint8_t count = 0) {
 TEST_F(RelayCommands, WithoutALocalAgentTheyFail) {
     const ByteVector failed = {1, 0};
     for (const std::uint8_t id : ByteVector{72, 74, 76, 78, 79, 80, 82, 83, 85, 88})
-        EXPECT_EQ(failed, Run(id));
-    for (const std::uint8_t id : ByteVector{70, 71, 73, 75}) EXPECT_EQ((ByteVector{1, 0, 0}), Run(id));
-    EXPECT_EQ(10U, Run(77).size());
+        EXPECT_EQ(failed, RunCommand(id));
+    for (const std::uint8_t id : ByteVector{70, 71, 73, 75}) EXPECT_EQ((ByteVector{1, 0, 0}), RunCommand(id));
+    EXPECT_EQ(10U, RunCommand(77).size());
 }
 
 TEST_F(RelayCommands, ValuesPassBothWays) {
-    const AnsweringPeer peer([](const Received& request) -> ByteVector {
+    const AnsweringPeer peer([](const LocalPeer::Frame& request) -> ByteVector {
         switch (request.func_id) {
             case 70:
                 return {0, request.payload[0]};
@@ -69,27 +43,27 @@ TEST_F(RelayCommands, ValuesPassBothWays) {
                 return {0, static_cast<std::uint8_t>(request.func_id)};
         }
     });
-    EXPECT_EQ((ByteVector{0, 0, 8}), Run(70, {8}));
-    EXPECT_EQ((ByteVector{1, 0, 0}), Run(70, {9})) << "no such band";
-    EXPECT_EQ((ByteVector{0, 0, 71}), Run(71));
-    EXPECT_EQ((ByteVector{0, 0}), Run(76, {4, 60}));
-    EXPECT_EQ((ByteVector{0, 0, 201, 0, 0, 0, 202, 0, 0, 0}), Run(77));
+    EXPECT_EQ((ByteVector{0, 0, 8}), RunCommand(70, ByteVector{8}));
+    EXPECT_EQ((ByteVector{1, 0, 0}), RunCommand(70, ByteVector{9})) << "no such band";
+    EXPECT_EQ((ByteVector{0, 0, 71}), RunCommand(71));
+    EXPECT_EQ((ByteVector{0, 0}), RunCommand(76, ByteVector{4, 60}));
+    EXPECT_EQ((ByteVector{0, 0, 201, 0, 0, 0, 202, 0, 0, 0}), RunCommand(77));
     ByteVector wan(228);
     wan[0] = 2;
     wan[205] = 192;
     wan[208] = 1;
-    EXPECT_EQ((ByteVector{0, 0}), Run(82, wan));
+    EXPECT_EQ((ByteVector{0, 0}), RunCommand(82, wan));
     ByteVector settings = ToBytes("..{\"referNum\":5}");
     settings[0] = 14;
     settings[1] = 0;
-    EXPECT_EQ((ByteVector{3, 0}), Run(88, settings));
+    EXPECT_EQ((ByteVector{3, 0}), RunCommand(88, settings));
     settings[1] = 4;
-    EXPECT_EQ((ByteVector{1, 0}), Run(88, settings)) << "1038 bytes are too many";
+    EXPECT_EQ((ByteVector{1, 0}), RunCommand(88, settings)) << "1038 bytes are too many";
 }
 
 TEST_F(RelayCommands, LargeReplies) {
     static ByteVector reply;  // written while no request is under way
-    const AnsweringPeer peer([](const Received&) { return reply; });
+    const AnsweringPeer peer([](const LocalPeer::Frame&) { return reply; });
     const ByteVector failed = {1, 0};
     const auto passed = [] {
         ByteVector answer = {0, 0, static_cast<std::uint8_t>(reply.size() - 1),
@@ -98,28 +72,28 @@ TEST_F(RelayCommands, LargeReplies) {
         return answer;
     };
     reply = Reply(10);
-    EXPECT_EQ(failed, Run(78));
-    EXPECT_EQ(failed, Run(80));
+    EXPECT_EQ(failed, RunCommand(78));
+    EXPECT_EQ(failed, RunCommand(80));
     reply = Reply(11);
-    EXPECT_EQ(passed(), Run(78));
-    EXPECT_EQ(passed(), Run(80));
+    EXPECT_EQ(passed(), RunCommand(78));
+    EXPECT_EQ(passed(), RunCommand(80));
     reply = Reply(2049);
-    EXPECT_EQ(failed, Run(80));
+    EXPECT_EQ(failed, RunCommand(80));
     reply = Reply(4000);
-    EXPECT_EQ(passed(), Run(78));
+    EXPECT_EQ(passed(), RunCommand(78));
     reply = {6};
-    EXPECT_EQ((ByteVector{6, 0}), Run(78));
+    EXPECT_EQ((ByteVector{6, 0}), RunCommand(78));
 
     reply = Reply(79, 1);
-    EXPECT_EQ(failed, Run(79));
+    EXPECT_EQ(failed, RunCommand(79));
     reply = Reply(3 + 2 * 77, 2);
-    const ByteVector listed = Run(79);
+    const ByteVector listed = RunCommand(79);
     ASSERT_EQ(4U + 2 * 77, listed.size());
     EXPECT_EQ((ByteVector{0, 0, 2, 0, 1, 2}), ByteVector(listed.begin(), listed.begin() + 6));
     EXPECT_EQ(2 * 77, listed.back());
     reply.pop_back();
-    EXPECT_EQ(failed, Run(79)) << "the second neighbour is not complete";
+    EXPECT_EQ(failed, RunCommand(79)) << "the second neighbour is not complete";
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

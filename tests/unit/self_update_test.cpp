@@ -4,13 +4,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "fakes/http_server.h"
-#include "fakes/platform.h"
-#include "fakes/sandbox.h"
 #include "rules/plug_data.h"
+#include "support/http_server.h"
+#include "support/platform_peer.h"
+#include "support/sandbox.h"
 
-using namespace plug;
-
+namespace plug::test {
 namespace {
 
 // 3000 times 'a', by an independent tool.
@@ -27,11 +26,11 @@ class SelfUpdate : public Sandbox {
         return R"({"pluginID":"id","fromVersion":"1","toVersion":"2","process":)" + std::to_string(process) +
                R"(,"result":)" + std::to_string(result) + R"(,"resultDesc":""})";
     }
-    static void ExpectReport(Platform& platform, const std::string& text) {
-        const UpFrame frame = platform.Receive();
-        EXPECT_EQ(MsgType::kDataReport, frame.type);
+    static void ExpectReport(PlatformPeer& platform, const std::string& text) {
+        const bench::LinkEvent frame = platform.Next();
+        EXPECT_EQ(MsgType::kDataReport, frame.header.type());
         EXPECT_EQ(3, frame.data_type);
-        EXPECT_EQ(text, frame.data);
+        EXPECT_EQ(text, frame.text());
     }
 
     const std::string body_ = std::string(3000, 'a');
@@ -50,7 +49,7 @@ TEST_F(SelfUpdate, FileDigests) {
         {body_, kMd5},
     };
     for (const auto& [content, md5] : cases) {
-        Write("/tmp/file", content);
+        WriteFile("/tmp/file", content);
         Md5Text own;
         EXPECT_EQ(0, Compute_file_md5("/tmp/file", own));
         EXPECT_STREQ(md5, own.data()) << content.size();
@@ -62,18 +61,18 @@ TEST_F(SelfUpdate, FileDigests) {
 
 TEST_F(SelfUpdate, SuccessEndsTheProcess) {
     // Both servers listen before the fork, so that the agent is a process without threads of the test.
-    Platform platform;
+    PlatformPeer platform(Attach::kLater);
     HttpServer server;
     const pid_t agent = fork();
     if (agent == 0) {
-        platform.Attach();
+        platform.Connect();
         ParserPlugData(2, Command(kMd5, server.port()).c_str());
         _exit(1);
     }
-    server.Serve([&](int client) { HttpServer::Send(client, answer_); });
+    server.Serve([&](const Stream& client) { client.Send(AsBytes(answer_)); });
     ExpectReport(platform, Report(1, 0));
-    EXPECT_EQ("004\n", Read("/tmp/plugstatus")) << "before the report";
-    EXPECT_EQ(body_, Read(kDownload));
+    EXPECT_EQ("004\n", ReadFile("/tmp/plugstatus")) << "before the report";
+    EXPECT_EQ(body_, ReadFile(kDownload));
     int status = 0;
     ASSERT_EQ(agent, waitpid(agent, &status, 0));
     EXPECT_TRUE(WIFEXITED(status));
@@ -81,15 +80,14 @@ TEST_F(SelfUpdate, SuccessEndsTheProcess) {
 }
 
 TEST_F(SelfUpdate, FailuresAreReported) {
-    Platform platform;
-    platform.Attach();
+    PlatformPeer platform;
     HttpServer server;
     const auto expect_failure = [&](const std::string& command) {
         unlink("/tmp/plugstatus");
         EXPECT_EQ(0, ParserPlugData(2, command.c_str()));
         server.Finish();
         ExpectReport(platform, Report(0, -1));
-        EXPECT_EQ("104\n", Read("/tmp/plugstatus"));
+        EXPECT_EQ("104\n", ReadFile("/tmp/plugstatus"));
     };
     server.Start(answer_);
     std::string upper(kMd5);
@@ -107,10 +105,10 @@ TEST_F(SelfUpdate, FailuresAreReported) {
 
 TEST_F(SelfUpdate, TheStepAloneNeitherReportsNorExits) {
     HttpServer server;
-    const int port = static_cast<int>(server.port());
+    const int port = int{server.port()};
     server.Start(answer_);
     EXPECT_EQ(0, DownLoadProc(kMd5, "127.0.0.1", port, "/new"));
-    EXPECT_EQ("004\n", Read("/tmp/plugstatus"));
+    EXPECT_EQ("004\n", ReadFile("/tmp/plugstatus"));
     unlink("/tmp/plugstatus");
     server.Start(answer_);
     EXPECT_EQ(0, DownLoadProc("", "127.0.0.1", port, "/new"));
@@ -121,3 +119,4 @@ TEST_F(SelfUpdate, TheStepAloneNeitherReportsNorExits) {
 }
 
 }  // namespace
+}  // namespace plug::test

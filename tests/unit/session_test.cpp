@@ -2,43 +2,28 @@
 // were made with openssl as in wire_test.cpp.
 #include "platform/session.h"
 
-#include <arpa/inet.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-
-#include <cstring>
 #include <ctime>
 #include <thread>
 
-#include "core/log.h"
-#include "core/profile.h"
-#include "fixtures.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
-#include "platform/settings.h"
 #include "platform/uplink.h"
+#include "support/sandbox.h"
+#include "support/stream.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
 
-using test::FromHex;
-using test::Hex;
-using test::ReadText;
-
 constexpr char kRegister[] =
-    "ccdd290fbc400000000070696e2d3437313100000000592d6c0c8cfff0c241d3437e28c56b0fc11253453ec0ff6356da34b19a93"
-    "5547"
-    "effc0a53f531bb0d1e7ca19628b255c325e5c94e68ecf15aa419a36e40924584";
+    "ccdd290fbc400000000070696e2d3437313100000000592d6c0c8cfff0c241d3437e28c56b0fc11253453ec0ff6356da34b1"
+    "9a935547effc0a53f531bb0d1e7ca19628b255c325e5c94e68ecf15aa419a36e40924584";
 // Token 0102..20, login server 127.0.0.1:6040.
 constexpr char kRegisterAck[] =
-    "ccdd0b029f5000000030252aa64f7b98dd1d91502b08e7fcf5839f7b24340e529d58244e3f5ccd25b480532359805bea7f9fa813"
-    "b9ef"
-    "c960203f6b7b7d0a99990541fd7deb46c6a1d1b9b4483211aa48f0048b8522111c61d3";
+    "ccdd0b029f5000000030252aa64f7b98dd1d91502b08e7fcf5839f7b24340e529d58244e3f5ccd25b480532359805bea7f9f"
+    "a813b9efc960203f6b7b7d0a99990541fd7deb46c6a1d1b9b4483211aa48f0048b8522111c61d3";
 constexpr char kLogin[] =
-    "ccdd2a2cb1200070696e2d34373131000000000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f2091"
-    "c2e3"
-    "4596cf3fa06dbe2548aede5a70f3f656bb15b0434e5f28d5a374f53501";
+    "ccdd2a2cb1200070696e2d34373131000000000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"
+    "2091c2e34596cf3fa06dbe2548aede5a70f3f656bb15b0434e5f28d5a374f53501";
 constexpr char kLoginAck[] = "ccdd0b022e10000000661dc3684d71920fd75030da26cb91f7";  // 30 seconds
 // The same acks without padding (openssl enc -nopad): the record, then bytes 40,
 // or FF, up to the block's end.
@@ -52,63 +37,31 @@ constexpr char kRulesRequest[] =
 /// The platform at one port of the loopback.
 class Server {
   public:
-    explicit Server(std::uint16_t port) : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-        const sockaddr_in address = {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-        EXPECT_EQ(0, bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address));
-        EXPECT_EQ(0, listen(listener_, 1));
-    }
-    ~Server() {
-        if (peer_ >= 0) close(peer_);
-        close(listener_);
-    }
+    explicit Server(std::uint16_t port) : listener_(port) {}
 
-    void Accept() { peer_ = accept(listener_, nullptr, nullptr); }
-    void Send(std::string_view frame) const {
-        const auto bytes = FromHex(frame);
-        EXPECT_EQ(static_cast<ssize_t>(bytes.size()), send(peer_, bytes.data(), bytes.size(), MSG_NOSIGNAL));
-    }
-    std::string Receive(std::size_t size) const {
-        std::vector<std::uint8_t> bytes(size);
-        const ssize_t got = recv(peer_, bytes.data(), size, MSG_WAITALL);
-        bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-        return Hex(bytes);
-    }
     /// Takes one connection, expects a frame and answers it.
     void Exchange(std::string_view expected, std::string_view answer) {
-        Accept();
+        peer_ = listener_.Accept();
         EXPECT_EQ(expected, Receive(expected.size() / 2));
-        Send(answer);
+        peer_.Send(ParseHex(answer));
     }
+    std::string Receive(std::size_t size) const { return ToHex(peer_.Receive(size)); }
 
   private:
-    int listener_;
-    int peer_ = -1;
+    Listener listener_;
+    Stream peer_;
 };
-
-void BringUpLoopback() {
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    ifreq request{};
-    strcpy(request.ifr_name, "lo");
-    request.ifr_flags = IFF_UP;
-    EXPECT_EQ(0, ioctl(fd, SIOCSIFFLAGS, &request));
-    close(fd);
-}
 
 void OnLost() {
     SetLoggedIn(false);
     RaiseLinkError();
 }
 
-class Session : public testing::Test {
+class Session : public Sandbox {
   protected:
     void SetUp() override {
-        ASSERT_EQ(0, unshare(CLONE_NEWNET)) << "a network of its own needs root";
-        ASSERT_NO_FATAL_FAILURE(test::EnterPrivateTmp());
-        BringUpLoopback();
         SetLogMask(0);
-        test::WriteText("/tmp/plug.conf", "[Dev]\nPIN=pin-4711\n[Protool]\nKEY=abc\nSERVER1=127.0.0.1\n");
-        NewProgramProfile("", "/tmp/plug.conf");
-        ASSERT_EQ(ServerChoice::kBoth, InitProtool());
+        ASSERT_NO_FATAL_FAILURE(UseProfile("[Dev]\nPIN=pin-4711\n[Protool]\nKEY=abc\nSERVER1=127.0.0.1\n"));
         SetLinkHandlers({CBHandle, OnLost});
     }
 
@@ -118,11 +71,11 @@ class Session : public testing::Test {
         std::thread first([&] { registration.Exchange(kRegister, register_ack); });
         EXPECT_EQ(0, RegisterStart(threads_, "127.0.0.1"));
         first.join();
-        EXPECT_EQ("002\n", ReadText("/tmp/plugstatus"));
+        EXPECT_EQ("002\n", ReadFile("/tmp/plugstatus"));
         std::thread second([&] { login.Exchange(kLogin, login_ack); });
         EXPECT_EQ(0, LoginStart(threads_));
         second.join();
-        EXPECT_EQ("003\n", ReadText("/tmp/plugstatus"));
+        EXPECT_EQ("003\n", ReadFile("/tmp/plugstatus"));
     }
 
     LinkThreads threads_;
@@ -132,7 +85,7 @@ TEST_F(Session, RegistersAtOneServerAndLogsInAtTheOther) {
     Server login(6040);
     EXPECT_EQ(-1, LoginStart(threads_)) << "no registration, no login server";
     LogIn(login);
-    EXPECT_EQ("00005e005301", Hex(RouterMac())) << "the router's own";
+    EXPECT_EQ("00005e005301", ToHex(RouterMac())) << "the router's own";
     EXPECT_EQ(-1, LoginServer()) << "logged in already";
     EXPECT_EQ(0, RulesRequest());
     EXPECT_EQ(kRulesRequest, login.Receive(sizeof kRulesRequest / 2));
@@ -148,7 +101,7 @@ TEST_F(Session, AcksAreReadAtTheirOffsetsWhateverTheirPadding) {
 
 TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {
     const MacAddress mac = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
-    const std::vector<std::uint8_t> data(8101);
+    const ByteVector data(8101);
     EXPECT_EQ(-1, SendIpUpData(AsBytes("hello"), 13, nullptr)) << "not logged in";
     EXPECT_EQ(-1, SendReplyUpData(0, {}, 3, nullptr));
     EXPECT_EQ(-1, SendHeartbeat()) << "no socket";
@@ -181,10 +134,10 @@ TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {
     EXPECT_EQ("ccdd3300", login.Receive(8119).substr(0, 8)) << "the refused ones sent nothing";
 
     EXPECT_EQ(0, SendHeartbeat());
-    const auto heartbeat = FromHex(login.Receive(11));
+    const auto heartbeat = ParseHex(login.Receive(11));
     ASSERT_EQ(11U, heartbeat.size());
-    EXPECT_EQ("ccdd2104", Hex(ConstBytes(heartbeat).first(4)));
-    EXPECT_EQ("0000", Hex(ConstBytes(heartbeat).subspan(5, 2)));
+    EXPECT_EQ("ccdd2104", ToHex(ConstBytes(heartbeat).first(4)));
+    EXPECT_EQ("0000", ToHex(ConstBytes(heartbeat).subspan(5, 2)));
     EXPECT_EQ(heartbeat[4],
               static_cast<std::uint8_t>(heartbeat[7] + heartbeat[8] + heartbeat[9] + heartbeat[10]));
     EXPECT_NEAR(static_cast<double>(time(nullptr)), ByteReader(ConstBytes(heartbeat).subspan(7)).U32(), 60);
@@ -200,8 +153,8 @@ TEST_F(Session, ARefusalOrANetErrorEndsTheAttempt) {
     peer.join();
     EXPECT_TRUE(LinkError());
     EXPECT_FALSE(Registered());
-    EXPECT_EQ("101\n", ReadText("/tmp/plugstatus"));
+    EXPECT_EQ("101\n", ReadFile("/tmp/plugstatus"));
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

@@ -3,29 +3,27 @@
 
 #include <sys/stat.h>
 
-#include "core/log.h"
+#include <filesystem>
+
+#include "bench/sandbox.h"
+#include "core/paths.h"
 #include "core/profile.h"
 #include "core/status_file.h"
-#include "fixtures.h"
+#include "support/sandbox.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
 
-using test::Contains;
-using test::ReadText;
-using test::WriteText;
-
-class SettingsFile : public testing::Test {
+class SettingsFile : public Sandbox {
   protected:
     ServerChoice Init(const std::string& text) {
-        WriteText(folder_.File("plug.conf"), text);
-        NewProgramProfile(folder_.File("plug.conf").c_str(), "");
+        WriteFile(kDefaultProfilePath, text);
+        NewProgramProfile("", kDefaultProfilePath);
         ServerChoice choice{};
-        said_ = test::Stderr([&] { choice = InitProtool(); });
+        said_ = LogOf([&] { choice = InitProtool(); });
         return choice;
     }
 
-    test::TempFolder folder_;
     std::string said_;
 };
 
@@ -73,11 +71,7 @@ TEST_F(SettingsFile, AServerWithoutComIsTestMode) {
 }
 
 TEST_F(SettingsFile, RunModeUsesTheServersThatResolve) {
-    // A network of one's own without any interface, and a hosts file with two names in it.
-    ASSERT_EQ(0, unshare(CLONE_NEWNS | CLONE_NEWNET)) << "private namespaces need root";
-    ASSERT_EQ(0, mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr));
-    WriteText(folder_.File("hosts"), "192.0.2.1 one.com\n192.0.2.2 two.org\n");
-    ASSERT_EQ(0, mount(folder_.File("hosts").c_str(), "/etc/hosts", nullptr, MS_BIND, nullptr));
+    bench::ReplaceHosts("192.0.2.1 one.com\n192.0.2.2 two.org\n");
     SetLogMask(kAllLevels);
     constexpr struct {
         const char *server1, *server2;
@@ -106,17 +100,18 @@ TEST_F(SettingsFile, RunModeUsesTheServersThatResolve) {
         EXPECT_TRUE(Contains(said_, row.said)) << said_;
     }
     // Without a file the default names are looked up.
-    NewProgramProfile(folder_.File("none").c_str(), "");
-    EXPECT_TRUE(Contains(test::Stderr([] { EXPECT_EQ(ServerChoice::kNone, InitProtool()); }),
+    NewProgramProfile("/tmp/none", "");
+    EXPECT_TRUE(Contains(LogOf([] { EXPECT_EQ(ServerChoice::kNone, InitProtool()); }),
                          "DNS resolve addres1 error !!!\n"));
     EXPECT_TRUE(PlatformSettings().run_mode);
 }
 
-TEST(StatusFile, HoldsThreeDigitsAndANewline) {
-    ASSERT_NO_FATAL_FAILURE(test::EnterPrivateTmp());
+class StatusFile : public Sandbox {};
+
+TEST_F(StatusFile, HoldsThreeDigitsAndANewline) {
     SetLogMask(0);
     umask(0);
-    WriteText("/tmp/plugstatus", "something longer that was there");
+    WriteFile("/tmp/plugstatus", "something longer that was there");
     constexpr std::pair<Status, const char*> kCodes[] = {
         {Status::kRegistering, "001\n"},    {Status::kRegistered, "002\n"},
         {Status::kLoggedIn, "003\n"},       {Status::kForcedDisconnect, "005\n"},
@@ -125,7 +120,7 @@ TEST(StatusFile, HoldsThreeDigitsAndANewline) {
     };
     for (const auto& [status, text] : kCodes) {
         EXPECT_EQ(0, WriteStatus(status));
-        EXPECT_EQ(text, ReadText("/tmp/plugstatus"));
+        EXPECT_EQ(text, ReadFile("/tmp/plugstatus"));
     }
 
     std::filesystem::remove("/tmp/plugstatus");
@@ -136,11 +131,11 @@ TEST(StatusFile, HoldsThreeDigitsAndANewline) {
 
     // A link that someone planted is not followed.
     std::filesystem::remove("/tmp/plugstatus");
-    WriteText("/tmp/victim", "precious");
+    WriteFile("/tmp/victim", "precious");
     std::filesystem::create_symlink("/tmp/victim", "/tmp/plugstatus");
     EXPECT_EQ(-1, WriteStatus(Status::kLoggedIn));
-    EXPECT_EQ("precious", ReadText("/tmp/victim"));
+    EXPECT_EQ("precious", ReadFile("/tmp/victim"));
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

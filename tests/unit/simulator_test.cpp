@@ -1,5 +1,4 @@
 // The simulated router, through the SDK's own functions and its state file.
-#include <gtest/gtest.h>
 #include <router_sdk.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,13 +10,14 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/text.h"
+
+namespace plug::test {
 namespace {
 
 constexpr int kBadState = 101;
@@ -31,28 +31,18 @@ constexpr std::uint8_t kStranger[6] = {1, 2, 3, 4, 5, 6};
 
 class Simulator : public testing::Test {
   protected:
-    Simulator() {
-        char folder[] = "/tmp/simulator_test.XXXXXX";
-        folder_ = mkdtemp(folder);
-        Use("router.json");
-    }
-    ~Simulator() override { std::filesystem::remove_all(folder_); }
+    Simulator() { Use("router.json"); }
 
-    std::string Path(const std::string& name) const { return folder_ + "/" + name; }
+    std::string Path(const std::string& name) const { return folder_.path() + "/" + name; }
 
     void Use(const std::string& name) {
         file_ = Path(name);
         setenv("ROUTER_SIM", file_.c_str(), 1);
     }
 
-    void Write(const std::string& json) const { std::ofstream(file_) << json; }
+    void Write(const std::string& json) const { WriteFile(file_, json); }
 
-    static std::string Read(const std::string& path) {
-        std::ifstream in(path);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-
-    std::string folder_;
+    const bench::TemporaryFolder folder_;
     std::string file_;
 };
 
@@ -145,7 +135,7 @@ TEST_F(Simulator, SetsAreWrittenBack) {
     ASSERT_EQ(0, set_led_switch(0));
     ASSERT_EQ(0, set_ssid_switch(5, 1));
     ASSERT_EQ(0, restart());
-    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder_), {}) - 1)
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder_.path()), {}) - 1)
         << "only a lock beside it";
 
     // A copy is read afresh.
@@ -291,7 +281,7 @@ get_dev_speed(01:02:03:04:05:06, -1) = 0
 set_dev_access_control({"mac":"00:00:5E:00:53:B1","name":"pc","link":0,"band":0,"by_name":false,"access":true,)"
               R"("rssi":0,"address":"192.168.1.20"}) = 0
 )",
-              Read(Path("calls.log")));
+              ReadFile(Path("calls.log")));
 }
 
 TEST_F(Simulator, ListsReportMoreThanTheyWrite) {
@@ -351,15 +341,15 @@ TEST_F(Simulator, AFileThatCannotBeUsedFailsTheCallAndSaysSoOnce) {
     for (const std::string& file : files) {
         SCOPED_TRACE(file.substr(0, 80));
         Write(file);
-        testing::internal::CaptureStderr();
+        CaptureLog();
         Filled<lan_cfg, 1> lan;
         EXPECT_EQ(kBadState, get_lan_cfg(lan.items.data()));
         EXPECT_EQ(kBadState, get_lan_cfg(lan.items.data()));
         EXPECT_TRUE(lan.UntouchedFrom(0));
         EXPECT_EQ(0, get_wan_num());
-        const std::string said = testing::internal::GetCapturedStderr();
+        const std::string said = CapturedLog();
         EXPECT_EQ(1, std::count(said.begin(), said.end(), '\n')) << said;
-        EXPECT_EQ(file, Read(file_)) << "a person's file is left alone";
+        EXPECT_EQ(file, ReadFile(file_)) << "a person's file is left alone";
     }
     Write(R"({"lan": {"address": "192.168.1.1"}})");
     lan_cfg lan;
@@ -367,9 +357,9 @@ TEST_F(Simulator, AFileThatCannotBeUsedFailsTheCallAndSaysSoOnce) {
 
     // Sets, too, leave alone what they cannot understand.
     Write("{");
-    testing::internal::CaptureStderr();
+    CaptureLog();
     EXPECT_EQ(kBadState, set_led_switch(1));
-    EXPECT_EQ("{", Read(file_));
+    EXPECT_EQ("{", ReadFile(file_));
     Write(R"({"switches": 12, "memory": {"use_percent": 65536}, "cpu": {"use_percent": -1}})");
     EXPECT_EQ(kBadState, set_led_switch(1));
     std::uint16_t percent = 9;
@@ -378,7 +368,7 @@ TEST_F(Simulator, AFileThatCannotBeUsedFailsTheCallAndSaysSoOnce) {
     EXPECT_EQ(9, percent);
     Use("no/such/folder.json");
     EXPECT_EQ(kBadState, get_mem_use(&percent));
-    testing::internal::GetCapturedStderr();
+    CapturedLog();
 }
 
 TEST_F(Simulator, AChangeThatCannotBeSavedDidNotHappen) {
@@ -387,9 +377,9 @@ TEST_F(Simulator, AChangeThatCannotBeSavedDidNotHappen) {
     EXPECT_EQ(2, get_wan_num()) << "read once, and old enough to be kept";
     const std::string draft = file_ + "." + std::to_string(getpid()) + ".tmp";
     std::filesystem::create_directory(draft);
-    testing::internal::CaptureStderr();
+    CaptureLog();
     EXPECT_EQ(kNotSaved, set_name("after"));
-    testing::internal::GetCapturedStderr();
+    CapturedLog();
     char name[32];
     EXPECT_EQ(0, get_name(name));
     EXPECT_STREQ("before", name);
@@ -457,3 +447,4 @@ TEST_F(Simulator, ThreadsAndProcessesLoseNoWrites) {
 }
 
 }  // namespace
+}  // namespace plug::test

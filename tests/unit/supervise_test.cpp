@@ -5,19 +5,15 @@
 
 #include <csignal>
 
-#include "fakes/sandbox.h"
+#include "support/sandbox.h"
 
+namespace plug::test {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 class Supervise : public Sandbox {
   protected:
-    void SetUp() override {
-        Sandbox::SetUp();
-        if (IsSkipped()) return;
-        ASSERT_EQ(0, mkfifo("/tmp/gate", 0600));
-        shell_ = Read("/bin/sh");
+    Supervise() {
+        EXPECT_EQ(0, mkfifo("/tmp/gate", 0600));
         Restore();
     }
     void TearDown() override { Stop(); }
@@ -26,17 +22,17 @@ class Supervise : public Sandbox {
     void Restore() {
         for (const char* left : {"/tmp/plug_download", "/tmp/plugstatus", "/tmp/agent.old", "/tmp/runs"})
             unlink(left);
-        Write("/tmp/agent", shell_ + "A");
+        WriteFile("/tmp/agent", shell_ + "A");
         chmod("/tmp/agent", 0755);
     }
 
     // Starts the supervisor; its agent notes each run and its version, then does what the script of that
     // version says.
     void Start(const std::string& script_a, const std::string& script_b = "") {
-        Write("/tmp/script",
-              "version=$(tail -c 1 /proc/$$/exe)\necho \"$version $*\" >>/tmp/runs\n"
-              "if [ $version = A ]; then\n:\n" +
-                  script_a + "\nelse\n:\n" + script_b + "\nfi\n");
+        WriteFile("/tmp/script",
+                  "version=$(tail -c 1 /proc/$$/exe)\necho \"$version $*\" >>/tmp/runs\n"
+                  "if [ $version = A ]; then\n:\n" +
+                      script_a + "\nelse\n:\n" + script_b + "\nfi\n");
         supervisor_ = fork();
         if (supervisor_ != 0) return;
         execl("/bin/sh", "sh", PLUG_SUPERVISE, "/tmp/agent", "/tmp/script", "-f", "file", nullptr);
@@ -52,13 +48,7 @@ class Supervise : public Sandbox {
         return status;
     }
 
-    static Lines Runs() {
-        Lines runs;
-        const std::string text = Read("/tmp/runs");
-        for (std::size_t at = 0, end = 0; (end = text.find('\n', at)) != text.npos; at = end + 1)
-            runs.push_back(text.substr(at, end - at));
-        return runs;
-    }
+    static Lines Runs() { return ReadLines("/tmp/runs"); }
     static void WaitForRuns(const Lines& expected) {
         WaitUntil([&] { return Runs().size() >= expected.size(); });
         EXPECT_EQ(expected, Runs());
@@ -70,28 +60,28 @@ class Supervise : public Sandbox {
                "echo 004 >/tmp/plugstatus; exit 255; }\nread line </tmp/gate";
     }
 
-    std::string shell_;
+    const std::string shell_ = ReadFile("/bin/sh");
     pid_t supervisor_ = 0;
 };
 
 TEST_F(Supervise, InstallsAnUpdateAtOnce) {
     Program("sleep");
-    Write("/tmp/new", shell_ + "B");
+    WriteFile("/tmp/new", shell_ + "B");
     Start(UpdateOnce(), "read line </tmp/gate");
     WaitForRuns({"A -f file", "B -f file"});
-    EXPECT_TRUE(shell_ + "A" == Read("/tmp/agent.old"));
-    EXPECT_TRUE(shell_ + "B" == Read("/tmp/agent"));
+    EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent.old"));
+    EXPECT_TRUE(shell_ + "B" == ReadFile("/tmp/agent"));
     for (const char* gone : {"/tmp/plug_download", "/tmp/plugstatus", "/tmp/agent.new", "/tmp/agent.keep"})
         EXPECT_NE(0, access(gone, F_OK)) << gone;
-    EXPECT_EQ(Lines{}, Calls()) << "without a pause";
+    EXPECT_EQ(Lines{}, ProgramCalls()) << "without a pause";
     EXPECT_EQ(0, Stop());
 }
 
 TEST_F(Supervise, AnUpdateThatDiesEarlyGivesWay) {
-    Write("/tmp/new", shell_ + "B");
+    WriteFile("/tmp/new", shell_ + "B");
     Start(UpdateOnce(), "exit 1");
     WaitForRuns({"A -f file", "B -f file", "A -f file"});
-    EXPECT_TRUE(shell_ + "A" == Read("/tmp/agent"));
+    EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent"));
 }
 
 TEST_F(Supervise, RefusesWhatIsNoProgramForThisMachine) {
@@ -111,14 +101,14 @@ TEST_F(Supervise, RefusesWhatIsNoProgramForThisMachine) {
         unlink("/tmp/updated");
         unlink("/tmp/new");
         if (content == "link") {
-            Write("/tmp/elsewhere", shell_ + "B");
+            WriteFile("/tmp/elsewhere", shell_ + "B");
             ASSERT_EQ(0, symlink("/tmp/elsewhere", "/tmp/new"));
         } else {
-            Write("/tmp/new", content);
+            WriteFile("/tmp/new", content);
         }
         Start(UpdateOnce());
         WaitForRuns({"A -f file", "A -f file"});
-        EXPECT_TRUE(shell_ + "A" == Read("/tmp/agent"));
+        EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent"));
         EXPECT_NE(0, access("/tmp/agent.old", F_OK));
         EXPECT_NE(0, access("/tmp/agent.new", F_OK));
         EXPECT_EQ(0, Stop());
@@ -128,19 +118,20 @@ TEST_F(Supervise, RefusesWhatIsNoProgramForThisMachine) {
 TEST_F(Supervise, StartsLaterAndLaterWhileTheAgentDiesEarly) {
     Program("sleep", "[ \"$1\" -lt 60 ] || read line </tmp/gate");
     Start("exit 255");
-    WaitUntil([] { return Calls().size() == 7; });
+    WaitUntil([] { return ProgramCalls().size() == 7; });
     EXPECT_EQ(
         (Lines{"sleep [1]", "sleep [2]", "sleep [4]", "sleep [8]", "sleep [16]", "sleep [32]", "sleep [60]"}),
-        Calls());
+        ProgramCalls());
     EXPECT_EQ(0, Stop()) << "a signal ends the pause";
 
     // One that lasts is started again after a second.
-    unlink("/tmp/calls");
+    ForgetProgramCalls();
     setenv("PLUG_EARLY", "0", 1);
-    Program("sleep", "[ \"$(wc -l </tmp/calls)\" -lt 4 ] || read line </tmp/gate");
+    Program("sleep", "[ \"$(wc -l </tmp/program_calls)\" -lt 4 ] || read line </tmp/gate");
     Start("exit 255");
-    WaitUntil([] { return Calls().size() == 4; });
-    EXPECT_EQ(Lines(4, "sleep [1]"), Calls());
+    WaitUntil([] { return ProgramCalls().size() == 4; });
+    EXPECT_EQ(Lines(4, "sleep [1]"), ProgramCalls());
 }
 
 }  // namespace
+}  // namespace plug::test

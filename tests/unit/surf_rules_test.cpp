@@ -1,28 +1,20 @@
 // The access windows: their table, their commands and what the scheduler makes of them.
 #include "rules/surf_rules.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
 #include <map>
 #include <random>
 #include <thread>
 
-#include "core/log.h"
-#include "core/paths.h"
-#include "core/profile.h"
 #include "platform/link_state.h"
-#include "platform/settings.h"
 #include "rules/eaccess.h"
 #include "rules/surf_schedule.h"
 #include "support/home.h"
+#include "support/sandbox.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using namespace plug_test;
-using Calls = std::vector<std::string>;
 
 constexpr char kMac[] = "00:00:5E:00:53:B1";
 
@@ -59,10 +51,7 @@ int Delete(const std::string& mac, const std::string& days, const std::string& s
     return Command(Element("0", mac, days, start, stop));
 }
 
-class SurfRules : public testing::Test {
-  protected:
-    SurfRules() { EnterPrivateTmp(); }
-};
+class SurfRules : public Sandbox {};
 
 TEST_F(SurfRules, WindowsArriveUnderTheirDays) {
     EXPECT_EQ(0, Add(kMac, "5x31", "08:00", "9:30"));
@@ -87,15 +76,15 @@ TEST_F(SurfRules, EveryCode) {
         for (std::size_t i = 0; i < 6; ++i) {
             if (i != missing) element += (element.empty() ? "\"" : ",\"") + keys[i] + "\":\"1\"";
         }
-        testing::internal::CaptureStderr();
+        CaptureLog();
         EXPECT_EQ(3 + static_cast<int>(missing),
                   Command(Element("1", "first", std::to_string(missing + 1), "1:00", "2:00") + ",{" +
                           element + "}," + Element("1", "third", "1234567", "1:00", "2:00")));
-        EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("Wrong surf rule param"));
+        EXPECT_TRUE(Contains(CapturedLog(), "Wrong surf rule param"));
         EXPECT_EQ("1:0-2:0 ", WindowsOf("first|" + std::to_string(missing + 1)));
         EXPECT_EQ("none", WindowsOf("third|1"));
     }
-    testing::internal::CaptureStderr();
+    CaptureLog();
     EXPECT_EQ(1, ParseSurfRulesParam(nullptr));
     EXPECT_EQ(2, ParseSurfRulesParam("{"));
     EXPECT_EQ(0, ParseSurfRulesParam("{}"));
@@ -104,9 +93,9 @@ TEST_F(SurfRules, EveryCode) {
     EXPECT_EQ(4, Add(std::string(254, 'm'), "1", "1:00", "2:00"));
     EXPECT_EQ(0, Add(std::string(253, 'm'), "1", "1:00", "2:00"));
     EXPECT_EQ("1:0-2:0 ", WindowsOf(std::string(253, 'm') + "|1"));
-    const std::string log = testing::internal::GetCapturedStderr();
+    const std::string log = CapturedLog();
     for (const char* text : {"Json is null.", "Parse json failed.", "MAC of 254 characters refused"})
-        EXPECT_NE(std::string::npos, log.find(text)) << text;
+        EXPECT_TRUE(Contains(log, text)) << text;
 }
 
 TEST_F(SurfRules, AnUnusableElementHoldsTheCommandUntilTheLinkGoes) {
@@ -155,7 +144,7 @@ TEST_F(SurfRules, TheTableCountsInsertionsNotEntries) {
 
 TEST_F(SurfRules, BucketsAndPrefixes) {
     SetLogMask(kAllLevels);
-    testing::internal::CaptureStderr();
+    CaptureLog();
     const Guard guard(SurfRuleMutex());
     // "ab" is 97 * 31 + 98 = 3105, that is bucket 33; a first byte of 0xE4 counts as -28, that is bucket 484.
     hash_table_insert("ab", {1, 2, 3, 4});
@@ -164,10 +153,10 @@ TEST_F(SurfRules, BucketsAndPrefixes) {
     EXPECT_EQ(nullptr, hash_table_lookup("b"));
     hash_table_insert("", {1, 0, 2, 0});
     hash_table_print();
-    const std::string log = testing::internal::GetCapturedStderr();
+    const std::string log = CapturedLog();
     for (const char* text :
          {"mab exist!\n", "m33=>\n", "m484=>\n", "m0=>\n", "mab\n", "mSTART 1:2 STOP 3:4 \n"})
-        EXPECT_NE(std::string::npos, log.find(text)) << text;
+        EXPECT_TRUE(Contains(log, text)) << text;
 
     // Longer keys of the same bucket find a stored prefix; the later entry lies in front.
     std::string longer;
@@ -194,7 +183,7 @@ TEST_F(SurfRules, ListsOfWindows) {
     const RuleWindow first{8, 0, 9, 0};
     const RuleWindow second{22, 0, 6, 0};
     const RuleWindow third{12, 0, 12, 0};
-    testing::internal::CaptureStderr();
+    CaptureLog();
     EXPECT_EQ(nullptr, rule_node_init(nullptr, nullptr));
     EXPECT_EQ(nullptr, rule_node_insert(nullptr, nullptr));
     EXPECT_EQ(nullptr, rule_node_delete(nullptr, &first));
@@ -204,10 +193,10 @@ TEST_F(SurfRules, ListsOfWindows) {
     for (const RuleWindow& window : {first, second, third, first, second})
         list = rule_node_insert(list, &window);
     EXPECT_EQ(list, rule_node_delete(list, nullptr));
-    const std::string log = testing::internal::GetCapturedStderr();
+    const std::string log = CapturedLog();
     for (const char* text :
          {"rule empty! \n", "pNode is empty! \n", "rules empty! \n", "rule is nothing! \n"})
-        EXPECT_NE(std::string::npos, log.find(text)) << text;
+        EXPECT_TRUE(Contains(log, text)) << text;
 
     EXPECT_EQ(1, rule_node_exist(list, third));
     EXPECT_EQ(0, rule_node_exist(list, {8, 0, 9, 1}));
@@ -232,9 +221,9 @@ class Schedule : public SurfRules {
         now.minute = minute;
         surf_rule_func(now);
     }
-    static Calls Switches() { return TakeCalls({"set_dev_access_control"}); }
+    static Lines Switches() { return TakeSdkCalls({"set_dev_access_control"}); }
     /// The call that switches device B1.
-    static Calls SwitchTo(const std::string& access, const std::string& by_name = "true") {
+    static Lines SwitchTo(const std::string& access, const std::string& by_name = "true") {
         return {
             R"(set_dev_access_control({"mac":"00:00:5E:00:53:B1","name":"pc","link":0,"band":0,"by_name":)" +
             by_name + R"(,"access":)" + access + R"(,"rssi":0,"address":"192.168.1.20"}) = 0)"};
@@ -272,9 +261,9 @@ TEST_F(Schedule, APassThatFailsIsSkipped) {
     EXPECT_TRUE(Switches().empty()) << "an empty list";
     failing.faults = R"("get_devs_cfg": 5)";
     failing.Write();
-    testing::internal::CaptureStderr();
+    CaptureLog();
     At(1, 8, 0);
-    EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("get_devs_cfg failed\n"));
+    EXPECT_TRUE(Contains(CapturedLog(), "get_devs_cfg failed\n"));
     EXPECT_TRUE(Switches().empty());
     failing.faults.clear();
     failing.counts = R"("get_devs_cfg": 300)";
@@ -288,34 +277,31 @@ TEST_F(Schedule, TheLastWindowOfADayGivesAccessBack) {
     Add(kMac, "1", "08:00", "09:00");
     Add(kMac, "1", "10:00", "11:00");
     At(1, 8, 0);
-    TakeCalls();
+    TakeSdkCalls();
     Delete(kMac, "1", "08:00", "09:00");
-    EXPECT_TRUE(TakeCalls().empty()) << "a window is left";
+    EXPECT_TRUE(TakeSdkCalls().empty()) << "a window is left";
     Delete(kMac, "1", "10:00", "11:30");
     EXPECT_EQ("10:0-11:0 ", WindowsOf(std::string(kMac) + "|1")) << "another window";
     Delete(kMac, "1", "10:00", "11:00");
-    EXPECT_EQ((Calls{"get_dev_cfg(00:00:5E:00:53:B1) = 0", SwitchTo("true").front()}), TakeCalls());
+    EXPECT_EQ((Lines{"get_dev_cfg(00:00:5E:00:53:B1) = 0", SwitchTo("true").front()}), TakeSdkCalls());
     EXPECT_EQ("none", WindowsOf(std::string(kMac) + "|1"));
 
     // A device that has its access is left alone; a day without windows is an error, and so is a fault no
     // reason to keep the key.
     Add(kMac, "2", "08:00", "09:00");
     EXPECT_EQ(0, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
-    EXPECT_EQ(Calls{"get_dev_cfg(00:00:5E:00:53:B1) = 0"}, TakeCalls());
-    testing::internal::CaptureStderr();
+    EXPECT_EQ(Lines{"get_dev_cfg(00:00:5E:00:53:B1) = 0"}, TakeSdkCalls());
+    CaptureLog();
     EXPECT_EQ(-1, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
-    EXPECT_NE(std::string::npos,
-              testing::internal::GetCapturedStderr().find("hash node is NULL for 00:00:5E:00:53:B1|2\n"));
+    EXPECT_TRUE(Contains(CapturedLog(), "hash node is NULL for 00:00:5E:00:53:B1|2\n"));
     Add("00:00:5E", "2", "08:00", "09:00");
     EXPECT_EQ(0, del_surf_rule("00:00:5E", 2, {8, 0, 9, 0}));
-    EXPECT_EQ(Calls{"get_dev_cfg(00:00:5E:00:00:00) = 103"}, TakeCalls());
+    EXPECT_EQ(Lines{"get_dev_cfg(00:00:5E:00:00:00) = 103"}, TakeSdkCalls());
     EXPECT_EQ("none", WindowsOf("00:00:5E|2"));
 }
 
 TEST_F(Schedule, InTestModeAccessIsNotByName) {
-    WriteFile(kDefaultProfilePath, "[Protool]\nSERVER1=127.0.0.1\n");
-    NewProgramProfile("", kDefaultProfilePath);
-    ASSERT_EQ(ServerChoice::kBoth, InitProtool());
+    UseProfile("[Protool]\nSERVER1=127.0.0.1\n");
     home_.Write();
     Add(kMac, "1", "08:00", "09:00");
     At(1, 8, 0);
@@ -403,10 +389,10 @@ TEST_F(Schedule, StartsWithoutRulesAndStopsWhileItWaits) {
     SetLogMask(kAllLevels);
     Add(kMac, "1", "08:00", "09:00");
     for (int round = 0; round < 2; ++round) {
-        testing::internal::CaptureStderr();
+        CaptureLog();
         ASSERT_EQ(0, StartEaccess());
         StopEaccess();
-        const std::string log = testing::internal::GetCapturedStderr();
+        const std::string log = CapturedLog();
         std::size_t at = 0;
         for (const char* text :
              {"Rule table init done.\n", "TimeRuleProc return...\n", "Stop Eaccess success !!!!!\n"}) {
@@ -418,4 +404,4 @@ TEST_F(Schedule, StartsWithoutRulesAndStopsWhileItWaits) {
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

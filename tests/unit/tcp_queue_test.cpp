@@ -2,13 +2,10 @@
 #include "platform/tcp_queue.h"
 
 #include "core/log.h"
-#include "fixtures.h"
+#include "support/text.h"
 
-namespace plug {
+namespace plug::test {
 namespace {
-
-using test::FromHex;
-using test::Hex;
 
 // 13 bytes: two of head, four of body.
 constexpr char kFrame[] = "ccdd 34 02 99 0400 1112 21222324";
@@ -17,14 +14,15 @@ class Queue : public testing::Test {
   protected:
     Queue() { SetLogMask(0); }
 
-    static void Push(std::string_view hex) { ASSERT_EQ(0, queue_.Push(FromHex(hex))); }
+    static void Push(std::string_view hex) { ASSERT_EQ(0, queue_.Push(ParseHex(hex))); }
 
     /// The next frame's header fields, head, body and lead word, or "none".
     static std::string Pop() {
         if (queue_.Pop(frame_) != 0) return "none";
         const FrameHeader& header = frame_.header;
         return std::to_string(static_cast<int>(header.type())) + " " + std::to_string(header.checksum) + " " +
-               Hex(frame_.head()) + " " + Hex(frame_.body()) + " " + std::to_string(frame_.body_lead_word);
+               ToHex(frame_.head()) + " " + ToHex(frame_.body()) + " " +
+               std::to_string(frame_.body_lead_word);
     }
 
     static constinit inline ReceiveQueue queue_;
@@ -34,7 +32,7 @@ class Queue : public testing::Test {
 constexpr char kCut[] = "20 153 1112 21222324 8737";
 
 TEST_F(Queue, AFrameIsHandedOverOnceWithItsLastByte) {
-    const auto bytes = FromHex(kFrame);
+    const auto bytes = ParseHex(kFrame);
     for (std::size_t piece = 1; piece <= bytes.size(); ++piece) {
         for (std::size_t at = 0; at < bytes.size(); at += piece) {
             EXPECT_EQ("none", Pop()) << "after " << at << " of " << bytes.size() << " bytes";
@@ -85,8 +83,8 @@ TEST_F(Queue, WhatTheStreamMayHold) {
 }
 
 TEST_F(Queue, TheLargestFrameFits) {
-    std::vector<std::uint8_t> bytes(kMaxFrameSize, 0x5A);
-    const auto header = FromHex("ccdd 14 ff 00 fa1e");  // 7 + 255 + 7930 = 8192
+    ByteVector bytes(kMaxFrameSize, 0x5A);
+    const auto header = ParseHex("ccdd 14 ff 00 fa1e");  // 7 + 255 + 7930 = 8192
     std::copy(header.begin(), header.end(), bytes.begin());
     ASSERT_EQ(0, queue_.Push(ConstBytes(bytes).first(kMaxFrameSize - 1)));
     EXPECT_EQ(-1, queue_.Pop(frame_));
@@ -99,14 +97,14 @@ TEST_F(Queue, TheLargestFrameFits) {
 
 TEST_F(Queue, AChunkThatDoesNotFitIsDroppedWhole) {
     SetLogMask(kDebug);
-    const std::vector<std::uint8_t> chunk(1500);
+    const ByteVector chunk(1500);
     for (int i = 0; i < 136; ++i) ASSERT_EQ(0, queue_.Push(chunk));  // 204000 bytes
-    const std::string said = test::Stderr([&] { EXPECT_EQ(-1, queue_.Push(chunk)); });
-    EXPECT_TRUE(test::Contains(said, "over flow\n\n")) << said;
+    const std::string said = LogOf([&] { EXPECT_EQ(-1, queue_.Push(chunk)); });
+    EXPECT_TRUE(Contains(said, "over flow\n\n")) << said;
     EXPECT_EQ(0, queue_.Push(ConstBytes(chunk).first(787)));
     Push(kFrame);  // the last 13 of 204800
-    EXPECT_EQ("", test::Stderr([&] { EXPECT_EQ(0, queue_.Push({})); }));
-    test::Stderr([&] { EXPECT_EQ(-1, queue_.Push(ConstBytes(chunk).first(1))); });
+    EXPECT_EQ("", LogOf([&] { EXPECT_EQ(0, queue_.Push({})); }));
+    LogOf([&] { EXPECT_EQ(-1, queue_.Push(ConstBytes(chunk).first(1))); });
     EXPECT_EQ(kCut, Pop()) << "with all the junk before it";
     EXPECT_EQ(0, queue_.Push(chunk));
     queue_.Reset();
@@ -115,4 +113,4 @@ TEST_F(Queue, AChunkThatDoesNotFitIsDroppedWhole) {
 }
 
 }  // namespace
-}  // namespace plug
+}  // namespace plug::test

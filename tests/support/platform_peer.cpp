@@ -1,0 +1,48 @@
+#include "support/platform_peer.h"
+
+#include "platform/link_state.h"
+#include "platform/session.h"
+#include "platform/settings.h"
+#include "platform/uplink.h"
+
+namespace plug::test {
+
+PlatformPeer::PlatformPeer(Attach when) {
+    PrepareCipher();
+    SetRouterIdentity(kRouter);
+    if (when == Attach::kAtOnce) Connect();
+}
+
+void PlatformPeer::Connect() {
+    SetLinkHandlers({[](const InboundFrame&) {}, [] {}});
+    if (ServerInit("127.0.0.1", listener_.port(), threads_) != 0) throw std::runtime_error("cannot connect");
+    SetLoggedIn(true);
+}
+
+bench::LinkEvent PlatformPeer::Next() {
+    if (!accepted_) stream_ = listener_.Accept();
+    accepted_ = true;
+    ByteVector frame = stream_.Receive(kFrameHeaderSize);
+    if (frame.size() < kFrameHeaderSize) throw std::runtime_error("the agent sends nothing");
+    const FrameHeader header = ReadFrameHeader(frame);
+    const ByteVector rest = stream_.Receive(header.head_length + std::size_t{header.body_length});
+    frame.insert(frame.end(), rest.begin(), rest.end());
+    bench::LinkEvent event = bench::ReadFrame(PlatformSettings().key, std::move(frame));
+    if (event.kind == bench::EventKind::kBadFrame) throw std::runtime_error("bad frame: " + event.note);
+    return event;
+}
+
+bool PlatformPeer::NothingSent() {
+    SendHeartbeat();
+    return Next().kind == bench::EventKind::kHeartbeat;
+}
+
+InboundFrame PlugDataFrame(MsgType type, std::uint8_t data_type, std::string_view data) {
+    const ByteVector bytes = bench::BuildPlugData(PlatformSettings().key, type, data_type, data);
+    InboundFrame frame;
+    frame.header = ReadFrameHeader(bytes);
+    std::copy(bytes.begin(), bytes.end(), frame.bytes.begin());
+    return frame;
+}
+
+}  // namespace plug::test
