@@ -22,7 +22,6 @@ std::int64_t MonotonicSeconds() {
 CalendarTime LocalCalendar(std::int64_t wall_seconds) {
     const time_t when = static_cast<time_t>(wall_seconds);
     tm local{};
-    tzset();  // the zone may have been set since the last look
     localtime_r(&when, &local);
     return {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
             local.tm_min,         local.tm_sec,     local.tm_wday};
@@ -31,7 +30,6 @@ CalendarTime LocalCalendar(std::int64_t wall_seconds) {
 std::int64_t LocalMidnight(std::int64_t wall_seconds) {
     const time_t when = static_cast<time_t>(wall_seconds);
     tm local{};
-    tzset();  // the zone may have been set since the last look
     localtime_r(&when, &local);
     local.tm_hour = local.tm_min = local.tm_sec = 0;
     local.tm_isdst = -1;  // the night may have changed the clock since
