@@ -15,8 +15,6 @@ constexpr std::uint16_t kMutedFrom = 0x7FFE;  // IDs, counted from 0, that get n
 
 /// An ID that no router answers.
 constexpr CommandHandler kUnsupported = nullptr;
-/// An ID of the table that this version does not serve yet; answered as unsupported.
-constexpr CommandHandler kToCome = nullptr;
 
 struct CommandRow {
     std::uint16_t id;
