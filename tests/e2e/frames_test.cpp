@@ -87,7 +87,8 @@ TEST_F(Frames, ForeignBytesAroundThem) {
     std::uint16_t head = 7;
     while (Command(kCpuUse, head)[4] < 0x40) ++head;
     behind(Join({HugeHeader(), HugeHeader(), ParseHex("ccdd")}), head);
-    EXPECT_GE(CountLog("frame of 65797 bytes refused"), 3);
+    EXPECT_TRUE(
+        WaitUntil([this] { return CountLog("frame of 65797 bytes refused") >= 3; }, Milliseconds(5000)));
     ExpectLogged("frame of 8193 bytes refused");
     // A whole frame of an unknown type, and a largest one whose body is no command.
     behind(ParseHex("ccdd 00 00 00 0300 ccdd14"), 8);
