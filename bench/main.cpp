@@ -100,7 +100,9 @@ int Main(int argc, char** argv) {
     perf->add_option("--idle-seconds", choices.perf.idle_seconds, "how long to watch it idle")
         ->capture_default_str();
     CLI::App* const soak = app.add_subcommand("soak", "load the agent from both sides at once");
-    soak->add_option("--seconds", choices.soak.seconds, "how long")->capture_default_str();
+    soak->add_option("--seconds", choices.soak.seconds, "how long the load takes")->capture_default_str();
+    soak->add_option("--rule-changes", choices.soak.rule_changes, "windows and limits set after it")
+        ->capture_default_str();
     CLI::App* const spread =
         app.add_subcommand("spread", "how evenly the automatic reports of many routers fall over the day");
     spread->add_option("--routers", choices.spread.routers, "how many")->capture_default_str();

@@ -10,7 +10,6 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 #include <thread>
 
@@ -207,15 +206,6 @@ Times EchoRoundTrips(std::size_t size, int count) {
     close(client);
     waitpid(child, nullptr, 0);
     return times;
-}
-
-/// The number behind `label` in a file of "label: number" lines; 0 without one.
-double NumberAfter(const std::string& path, const std::string& label) {
-    std::ifstream file(path);
-    std::string line;
-    while (std::getline(file, line))
-        if (line.starts_with(label)) return std::stod(line.substr(label.size()));
-    return 0;
 }
 
 struct Effort {

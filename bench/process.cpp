@@ -198,6 +198,14 @@ void WriteFile(const std::string& path, const std::string& content) {
     if (!file.flush()) throw SystemError("writing " + path);
 }
 
+double NumberAfter(const std::string& path, const std::string& label) {
+    std::ifstream file(path);
+    std::string line;
+    while (std::getline(file, line))
+        if (line.starts_with(label)) return std::stod(line.substr(label.size()));
+    return 0;
+}
+
 TemporaryFolder::TemporaryFolder() : path_("/tmp/plug-bench-XXXXXX") {
     if (mkdtemp(path_.data()) == nullptr) throw SystemError("making " + path_);
 }

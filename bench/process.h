@@ -79,6 +79,9 @@ bool WaitForFile(const std::string& path, const std::string& content, Millisecon
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);  // throws std::system_error
 
+/// The number behind `label` in a file of "label: number" lines, as those of /proc; 0 without one.
+double NumberAfter(const std::string& path, const std::string& label);
+
 /// A new folder under /tmp that goes with its object.
 class TemporaryFolder {
   public:

@@ -1,10 +1,10 @@
 #include "bench/soak.h"
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 #include "bench/agent_process.h"
+#include "bench/command_table.h"
 #include "bench/local_peer.h"
 #include "bench/text_table.h"
 
@@ -16,6 +16,9 @@ using Clock = std::chrono::steady_clock;
 constexpr Milliseconds kReportPace{12};  // the agent's dispatcher takes a frame every ten
 constexpr auto kConnectionLife = std::chrono::seconds(2);
 constexpr std::uint16_t kCommands[] = {18, 71, 73, 77, 78, 80, 47};
+constexpr Milliseconds kPatience{15000};
+constexpr int kDevices = 200;
+constexpr std::size_t kRulesPerCommand = 20;
 
 struct Load {
     int reports = 0;
@@ -43,21 +46,43 @@ Load Report(LocalPeer& peer, const std::atomic<bool>& done) {
     return load;
 }
 
-double NumberAfter(const std::string& path, const std::string& label) {
-    std::ifstream file(path);
-    std::string line;
-    while (std::getline(file, line))
-        if (line.starts_with(label)) return std::stod(line.substr(label.size()));
-    return 0;
-}
-
-Json Holdings(const char* when, pid_t process) {
+Json Holdings(const std::string& when, pid_t process) {
     const std::string folder = "/proc/" + std::to_string(process);
     const auto entries = std::filesystem::directory_iterator(folder + "/fd");
     return {{"", when},
             {"resident_kib", NumberAfter(folder + "/status", "VmRSS:")},
             {"descriptors", std::distance(begin(entries), end(entries))},
             {"threads", NumberAfter(folder + "/status", "Threads:")}};
+}
+
+Json Window(const char* flag, int change) {
+    const MacAddress mac{0, 0, 0x5E, 0, 0x53, static_cast<std::uint8_t>(change / 2 % kDevices)};
+    return {{"FLAG", flag},     {"MAC", MacText(mac)}, {"DAY", std::to_string(change / 2 % 7 + 1)},
+            {"START", "01:00"}, {"STOP", "05:00"},     {"ALLOW", "0"}};
+}
+
+Json Limit(int change) {
+    const MacAddress mac{0, 0, 0x5E, 0, 0x53, static_cast<std::uint8_t>(change % kDevices)};
+    return {{"FLAG", std::to_string(change % 2)},
+            {"MAC", MacText(mac)},
+            {"UP", std::to_string(change)},
+            {"DOWN", std::to_string(change)}};
+}
+
+/// Makes changes `from` to `to`: a list of windows, each added and removed again, then a list of limits, and
+/// so on. More keys come than the agent's table takes, so the refusals are among them. False when the agent
+/// does not answer.
+bool ChangeRules(Platform& platform, const MacAddress& agent, int from, int to) {
+    for (bool windows = true; from < to; windows = !windows) {
+        Json list = Json::array();
+        for (; from < to && list.size() < kRulesPerCommand; ++from)
+            list.push_back(windows ? Window(from % 2 == 0 ? "1" : "0", from) : Limit(from));
+        const CommandRow& row = *FindCommand(windows ? "windows-set" : "limits-set");
+        const ByteVector parameters = EncodeParameters(row, {"text=" + Json{{"LIST", list}}.dump()});
+        const auto answer = platform.Ask(agent, row.id, parameters, kPatience);
+        if (!answer || answer->result() != 0) return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -88,15 +113,21 @@ int SoakAgent(const SoakOptions& options, Output& output) {
     for (; Clock::now() < end && agent->Running(); ++asked) {
         const auto sent = Clock::now();
         const auto answer = platform.Ask(
-            mac, kCommands[static_cast<std::size_t>(asked) % std::size(kCommands)], {}, Milliseconds(15000));
+            mac, kCommands[static_cast<std::size_t>(asked) % std::size(kCommands)], {}, kPatience);
         slowest = std::max(slowest, std::chrono::duration_cast<Milliseconds>(Clock::now() - sent));
         answered += answer.has_value();
         failed += answer && answer->result() != 0;
     }
     done = true;
     reporter.join();
-    const bool runs = agent->Running() && platform.Ask(mac, 18).has_value();
-    if (runs) holdings.push_back(Holdings("after", agent->pid()));
+    bool runs = agent->Running() && platform.Ask(mac, 18).has_value();
+    if (runs) holdings.push_back(Holdings("after the load", agent->pid()));
+    // The table's own memory comes with the first changes.
+    for (int from = 0, to = options.rule_changes / 10; runs && from < options.rule_changes;
+         from = std::exchange(to, options.rule_changes)) {
+        runs = ChangeRules(platform, mac, from, to);
+        if (runs) holdings.push_back(Holdings("after " + std::to_string(to) + " rule changes", agent->pid()));
+    }
 
     int relayed = 0;
     Cursor all = platform.FromStart();
