@@ -228,9 +228,26 @@ constexpr CommandRow kLocalReports[] = {
     {89, "auto-report", "an automatic report of type 1, 2 or 3", kTypedReport},
 };
 
-template <class Row, std::size_t count, class Matches>
-const Row* Find(const Row (&rows)[count], Matches matches) {
-    const auto found = std::find_if(std::begin(rows), std::end(rows), matches);
+std::uint16_t NumberOf(const CommandRow& row) {
+    return row.id;
+}
+
+std::uint16_t NumberOf(const ReportRow& row) {
+    return row.number;
+}
+
+template <class Row, std::size_t count>
+const Row* Find(const Row (&rows)[count], std::uint16_t number) {
+    const auto found = std::find_if(std::begin(rows), std::end(rows),
+                                    [number](const Row& row) { return NumberOf(row) == number; });
+    return found == std::end(rows) ? nullptr : found;
+}
+
+template <class Row, std::size_t count>
+const Row* Find(const Row (&rows)[count], std::string_view name_or_number) {
+    const auto found = std::find_if(std::begin(rows), std::end(rows), [&](const Row& row) {
+        return row.name == name_or_number || std::to_string(NumberOf(row)) == name_or_number;
+    });
     return found == std::end(rows) ? nullptr : found;
 }
 
@@ -239,52 +256,38 @@ const Row* Find(const Row (&rows)[count], Matches matches) {
 std::span<const CommandRow> CommandRows() {
     return kCommands;
 }
-
-const CommandRow* FindCommand(std::string_view name) {
-    return Find(kCommands,
-                [&](const CommandRow& row) { return row.name == name || std::to_string(row.id) == name; });
+const CommandRow* FindCommand(std::string_view name_or_id) {
+    return Find(kCommands, name_or_id);
 }
-
 const CommandRow* FindCommand(std::uint16_t id) {
-    return Find(kCommands, [&](const CommandRow& row) { return row.id == id; });
+    return Find(kCommands, id);
 }
 
 std::span<const ReportRow> ReportRows() {
     return kReports;
 }
-
 const ReportRow* FindReport(std::string_view name_or_number) {
-    return Find(kReports, [&](const ReportRow& row) {
-        return row.name == name_or_number || std::to_string(row.number) == name_or_number;
-    });
+    return Find(kReports, name_or_number);
 }
-
 const ReportRow* FindReport(std::uint16_t number) {
-    return Find(kReports, [&](const ReportRow& row) { return row.number == number; });
+    return Find(kReports, number);
 }
 
 std::span<const CommandRow> LocalRequests() {
     return kLocalRequests;
 }
-
 const CommandRow* FindLocalRequest(std::string_view name_or_id) {
-    return Find(kLocalRequests, [&](const CommandRow& row) {
-        return row.name == name_or_id || std::to_string(row.id) == name_or_id;
-    });
+    return Find(kLocalRequests, name_or_id);
 }
-
 const CommandRow* FindLocalRequest(std::uint16_t id) {
-    return Find(kLocalRequests, [&](const CommandRow& row) { return row.id == id; });
+    return Find(kLocalRequests, id);
 }
 
 std::span<const CommandRow> LocalReports() {
     return kLocalReports;
 }
-
 const CommandRow* FindLocalReport(std::string_view name_or_id) {
-    return Find(kLocalReports, [&](const CommandRow& row) {
-        return row.name == name_or_id || std::to_string(row.id) == name_or_id;
-    });
+    return Find(kLocalReports, name_or_id);
 }
 
 }  // namespace plug::bench

@@ -34,7 +34,7 @@ struct CommandRow {
 };
 
 std::span<const CommandRow> CommandRows();
-const CommandRow* FindCommand(std::string_view name);
+const CommandRow* FindCommand(std::string_view name_or_id);
 const CommandRow* FindCommand(std::uint16_t id);
 
 /// What is sent unasked: reports by DataType, and answer-shaped replies by function ID.

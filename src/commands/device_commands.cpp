@@ -1,4 +1,6 @@
 // Commands about the devices behind the router. The table runs them under SubdevMutex.
+#include <cstring>
+
 #include "commands/handlers.h"
 #include "commands/parameters.h"
 #include "commands/sdk_records.h"
@@ -29,6 +31,11 @@ void TwoDeviceValues(DeviceValueGetter get_up, DeviceValueGetter get_down, const
 
 void SetDeviceAccess(ByteReader& parameters, Answer& answer) {
     auto device = TakeRecord<dev_cfg>(parameters);
+    if (memchr(device.name, '\0', sizeof device.name) == nullptr) {
+        PLUG_LOG(kErr, "device name without an end refused");
+        answer.Fail(kLocalFailure);
+        return;
+    }
     if (PlatformSettings().run_mode) device.by_name = 1;
     answer.result = SdkCode(set_dev_access_control(&device));
 }

@@ -198,6 +198,7 @@ void LeaveLostLink(Session& session) {
     }
     DeleteHeartbear(session.threads);
     DeleteServer(session.threads);
+    SetLoggedIn(false);  // an ack may have come while the link was taken down
     WriteStatus(Status::kLinkLost);
     Pace(kAfterLossMilliseconds);
 }

@@ -121,7 +121,7 @@ void HandlePlugReply(const InboundFrame& frame) {
     SetAckSeen(true);
     Plaintext plain;
     if (!DecryptUnverified(frame, plain)) return;
-    const DataRecord record = ReadDataRecord(plain.bytes, false);
+    const DataRecord record = ReadDataRecord(plain.padded, false);
     LogReceived(frame, record);
     if (record.declared_length <= kMostUnansweredData) RunPlugCommand(record);
 }

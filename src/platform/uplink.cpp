@@ -11,6 +11,12 @@ namespace {
 
 constexpr char kLogModule[] = "Protool.c";
 
+bool Fits(ConstBytes data) {
+    if (data.size() <= kMaxUpData) return true;
+    PLUG_LOG(kErr, "%zu bytes are too many to send", data.size());
+    return false;
+}
+
 }  // namespace
 
 int SendRouteUpData(ConstBytes head, ConstBytes body, MsgType type, int flag, std::uint8_t checksum) {
@@ -34,7 +40,7 @@ int SendRecord(MsgType type, int flag, ConstBytes head, ConstBytes plain) {
 }
 
 int SendIpUpData(ConstBytes data, std::uint8_t data_type, const MacAddress* address) {
-    if (!LoggedIn() || data.empty() || data.size() > kMaxUpData) return -1;
+    if (!LoggedIn() || data.empty() || !Fits(data)) return -1;
     std::array<std::uint8_t, kMaxFrameSize> plain;
     ByteWriter record(plain);
     WriteDataRecord(record, data_type, address, data);
@@ -46,7 +52,7 @@ int SendIpUpData(ConstBytes data, std::uint8_t data_type, const MacAddress* addr
 
 int SendReplyUpData(std::uint16_t result_code, ConstBytes data, std::uint8_t data_type,
                     const MacAddress* address) {
-    if (!LoggedIn() || data.size() > kMaxUpData) return -1;
+    if (!LoggedIn() || !Fits(data)) return -1;
     const MsgType type = address != nullptr ? MsgType::kFunctionReply : MsgType::kPlugReply;
     std::array<std::uint8_t, sizeof result_code> head_bytes;
     ByteWriter head(head_bytes);

@@ -71,11 +71,8 @@ Command BuildCommand(char operation, const char* chain, std::string_view ip, std
     return command;
 }
 
-void Run(const Command& command) {
-    if (command[0] != '\0') RunShell(command.data());
-}
-
-/// Runs both halves of the rule with one iptables operation: 'A' appends, 'D' deletes.
+/// Runs both halves of the rule with one iptables operation: 'A' appends, 'D' deletes. Neither, when one of
+/// them does not fit its buffer.
 void RunPair(char operation) {
     const std::string_view outside_ip = state.outside_ip.data();
     const std::string_view outside_port = state.outside_port.data();
@@ -87,8 +84,9 @@ void RunPair(char operation) {
                                       outside_ip, outside_port);
     PLUG_LOG(kDebug, " route_cmd1: \n%s", dnat.data());
     PLUG_LOG(kDebug, " route_cmd2: \n%s", snat.data());
-    Run(dnat);
-    Run(snat);
+    if (dnat[0] == '\0' || snat[0] == '\0') return;
+    RunShell(dnat.data());
+    RunShell(snat.data());
 }
 
 /// The key's text into its field. False when it is missing or longer.

@@ -1,6 +1,5 @@
 #include "rules/surf_schedule.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <span>
 
@@ -54,14 +53,13 @@ void surf_rule_func(const CalendarTime& now) {
         return;
     }
     int count = 0;
-    if (SdkCode(get_devs_cfg(devices.data(), &count)) != 0) {
+    if (SdkCode(get_devs_cfg(devices.data(), &count)) != 0 || count < 0 || count > router_room_devices) {
         PLUG_LOG(kErr, "get_devs_cfg failed");
         return;
     }
     PLUG_LOG(kDebug, "Sub dev num:[%d]", count);
     const Guard guard(SurfRuleMutex());
-    const auto filled = static_cast<std::size_t>(std::clamp<int>(count, 0, router_room_devices));
-    for (const dev_cfg& device : std::span(devices).first(filled)) {
+    for (const dev_cfg& device : std::span(devices).first(static_cast<std::size_t>(count))) {
         if (const auto access = DueAccess(now, device); access) SwitchAccess(device, *access);
     }
 }

@@ -66,8 +66,9 @@ int ReadListed() {
 bool Fn39OnlineReport(const dev_cfg& device) {
     const MacAddress mac = std::to_array(device.mac);
     if (Known(mac)) return true;
+    const OnlineReport report = SendOnlineReport(mac, {device.name, sizeof device.name});
     PLUG_LOG(kDebug, "Online subdev:");
-    SendOnlineReport(mac, {device.name, sizeof device.name});
+    PrintOnlineReport(report);
     return Remember(mac);
 }
 

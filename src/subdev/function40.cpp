@@ -68,8 +68,9 @@ void Add(const Device& device) {
 
 void Fn40OnlineReport(Entry& entry) {
     entry.pending = false;
+    const OnlineReport report = SendOnlineReport(entry.mac, {entry.name.data(), entry.name.size()});
     PLUG_LOG(kDebug, "Online subdev:");
-    SendOnlineReport(entry.mac, {entry.name.data(), entry.name.size()});
+    PrintOnlineReport(report);
 }
 
 void Fn40FilterProc() {

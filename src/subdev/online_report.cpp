@@ -11,7 +11,6 @@ namespace plug {
 namespace {
 
 constexpr std::uint8_t kReportType = 40;
-constexpr std::size_t kReportSize = 47;
 constexpr std::size_t kNameSize = 32;
 
 struct OnlineReportState {
@@ -19,12 +18,6 @@ struct OnlineReportState {
     std::atomic<int> round_limit{30};
 };
 constinit OnlineReportState state;
-
-void PrintReport(ConstBytes report) {
-    std::array<char, kReportSize * 3> room;
-    const std::string_view text = HexPairs(report, room);
-    fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
-}
 
 }  // namespace
 
@@ -45,8 +38,8 @@ int OnlineRoundLimit() {
     return state.round_limit;
 }
 
-void SendOnlineReport(const MacAddress& mac, std::string_view name) {
-    std::array<std::uint8_t, kReportSize> bytes;
+OnlineReport SendOnlineReport(const MacAddress& mac, std::string_view name) {
+    OnlineReport bytes;
     ByteWriter report(bytes);
     report.U16(0);
     report.U16(kReportType);
@@ -56,7 +49,14 @@ void SendOnlineReport(const MacAddress& mac, std::string_view name) {
     report.Text(name, kNameSize);
     report.U8(1);  // online
     if (state.on) SendIpUpData(report.written(), kReportType, &RouterMac());
-    if (DebugMode()) PrintReport(report.written());
+    return bytes;
+}
+
+void PrintOnlineReport(const OnlineReport& report) {
+    if (!DebugMode()) return;
+    std::array<char, sizeof(OnlineReport) * 3> room;
+    const std::string_view text = HexPairs(report, room);
+    fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
 }  // namespace plug

@@ -2,6 +2,8 @@
 // under which it is sent. Any thread.
 #pragma once
 
+#include <array>
+
 #include "core/text.h"
 
 namespace plug {
@@ -15,8 +17,10 @@ void SetOnlineReport(bool on, int round_limit);
 bool OnlineReportOn();
 int OnlineRoundLimit();
 
-/// Sends the report of one device while the report is on; `name` is cut at 32 bytes. In debug mode its bytes
-/// are printed on standard error, sent or not.
-void SendOnlineReport(const MacAddress& mac, std::string_view name);
+using OnlineReport = std::array<std::uint8_t, 47>;
+/// Sends the report of one device while the report is on; `name` is cut at 32 bytes. Returns it, sent or not.
+OnlineReport SendOnlineReport(const MacAddress& mac, std::string_view name);
+/// Prints the report on standard error, in debug mode.
+void PrintOnlineReport(const OnlineReport& report);
 
 }  // namespace plug

@@ -269,7 +269,7 @@ TEST_F(Schedule, APassThatFailsIsSkipped) {
     failing.counts = R"("get_devs_cfg": 300)";
     failing.Write();
     At(1, 8, 0);
-    EXPECT_EQ(SwitchTo("false"), Switches()) << "a count past the room";
+    EXPECT_TRUE(Switches().empty()) << "a count past the room";
 }
 
 TEST_F(Schedule, TheLastWindowOfADayGivesAccessBack) {
