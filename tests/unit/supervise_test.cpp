@@ -1,4 +1,5 @@
 // packaging/supervise with fake agents: copies of the shell that run a script, told apart by their last byte.
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,7 +11,8 @@
 namespace plug::test {
 namespace {
 
-class Supervise : public Sandbox {
+// In the shells of Debian and of OpenWrt.
+class Supervise : public Sandbox, public testing::WithParamInterface<const char*> {
   protected:
     Supervise() {
         EXPECT_EQ(0, mkfifo("/tmp/gate", 0600));
@@ -20,7 +22,8 @@ class Supervise : public Sandbox {
 
     // Version A is in place and nothing was downloaded.
     void Restore() {
-        for (const char* left : {"/tmp/plug_download", "/tmp/plugstatus", "/tmp/agent.old", "/tmp/runs"})
+        for (const char* left :
+             {"/tmp/plug_download", "/tmp/plugstatus", "/tmp/agent.old", "/tmp/runs", "/tmp/updated"})
             unlink(left);
         WriteFile("/tmp/agent", shell_ + "A");
         chmod("/tmp/agent", 0755);
@@ -35,13 +38,17 @@ class Supervise : public Sandbox {
                       script_a + "\nelse\n:\n" + script_b + "\nfi\n");
         supervisor_ = fork();
         if (supervisor_ != 0) return;
-        execl("/bin/sh", "sh", PLUG_SUPERVISE, "/tmp/agent", "/tmp/script", "-f", "file", nullptr);
+        if (freopen("/tmp/log", "w", stderr) == nullptr) _exit(126);
+        execlp(GetParam(), "ash", supervise_.c_str(), "/tmp/agent", "/tmp/script", "-f", "file", nullptr);
         _exit(127);
     }
 
     int Stop() {
         if (supervisor_ <= 0) return -1;
         kill(supervisor_, SIGTERM);
+        return WaitForEnd();
+    }
+    int WaitForEnd() {
         int status = 0;
         waitpid(supervisor_, &status, 0);
         supervisor_ = 0;
@@ -61,10 +68,11 @@ class Supervise : public Sandbox {
     }
 
     const std::string shell_ = ReadFile("/bin/sh");
+    std::string supervise_ = PLUG_SUPERVISE;
     pid_t supervisor_ = 0;
 };
 
-TEST_F(Supervise, InstallsAnUpdateAtOnce) {
+TEST_P(Supervise, InstallsAnUpdateAtOnce) {
     Program("sleep");
     WriteFile("/tmp/new", shell_ + "B");
     Start(UpdateOnce(), "read line </tmp/gate");
@@ -77,14 +85,73 @@ TEST_F(Supervise, InstallsAnUpdateAtOnce) {
     EXPECT_EQ(0, Stop());
 }
 
-TEST_F(Supervise, AnUpdateThatDiesEarlyGivesWay) {
+TEST_P(Supervise, AnUpdateIsJudgedByItsOwnFailures) {
+    Program("sleep");
     WriteFile("/tmp/new", shell_ + "B");
-    Start(UpdateOnce(), "exit 1");
-    WaitForRuns({"A -f file", "B -f file", "A -f file"});
-    EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent"));
+    const std::string end_at_first = "[ $(grep -c B /tmp/runs) -gt 3 ] || ";
+    const std::string no_network = "{ echo 102 >/tmp/plugstatus; exit 255; }\n";
+    const std::string stay = "read line </tmp/gate\n";
+    const struct {
+        const char* early;
+        std::string script;
+        int runs;
+        bool back;
+    } cases[] = {
+        {"30", "exit 1", 1, true},
+        {"30", "echo 102 >/tmp/plugstatus; exit 1", 1, true},
+        {"30", end_at_first + no_network + stay, 4, false},
+        {"30", end_at_first + no_network + "echo 001 >/tmp/plugstatus; exit 255", 4, true},
+        {"30", end_at_first + "kill $$\n" + stay, 4, false},
+        {"30", no_network, 10, true},
+        {"0", no_network, 10, true},
+        {"0", end_at_first + "exit 1\n" + stay, 4, false},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(std::string(expected.early) + ": " + expected.script);
+        Restore();
+        setenv("PLUG_EARLY", expected.early, 1);
+        Start(UpdateOnce(), expected.script);
+        Lines runs{"A -f file"};
+        runs.insert(runs.end(), static_cast<std::size_t>(expected.runs), "B -f file");
+        if (expected.back) runs.emplace_back("A -f file");
+        WaitForRuns(runs);
+        EXPECT_TRUE(shell_ + (expected.back ? "A" : "B") == ReadFile("/tmp/agent"));
+        EXPECT_EQ(0, Stop());
+    }
 }
 
-TEST_F(Supervise, RefusesWhatIsNoProgramForThisMachine) {
+TEST_P(Supervise, AnInterruptedUpdateIsDoneAtTheNextStart) {
+    WriteFile("/tmp/new", shell_ + "B");
+    Program("sync", "kill $PPID");
+    Start(UpdateOnce());
+    EXPECT_EQ(0, WaitForEnd());
+    Program("sync");
+    Start("", "read line </tmp/gate");
+    WaitForRuns({"A -f file", "B -f file"});
+    EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent.old"));
+}
+
+TEST_P(Supervise, SaysWhyAnUpdateIsRefused) {
+    Program("cp", "[ \"$2\" != /tmp/agent.new ] && exec /bin/cp \"$@\"");
+    WriteFile("/tmp/new", shell_ + "B");
+    Start(UpdateOnce());
+    WaitForRuns({"A -f file", "A -f file"});
+    EXPECT_TRUE(Contains(ReadFile("/tmp/log"), "cannot be copied beside the agent, the old version stays"));
+}
+
+TEST_P(Supervise, ASignalRightAfterTheStartEndsTheAgentToo) {
+    std::string text = ReadFile(PLUG_SUPERVISE);
+    const std::string start = "\"$@\" &\n";
+    ASSERT_NE(std::string::npos, text.find(start));
+    WriteFile("/tmp/supervise", text.replace(text.find(start), start.size(), start + "kill $$\n"));
+    supervise_ = "/tmp/supervise";
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    Start("read line </tmp/gate");
+    EXPECT_EQ(0, WaitForEnd());
+    EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "an agent is left";
+}
+
+TEST_P(Supervise, RefusesWhatIsNoProgramForThisMachine) {
     std::string other_machine = shell_;
     other_machine[18] = static_cast<char>(other_machine[18] ^ 1);
     std::string other_class = shell_;
@@ -98,7 +165,6 @@ TEST_F(Supervise, RefusesWhatIsNoProgramForThisMachine) {
           shell_.substr(0, 64), other_machine + "B", other_class + "B", object_file + "B", wild_table + "B",
           std::string("link")}) {
         Restore();
-        unlink("/tmp/updated");
         unlink("/tmp/new");
         if (content == "link") {
             WriteFile("/tmp/elsewhere", shell_ + "B");
@@ -111,11 +177,13 @@ TEST_F(Supervise, RefusesWhatIsNoProgramForThisMachine) {
         EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent"));
         EXPECT_NE(0, access("/tmp/agent.old", F_OK));
         EXPECT_NE(0, access("/tmp/agent.new", F_OK));
+        EXPECT_TRUE(
+            Contains(ReadFile("/tmp/log"), content == "link" ? "no download of our own" : "no program"));
         EXPECT_EQ(0, Stop());
     }
 }
 
-TEST_F(Supervise, StartsLaterAndLaterWhileTheAgentDiesEarly) {
+TEST_P(Supervise, StartsLaterAndLaterWhileTheAgentDiesEarly) {
     Program("sleep", "[ \"$1\" -lt 60 ] || read line </tmp/gate");
     Start("exit 255");
     WaitUntil([] { return ProgramCalls().size() == 7; });
@@ -132,6 +200,9 @@ TEST_F(Supervise, StartsLaterAndLaterWhileTheAgentDiesEarly) {
     WaitUntil([] { return ProgramCalls().size() == 4; });
     EXPECT_EQ(Lines(4, "sleep [1]"), ProgramCalls());
 }
+
+INSTANTIATE_TEST_SUITE_P(Shells, Supervise, testing::Values("sh", "busybox"),
+                         [](const auto& shell) { return std::string(shell.param); });
 
 }  // namespace
 }  // namespace plug::test
