@@ -1,15 +1,28 @@
 // packaging/supervise with fake agents: copies of the shell that run a script, told apart by their last byte.
+#include <elf.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "support/sandbox.h"
 
 namespace plug::test {
 namespace {
+
+/// The program as OpenWrt strips it: its file ends with its last segment.
+std::string WithoutSections(std::string file) {
+    auto& head = *reinterpret_cast<Elf64_Ehdr*>(file.data());
+    head.e_shoff = head.e_shentsize = head.e_shnum = head.e_shstrndx = 0;
+    const auto* const segments = reinterpret_cast<const Elf64_Phdr*>(file.data() + head.e_phoff);
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < head.e_phnum; ++i)
+        end = std::max(end, segments[i].p_offset + segments[i].p_filesz);
+    return file.substr(0, end);
+}
 
 // In the shells of Debian and of OpenWrt.
 class Supervise : public Sandbox, public testing::WithParamInterface<const char*> {
@@ -74,15 +87,19 @@ class Supervise : public Sandbox, public testing::WithParamInterface<const char*
 
 TEST_P(Supervise, InstallsAnUpdateAtOnce) {
     Program("sleep");
-    WriteFile("/tmp/new", shell_ + "B");
-    Start(UpdateOnce(), "read line </tmp/gate");
-    WaitForRuns({"A -f file", "B -f file"});
-    EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent.old"));
-    EXPECT_TRUE(shell_ + "B" == ReadFile("/tmp/agent"));
-    for (const char* gone : {"/tmp/plug_download", "/tmp/plugstatus", "/tmp/agent.new", "/tmp/agent.keep"})
-        EXPECT_NE(0, access(gone, F_OK)) << gone;
-    EXPECT_EQ(Lines{}, ProgramCalls()) << "without a pause";
-    EXPECT_EQ(0, Stop());
+    for (const std::string& update : {shell_ + "B", WithoutSections(shell_) + "B"}) {
+        Restore();
+        WriteFile("/tmp/new", update);
+        Start(UpdateOnce(), "read line </tmp/gate");
+        WaitForRuns({"A -f file", "B -f file"});
+        EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent.old"));
+        EXPECT_TRUE(update == ReadFile("/tmp/agent"));
+        for (const char* gone :
+             {"/tmp/plug_download", "/tmp/plugstatus", "/tmp/agent.new", "/tmp/agent.keep"})
+            EXPECT_NE(0, access(gone, F_OK)) << gone;
+        EXPECT_EQ(Lines{}, ProgramCalls()) << "without a pause";
+        EXPECT_EQ(0, Stop());
+    }
 }
 
 TEST_P(Supervise, AnUpdateIsJudgedByItsOwnFailures) {
@@ -160,10 +177,12 @@ TEST_P(Supervise, RefusesWhatIsNoProgramForThisMachine) {
     object_file[16] = 1;
     std::string wild_table = shell_;
     wild_table[47] = static_cast<char>(0x80);
+    std::string stripped_and_cut = WithoutSections(shell_);
+    stripped_and_cut.resize(stripped_and_cut.size() - 100);
     for (const std::string& content :
          {std::string("#!/bin/sh\nexit 1\n"), std::string(), shell_.substr(0, shell_.size() - 100),
           shell_.substr(0, 64), other_machine + "B", other_class + "B", object_file + "B", wild_table + "B",
-          std::string("link")}) {
+          stripped_and_cut, std::string("link")}) {
         Restore();
         unlink("/tmp/new");
         if (content == "link") {
