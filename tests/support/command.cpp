@@ -1,17 +1,40 @@
 #include "support/command.h"
 
+#include <future>
+
 #include "commands/dispatcher.h"
+#include "platform/link_state.h"
 
 namespace plug::test {
 
-ByteVector RunCommand(std::uint8_t id, ConstBytes parameters) {
-    ByteVector command = {0xAB, 0xCD, id, 0, 0, 0, 0, 0, 0, 0};
-    command.insert(command.end(), parameters.begin(), parameters.end());
+std::pair<int, ByteVector> Dispatch(ConstBytes command) {
     ByteVector answer(8192);
-    std::size_t length = 0;
-    EXPECT_EQ(0, ParserProtoolData(command, answer, length));
-    EXPECT_EQ((ByteVector{0xAB, 0xCD, id, 0}), ByteVector(answer.begin(), answer.begin() + 4));
-    return {answer.begin() + 4, answer.begin() + static_cast<std::ptrdiff_t>(length)};
+    std::size_t length = 9999;
+    const int returned = ParserProtoolData(command, answer, length);
+    EXPECT_LE(length, answer.size());
+    answer.resize(std::min(length, answer.size()));
+    return {returned, answer};
+}
+
+ByteVector RunCommand(int id, ConstBytes parameters) {
+    ByteVector command = {0xAB, 0xCD, static_cast<std::uint8_t>(id), 0, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
+    const ByteVector echo(command.begin(), command.begin() + 4);
+    command.insert(command.end(), parameters.begin(), parameters.end());
+    auto [returned, answer] = Dispatch(command);
+    EXPECT_EQ(0, returned) << id;
+    if (answer.empty()) return answer;
+    EXPECT_GE(answer.size(), 6U) << id;
+    EXPECT_TRUE(std::equal(echo.begin(), echo.end(), answer.begin())) << id;
+    return {answer.begin() + 4, answer.end()};
+}
+
+int CodeOfHeld(const std::function<int()>& command) {
+    ClearLinkError();
+    SetLoggedIn(true);
+    std::future<int> code = std::async(std::launch::async, command);
+    EXPECT_EQ(std::future_status::timeout, code.wait_for(std::chrono::milliseconds(30)));
+    RaiseLinkError();
+    return code.get();
 }
 
 }  // namespace plug::test

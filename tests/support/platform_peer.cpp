@@ -32,6 +32,15 @@ bench::LinkEvent PlatformPeer::Next() {
     return event;
 }
 
+void PlatformPeer::ExpectNext(MsgType type, int data_type, std::string_view data) {
+    const bench::LinkEvent frame = Next();
+    EXPECT_EQ(type, frame.header.type());
+    EXPECT_EQ(data_type, frame.data_type);
+    EXPECT_EQ(data, frame.text());
+    const bool addressed = type == MsgType::kAddressedReport || type == MsgType::kFunctionReply;
+    EXPECT_EQ(addressed ? kRouter : MacAddress{}, frame.address);
+}
+
 bool PlatformPeer::NothingSent() {
     SendHeartbeat();
     return Next().kind == bench::EventKind::kHeartbeat;

@@ -21,6 +21,8 @@ class PlatformPeer {
     void Connect();
     /// The next frame of the agent; throws when none comes or it is not sound.
     bench::LinkEvent Next();
+    /// Expects a frame of this type, data type and data next; kRouter in it when it holds an address.
+    void ExpectNext(MsgType type, int data_type, std::string_view data);
     /// True when the agent has sent nothing that was not read: a marker comes next.
     bool NothingSent();
 

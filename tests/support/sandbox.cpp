@@ -42,6 +42,15 @@ void Sandbox::ForgetProgramCalls() {
     unlink(kProgramCalls);
 }
 
+void Sandbox::ExpectLinkIsRefused(const char* path, const std::function<void()>& write) {
+    WriteFile("/tmp/victim", "untouched");
+    unlink(path);
+    ASSERT_EQ(0, symlink("/tmp/victim", path));
+    write();
+    EXPECT_EQ("untouched", ReadFile("/tmp/victim"));
+    unlink(path);
+}
+
 void Sandbox::UseProfile(const std::string& text) {
     WriteFile(kDefaultProfilePath, text);
     NewProgramProfile("", kDefaultProfilePath);

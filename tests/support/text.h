@@ -31,6 +31,10 @@ inline ByteVector ToBytes(std::string_view text) {
 inline std::string HexOf(std::string_view text) {
     return ToHex(AsBytes(text));
 }
+/// The bytes of such a form, as text.
+inline std::string Unhex(std::string_view hex) {
+    return std::string(AsText(ParseHex(hex)));
+}
 inline std::string Field(std::string_view text, std::size_t size) {
     return HexOf(text) + std::string(2 * (size - text.size()), '0');
 }

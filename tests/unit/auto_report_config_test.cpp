@@ -14,34 +14,24 @@
 namespace plug::test {
 namespace {
 
-struct JumpCase {
-    const char* text;
-    int result;
-    int start, end;
-};
-
 TEST(JumpTime, Table) {
-    const JumpCase cases[] = {
+    const struct {
+        const char* text;
+        int result;
+        int start, end;
+    } cases[] = {
         {"23:00-1:00", 0, 82800, 3600},
-        {"1:00-3:00", 0, 3600, 10800},
-        {"01:30-02:30", 0, 5400, 9000},
         {"23:59-0:01", 0, 86340, 60},
-        {"-1:00-3:00", 0, 3600, 10800},
         {"1:00--3:00-5", 0, 3600, 10800},
         {"12:3-1:00", 0, 43200 + (30 + '\0' - '0') * 60, 3600},  // short minutes count the NUL
         {"1:00-1:59", -1, 0, 0},
-        {"1:59-1:00", -1, 0, 0},
         {"1:00", -1, 0, 0},
         {"1:00-", -1, 0, 0},
         {"", -1, 0, 0},
-        {"---", -1, 0, 0},
-        {"100-3:00", -1, 0, 0},
         {"1200-3:00", -1, 0, 0},
-        {"1:00-300", -1, 0, 0},
-        {"1:00-0300", -1, 0, 0},
         {"1:00-003:00", -1, 0, 0},
     };
-    for (const JumpCase& jump : cases) {
+    for (const auto& jump : cases) {
         int start = 0;
         int end = 0;
         EXPECT_EQ(jump.result, jumpTimeToSec(end, start, jump.text)) << jump.text;
@@ -67,36 +57,23 @@ struct TimesCase {
 // Computed with exact fractions and a calendar of another make.
 constexpr TimesCase kTimes[] = {
     {"lowest MAC", kUtc, 1715688000, 0, 5, 1440, 0, 0, "", 1715644800, 1715644800, 0},
-    {"highest MAC, divisible", kUtc, 1715688000, 0xFFFFFF, 5, 1440, 0, 0, "", 1715644800, 1715644800, 0},
     {"highest MAC, most slots", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 0, "", 1715644800,
      1715717277.568800, 0},
     {"no daily report", kUtc, 1715688000, 0xFFFFFF, 20000000, 1439, 0, 0, "", 1715644800, 0, 0},
     {"window from its begin", kUtc, 1715688000, 0, 5, 1440, 0, 0, "23:00-1:00", 1715644800, 1715648400, 0},
-    {"inside the window", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 0, "23:00-1:00", 1715644800,
-     1715720877.568800, 0},
-    {"folded into the window", kUtc, 1715688000, 1234567, 1300000, 1440, 0, 0, "23:00-1:00", 1715644800,
-     1715651251.222154, 0},
     {"folded, platform behind", kUtc, 1715688000, 1234567, 1300000, 1440, 0, -90, "1:00-3:00", 1715644800,
      1715658361.222154, 0},
     {"platform ahead", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 90, "1:00-3:00", 1715644800,
      1715728167.568800, 0},
     {"west", kWest, 1715688000, 0x5E5301, 7, 1440, 30, -90, "", 1715659200, 1715696138.571429,
      1715688681.428571},
-    {"east", kEast, 1715688000, 0x5E5301, 7, 1440, 30, 90, "", 1715637600, 1715674718.571429,
-     1715688861.428571},
-    {"cycle to come", kUtc, 1715644800, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715645185.714286},
     {"29 s late", kUtc, 1715645214, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715645185.714286},
     {"30 s late", kUtc, 1715645215, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715646085.714286},
-    {"30 s late, one-minute cycle", kUtc, 1715644855, 3, 7, -1, 1, 0, "", 1715644800, 0, 1715644945.714286},
     {"a day late", kUtc, 1715731199, 0xFFFFFF, 20000000, -1, 7, -90, "", 1715644800, 0, 1715731582.321515},
     {"noon after the hour was lost", kWest, 1678636800, 0x010203, 1000, 1440, 60, 0, "", 1678597200,
      1678601606.4, 1678636983.6},
-    {"before the hour is lost", kWest, 1678602600, 0x010203, 1000, 1440, 0, 0, "", 1678597200, 1678601606.4,
-     0},
     {"noon after the hour came twice", kWest, 1699203600, 0x010203, 1000, 1440, 60, 0, "", 1699156800,
      1699161206.4, 1699203783.6},
-    {"clock change in the east, window", kEast, 1679824800, 0x010203, 1000, 1440, 0, 0, "1:00-3:00",
-     1679785200, 1679800406.4, 0},
 };
 
 TEST(ReportTimes, AgainstExactArithmetic) {
@@ -179,26 +156,20 @@ TEST_F(AutoReportConfig, SetAddsTheTimes) {
     const double slot = 86400.0 / 20000000 * 0x005301;
     EXPECT_NEAR(static_cast<double>(LocalMidnight(WallSeconds()) + difference) + slot,
                 std::stod(JsonString(json.get(), "dayReportTime")), 1e-3);
+    EXPECT_EQ(500U, Set("{\"referNum\":5,\"filler\":\"" + std::string(600, 'x') + "\"}").size()) << "cut";
 }
 
 TEST_F(AutoReportConfig, Refusals) {
-    const auto with = [](const std::string& members) { return "{" + members + "}"; };
-    const std::string far = "\"timestamp\":" + std::to_string(WallSeconds() + 95);
-    const std::string near = "\"timestamp\":" + std::to_string(WallSeconds());
+    const std::string now = std::to_string(WallSeconds());
+    const std::string far = std::to_string(WallSeconds() + 95);
     for (const std::string& text :
-         {std::string("{"), std::string(1024, ' '), with(""), with("\"referNum\":4"),
-          with("\"referNum\":20000001"), std::string("{\"referNum\":5"),
-          with("\"referNum\":5,\"interval2\":1"), with("\"referNum\":5,\"interval3\":1," + far),
-          with("\"referNum\":5,\"interval2\":1440,\"jumpTime\":\"1:00-1:30\"," + near)}) {
+         {std::string("{"), std::string(1024, ' '), std::string("{}"), std::string(R"({"referNum":4})"),
+          std::string(R"({"referNum":20000001})"), std::string(R"({"referNum":5,"interval2":1})"),
+          R"({"referNum":5,"interval3":1,"timestamp":)" + far + "}",
+          R"({"referNum":5,"interval2":1440,"jumpTime":"1:00-1:30","timestamp":)" + now + "}"})
         EXPECT_EQ(1U, ComF_set_auto_report(text)) << text;
-    }
     EXPECT_FALSE(peer_.Ready());
     EXPECT_EQ(-1, AutoReportIntervals().interval2) << "a refused configuration leaves the settings";
-}
-
-TEST_F(AutoReportConfig, AMessageIsCutAt500Bytes) {
-    const std::string message = Set("{\"referNum\":5,\"filler\":\"" + std::string(600, 'x') + "\"}");
-    EXPECT_EQ(500U, message.size());
 }
 
 TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalAgentTold) {

@@ -16,80 +16,61 @@ namespace plug::test {
 namespace {
 
 TEST(LocalDispatch, ValidationOrder) {
-    const auto handled = [](const ByteVector& frame) {
-        ClearReplyReady();
-        const std::string log = LogOf([&frame] { HandleLocalFrame(frame); });
-        const bool ready = Route_Wait(0);
-        EXPECT_EQ(log.empty(), ready) << log;
-        return log;
-    };
-    ResetDispatch();
-    EXPECT_TRUE(Contains(handled(LocalFrame(88, 1, {})), "Receive length error, length is 14"));
-    EXPECT_TRUE(
-        Contains(handled(LocalFrame(88, 1, ByteVector(8087))), "Receive length error, length is 8101"));
     ByteVector other_head = LocalFrame(88, 1, {0});
     other_head[0] = 0x5B;
-    EXPECT_TRUE(Contains(handled(other_head), "Receive head error."));
-    EXPECT_TRUE(Contains(handled(LocalFrame(88, 0, {0})), "Receive  sequence error.")) << "none came before";
-
     ByteVector bad_sum = LocalFrame(88, 1, {0, 1});
     ++bad_sum[12];
-    EXPECT_TRUE(Contains(handled(bad_sum), "Receive  checkSum error."));
-    EXPECT_TRUE(Contains(handled(LocalFrame(88, 1, {0})), "Receive  sequence error."))
-        << "the bad sum has used it up";
     ByteVector short_frame = LocalFrame(88, 2, {0, 0});
-    short_frame.pop_back();
-    EXPECT_TRUE(Contains(handled(short_frame), "Receive  checkSum error."))
-        << "the sum of what came would be right";
-    for (const std::uint16_t id : std::to_array<std::uint16_t>({0, 6, 69, 87, 90, 996, 1000})) {
-        EXPECT_TRUE(Contains(handled(LocalFrame(id, 100U + id, {0})), "Error funcID")) << id;
+    short_frame.pop_back();  // the sum of what came would be right
+    std::vector<std::pair<ByteVector, const char*>> frames = {
+        {LocalFrame(88, 1, {}), "Receive length error, length is 14"},
+        {LocalFrame(88, 1, ByteVector(8087)), "Receive length error, length is 8101"},
+        {other_head, "Receive head error."},
+        {LocalFrame(88, 0, {0}), "Receive  sequence error."},
+        {bad_sum, "Receive  checkSum error."},
+        {LocalFrame(88, 1, {0}), "Receive  sequence error."},  // the bad sum has used it up
+        {short_frame, "Receive  checkSum error."}};
+    for (const std::uint16_t id : std::to_array<std::uint16_t>({0, 6, 69, 87, 90, 996, 1000}))
+        frames.emplace_back(LocalFrame(id, 100U + id, {0}), "Error funcID");
+    frames.emplace_back(LocalFrame(88, 3, {0}), "");
+    frames.emplace_back(LocalFrame(5, 4, {0}), "");
+    ResetDispatch();
+    for (const auto& [frame, error] : frames) {
+        ClearReplyReady();
+        const std::string log = LogOf([&frame = frame] { HandleLocalFrame(frame); });
+        EXPECT_TRUE(Contains(log, error)) << log;
+        EXPECT_EQ(log.empty(), Route_Wait(0)) << ToHex(ConstBytes(frame).first(14));
+        EXPECT_EQ(log.empty(), *error == '\0') << log;
     }
-    EXPECT_EQ("", handled(LocalFrame(88, 3, {0})));
-    EXPECT_EQ("", handled(LocalFrame(5, 4, {0})));
 }
 
 TEST(LocalReply, Storing) {
     ResetReply();
     LocalReply reply;
-    const auto store = [&reply](const ByteVector& payload) {
+    const auto expect = [&reply](const ByteVector& payload, int result, int length, int first) {
         CommFuncRecv(payload);
         CopyReply(reply);
+        EXPECT_EQ(result, reply.result);
+        EXPECT_EQ(length, reply.length);
+        EXPECT_EQ(first, reply.data[0]);
     };
-    store({0, 7, 8, 9});
-    EXPECT_EQ(0, reply.result);
-    EXPECT_EQ(4, reply.length);
-    EXPECT_EQ(3U, reply.payload().size());
+    expect({0, 7, 8, 9}, 0, 4, 7);
+    EXPECT_EQ("070809", ToHex(reply.payload()));
     EXPECT_EQ(0, reply.data[3]) << "a NUL behind the data";
-    store({5, 1});
-    EXPECT_EQ(5, reply.result);
-    EXPECT_EQ(4, reply.length) << "only the result is new";
-    EXPECT_EQ(7, reply.data[0]);
+    expect({5, 1}, 5, 4, 7);  // only the result is new
     ByteVector largest(4000, 0x11);
     largest[0] = 0;
-    store(largest);
-    EXPECT_EQ(0, reply.result);
-    EXPECT_EQ(4000, reply.length);
+    expect(largest, 0, 4000, 0x11);
     largest.push_back(0);
-    store(largest);
-    EXPECT_EQ(1, reply.result);
-    EXPECT_EQ(4000, reply.length);
-}
-
-TEST(LocalReply, AWaitThatNothingEndsFails) {
-    ResetReply();
-    EXPECT_TRUE(Contains(LogOf([] { EXPECT_FALSE(Route_Wait(1)); }), "ERROR: request timeout!"));
+    expect(largest, 1, 4000, 0x11);
+    EXPECT_TRUE(Contains(LogOf([] {
+                             ClearReplyReady();
+                             EXPECT_FALSE(Route_Wait(1));
+                         }),
+                         "ERROR: request timeout!"));
 }
 
 class CommServer : public LocalServer {};
-
-TEST_F(CommServer, TheSocketIsTheOwnersAlone) {
-    EXPECT_FALSE(LocalClientSeen());
-    const LocalPeer peer = LocalPeer::ConnectServed();
-    struct stat status {};
-    ASSERT_EQ(0, stat("/tmp/CommServer", &status));
-    EXPECT_EQ(0600U | S_IFSOCK, status.st_mode);
-    WaitUntil(LocalClientSeen);
-}
 
 TEST_F(CommServer, WithoutAClientRequestsFailAtOnce) {
     std::uint8_t out = 0xEE;
@@ -126,13 +107,11 @@ TEST_F(CommServer, Requests) {
     LocalReply reply;
     EXPECT_EQ(0U, ComF_get_mesh_topology(reply));
     EXPECT_EQ("topology", AsText(reply.payload()));
-    EXPECT_EQ(71U, ComF_get_mesh_support(out));
-    EXPECT_EQ(72U, ComF_set_mesh_switch(1));
-    EXPECT_EQ(73U, ComF_get_mesh_switch(out));
-    EXPECT_EQ(79U, ComF_get_adj_wifi_info(reply));
-    EXPECT_EQ(80U, ComF_get_bssid(reply));
-    EXPECT_EQ(83U, ComF_trig_onekey_optimize());
-    EXPECT_EQ(85U, ComF_trig_fault_diagnosis());
+    const std::pair<unsigned, unsigned> results[] = {
+        {71, ComF_get_mesh_support(out)},    {72, ComF_set_mesh_switch(1)}, {73, ComF_get_mesh_switch(out)},
+        {79, ComF_get_adj_wifi_info(reply)}, {80, ComF_get_bssid(reply)},   {83, ComF_trig_onekey_optimize()},
+        {85, ComF_trig_fault_diagnosis()}};
+    for (const auto& [expected, result] : results) EXPECT_EQ(expected, result);
 }
 
 TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
@@ -156,17 +135,7 @@ TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
     other.join();
 }
 
-TEST_F(CommServer, StateRequestsAreAnswered) {
-    LocalPeer peer = LocalPeer::ConnectServed();
-    ClearReplyReady();
-    peer.Send(998, ToBytes("x"));
-    ASSERT_TRUE(Route_Wait(200));
-    EXPECT_FALSE(peer.Ready());
-    peer.Send(998, ToBytes("i"));
-    EXPECT_EQ(998, peer.Next()->func_id);
-}
-
-TEST_F(CommServer, OfflineEverythingReceivedIsDiscarded) {
+TEST_F(CommServer, StateRequestsAreAnsweredUnlessOffline) {
     SetLoggedIn(false);
     const LocalPeer peer = LocalPeer::ConnectServed();
     ClearReplyReady();
@@ -175,10 +144,19 @@ TEST_F(CommServer, OfflineEverythingReceivedIsDiscarded) {
     SetLoggedIn(true);
     peer.Send(LocalFrame(998, 7, ToBytes("i")));
     EXPECT_TRUE(Contains(peer.Next()->text(), "online")) << "the discarded one has used up no number";
+    ClearReplyReady();
+    peer.Send(LocalFrame(998, 8, ToBytes("x")));
+    ASSERT_TRUE(Route_Wait(200));
+    EXPECT_FALSE(peer.Ready());
 }
 
 TEST_F(CommServer, ASecondClientIsTurnedAway) {
+    EXPECT_FALSE(LocalClientSeen());
     const LocalPeer first = LocalPeer::ConnectServed();
+    WaitUntil(LocalClientSeen);
+    struct stat status {};
+    ASSERT_EQ(0, stat("/tmp/CommServer", &status));
+    EXPECT_EQ(0600U | S_IFSOCK, status.st_mode) << "the owner's alone";
     const LocalPeer second = LocalPeer::Connect();
     EXPECT_FALSE(second.Next()) << "closed at once";
     EXPECT_EQ(0, ComF_send_pluginstate());

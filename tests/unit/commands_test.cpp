@@ -12,6 +12,7 @@
 
 #include "commands/diagnostics.h"
 #include "platform/session.h"
+#include "support/command.h"
 #include "support/home.h"
 #include "support/sandbox.h"
 
@@ -75,38 +76,9 @@ std::string Repeat(int count, const std::string& item) {
     return "[" + list + "]";
 }
 
-/// What a command gave: the dispatcher's return value and the answer as hexadecimal text.
-struct Given {
-    int returned = 0;
-    std::string answer;
-
-    std::size_t size() const { return answer.size() / 2; }
-    std::string result() const { return answer.size() < 12 ? "none" : answer.substr(8, 4); }
-    std::string payload() const { return answer.substr(std::min<std::size_t>(12, answer.size())); }
-};
-
-std::string CommandHead(int id) {
-    const std::uint8_t head[] = {0xA5, 0x5A, static_cast<std::uint8_t>(id & 0xFF),
-                                 static_cast<std::uint8_t>(id >> 8)};
-    return ToHex(head);
-}
-
-Given RunBytes(const ByteVector& command) {
-    ByteVector answer(8192);
-    std::size_t length = 9999;
-    Given given;
-    given.returned = ParserProtoolData(command, answer, length);
-    EXPECT_LE(length, answer.size());
-    given.answer = ToHex(ConstBytes(answer).first(std::min(length, answer.size())));
-    return given;
-}
-
-Given Command(int id, const std::string& parameters = "") {
-    Given given = RunBytes(ParseHex(CommandHead(id) + "eeeeeeeeeeee" + parameters));
-    if (!given.answer.empty()) {
-        EXPECT_EQ(CommandHead(id), given.answer.substr(0, 8)) << "echo";
-    }
-    return given;
+/// The answer behind its echo, in hexadecimal: result and payload.
+std::string Command(int id, const std::string& parameters = "") {
+    return ToHex(RunCommand(id, ParseHex(parameters)));
 }
 
 class Commands : public Sandbox {
@@ -141,60 +113,53 @@ TEST_F(Commands, EveryAnswerHasItsBytes) {
     const struct {
         int id;
         std::string parameters, payload;
-        std::size_t length;
     } kRows[] = {
-        {1, "", Field("2.4.18", 60) + "14160c1b", 70},
+        {1, "", Field("2.4.18", 60) + "14160c1b"},
         {2, "",
          "010203040506" + Field("SN-1", 64) + Field("Maker", 64) + Field("M-2", 64) + Field("A53", 32) +
-             "04 4605" + Field("DDR3", 24) + "04030201" + Field("Home", 32) + "01 02",
-         301},
-        {3, "0100", wan, 234},
-        {4, "", "0200" + wan + "0200" + std::string(2 * 226, '0'), 464},
-        {5, "0100", "04030201", 10},
-        {6, "0100", "3a000000", 10},
-        {7, "0100", "0504030201 000000", 14},
-        {10, "", "c0a80101 fffffc00 00005e005303", 20},
-        {11, "", "0300", 8},
+             "04 4605" + Field("DDR3", 24) + "04030201" + Field("Home", 32) + "01 02"},
+        {3, "0100", wan},
+        {4, "", "0200" + wan + "0200" + std::string(2 * 226, '0')},
+        {5, "0100", "04030201"},
+        {6, "0100", "3a000000"},
+        {7, "0100", "0504030201 000000"},
+        {10, "", "c0a80101 fffffc00 00005e005303"},
+        {11, "", "0300"},
         {12, "",
          "0300 0101000000000000 0201000000000000 0301000000000000"
-         "0100000000000000 0200000000000000 0300000000000000",
-         56},
-        {13, "", "0200 0100" + FirstSsid() + "0200 0400" + no_ssid + "0500 01" + no_ssid.substr(2), 372},
-        {14, "0500", "01", 7},
-        {16, "0100", FirstSsid(), 126},
-        {18, "", "0b", 7},
-        {20, "", fixed, 27},
-        {21, "", "", 6},
-        {22, "", "0c", 7},
-        {24, "", fixed, 27},
-        {25, "", "", 6},
-        {26, "", "0e 0f 10", 9},
-        {28, "", service_texts, 102},
-        {30, "", "0d", 7},
-        {33, kDesk, "0807060504030201 0700000000000000", 22},
-        {34, kDesk, "0800000000000000 0900000000000000", 22},
-        {36, kDesk, Field("desk", 32), 38},
-        {38, kDesk, Device(), 40},
-        {39, "", "0200" + Device() + "00005e0053b2" + std::string(2 * 28, '0'), 76},
-        {41, kDesk, "0201 0200 0300", 12},
+         "0100000000000000 0200000000000000 0300000000000000"},
+        {13, "", "0200 0100" + FirstSsid() + "0200 0400" + no_ssid + "0500 01" + no_ssid.substr(2)},
+        {14, "0500", "01"},
+        {16, "0100", FirstSsid()},
+        {18, "", "0b"},
+        {20, "", fixed},
+        {21, "", ""},
+        {22, "", "0c"},
+        {24, "", fixed},
+        {25, "", ""},
+        {26, "", "0e 0f 10"},
+        {28, "", service_texts},
+        {30, "", "0d"},
+        {33, kDesk, "0807060504030201 0700000000000000"},
+        {34, kDesk, "0800000000000000 0900000000000000"},
+        {36, kDesk, Field("desk", 32)},
+        {38, kDesk, Device()},
+        {39, "", "0200" + Device() + "00005e0053b2" + std::string(2 * 28, '0')},
+        {41, kDesk, "0201 0200 0300"},
         {42, "",
-         "0200" + Field("Next", 64) + "04030201 00005e0053a1" + Field("", 64) + "24000000 000000000000", 156},
-        {43, "", "0200 00005e0053b6 00005e0053c0", 20},
-        {44, "", "c0000235 c6336435", 14},
-        {47, "", "0302", 8},
-        {48, "", "2900", 8},
-        {49, "", "0300 01 00 01 0200 01 00 01 02 03 04", 19},
-        {54, "", "0000000000000000", 14},
-        {58, "", "0201000000000000 0504030201000000", 22},
-        {60, "", HexOf("123456789012"), 18},
+         "0200" + Field("Next", 64) + "04030201 00005e0053a1" + Field("", 64) + "24000000 000000000000"},
+        {43, "", "0200 00005e0053b6 00005e0053c0"},
+        {44, "", "c0000235 c6336435"},
+        {47, "", "0302"},
+        {48, "", "2900"},
+        {49, "", "0300 01 00 01 0200 01 00 01 02 03 04"},
+        {54, "", "0000000000000000"},
+        {58, "", "0201000000000000 0504030201000000"},
+        {60, "", HexOf("123456789012")},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.id);
-        const Given given = Command(row.id, row.parameters);
-        EXPECT_EQ(0, given.returned);
-        EXPECT_EQ("0000", given.result());
-        EXPECT_EQ(ToHex(ParseHex(row.payload)), given.payload());
-        EXPECT_EQ(row.length, given.size());
+        EXPECT_EQ(ToHex(ParseHex("0000" + row.payload)), Command(row.id, row.parameters));
     }
 }
 
@@ -250,10 +215,7 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.id);
-        const Given given = Command(row.id, row.parameters);
-        EXPECT_EQ(0, given.returned);
-        EXPECT_EQ(row.result, given.result());
-        EXPECT_EQ(6U, given.size());
+        EXPECT_EQ(row.result, Command(row.id, row.parameters));
         EXPECT_EQ(row.calls, Calls());
     }
     Command(2);
@@ -280,20 +242,16 @@ TEST_F(Commands, AFailingSdkGivesItsCode) {
         {2, "", "get_name", 301},
         {3, "0100", "get_wan_cfg", 234},
         {4, "", "get_wans_cfg", 6},
-        {5, "0100", "get_wan_tcp_con_num", 10},
         {7, "0100", "get_wan_receive_bytes", 14},
         {10, "", "get_lan_cfg", 20},
         {13, "", "get_wlans_cfg", 6},
         {14, "0100", "get_ssid_switch", 7},
-        {15, "0100", "set_ssid_switch", 6},
         {16, "0100", "get_ssid_cfg", 126},
         {17, FirstSsid(), "set_ssid_cfg", 6},
         {22, "", "get_led_switch", 7},
-        {23, "01", "set_led_switch", 6},
         {26, "", "get_telnetenable_switch", 9},
         {28, "", "get_telnet_password", 102},
         {32, Device(), "set_dev_access_control", 6},
-        {33, kDesk, "get_dev_ds_bw", 22},
         {34, kDesk, "get_dev_ds_max_bw", 22},
         {35, kDesk, "set_dev_ds_max_bw", 6},
         {36, kDesk, "get_dev_name", 6},
@@ -307,31 +265,28 @@ TEST_F(Commands, AFailingSdkGivesItsCode) {
         {46, "", "set_name", 6},
         {47, "", "get_cpu_use", 8},
         {54, "", "get_duration_time", 14},
-        {55, "", "restart", 6},
         {58, "", "get_flows_down_rate", 22},
         {60, "", "get_router_pin", 18},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.function);
         UseHome("\"faults\": {\"" + row.function + "\": 66051}");  // 0x00010203
-        const Given given = Command(row.id, row.parameters);
-        EXPECT_EQ(0, given.returned);
-        EXPECT_EQ("0302", given.result()) << "the low 16 bits";
-        EXPECT_EQ(row.length, given.size());
+        const std::string answer = Command(row.id, row.parameters);
+        EXPECT_EQ("0302", answer.substr(0, 4)) << "the low 16 bits";
+        EXPECT_EQ(row.length, 4 + answer.size() / 2);
     }
     // What failed travels as zeros, what is beside it as it is; a call that does not count does not show.
     UseHome(R"("faults": {"get_dev_us_bw": 5, "get_ftp_switch": 5, "get_samba_user": 5, "get_cpu_cfg": 5,
                           "get_lan_con_status": 5, "get_lan_port_up_flow": 5, "set_ftp_switch": 5})");
-    EXPECT_EQ("000000000000000000000700000000000000", Command(33, kDesk).answer.substr(8));
-    EXPECT_EQ("0000000f10", Command(26).answer.substr(8));
-    EXPECT_EQ("0000", Command(28).result());
-    EXPECT_EQ(Field("", 16), Command(28).payload().substr(64, 32));
-    EXPECT_EQ(std::string(70, '0'), Command(2).payload().substr(2 * 198, 70));
-    EXPECT_EQ("0300000000020001000102030 4", Command(49).payload().insert(25, " "));
-    EXPECT_EQ(std::string(48, '0'), Command(12).payload().substr(4 + 48));
-    EXPECT_EQ("0000", Command(27, "010101").result());
-    EXPECT_EQ("6700", Command(38, kNobody).result()) << "no such device";
-    EXPECT_EQ("6700" + std::string(456, '0'), Command(3, "0900").answer.substr(8));
+    EXPECT_EQ("000000000000000000000700000000000000", Command(33, kDesk));
+    EXPECT_EQ("0000000f10", Command(26));
+    EXPECT_EQ("0000" + Field("fu", 16) + Field("fp", 16) + Field("", 16), Command(28).substr(0, 100));
+    EXPECT_EQ(std::string(70, '0'), Command(2).substr(4 + 2 * 198, 70));
+    EXPECT_EQ("000003000000000200010001020304", Command(49));
+    EXPECT_EQ(std::string(48, '0'), Command(12).substr(8 + 48));
+    EXPECT_EQ("0000", Command(27, "010101"));
+    EXPECT_EQ("6700", Command(38, kNobody).substr(0, 4)) << "no such device";
+    EXPECT_EQ("6700" + std::string(456, '0'), Command(3, "0900"));
 }
 
 TEST_F(Commands, CountsAreNotTrustedPastTheRoom) {
@@ -369,73 +324,58 @@ TEST_F(Commands, CountsAreNotTrustedPastTheRoom) {
     for (const auto& row : kRows) {
         SCOPED_TRACE(testing::Message() << row.id << " " << row.first.substr(0, 40) << " " << row.length);
         UseHome(row.first);
-        const Given given = Command(row.id);
-        EXPECT_EQ(row.length, given.size());
-        EXPECT_EQ(row.length == 6 ? "0100" : "0000", given.result());
+        const std::string answer = Command(row.id);
+        EXPECT_EQ(row.length, 4 + answer.size() / 2);
+        EXPECT_EQ(row.length == 6 ? "0100" : "0000", answer.substr(0, 4));
     }
     for (const int id : {12, 49}) {
         Calls();
         UseHome(R"("counts": {"get_lan_num": 65535, "get_wan_num": 65535})");
-        EXPECT_EQ(6U, Command(id).size());
+        EXPECT_EQ("0100", Command(id));
         const std::string calls = Calls();
         EXPECT_LT(std::count(calls.begin(), calls.end(), '\n'), 8192 + 16) << "nor is every port asked";
     }
 }
 
 TEST_F(Commands, UnknownAndSilentIds) {
-    for (const int id : {62, 63, 65, 67, 68, 89, 0x100, 0x7FFE}) {
-        SCOPED_TRACE(id);
-        const Given given = Command(id, "0100");
-        EXPECT_EQ(-1, given.returned);
-        EXPECT_EQ(CommandHead(id) + "0700", given.answer);
-    }
-    for (const int id : {0, 0x7FFF, 0x8000, 0xFFFF}) {
-        const Given given = Command(id);
-        EXPECT_EQ(-1, given.returned) << id;
-        EXPECT_EQ("", given.answer) << id;
-    }
-    for (const int id : {40, 81, 84, 86}) {
-        const Given given = Command(id);
-        EXPECT_EQ(0, given.returned) << id;
-        EXPECT_EQ("", given.answer) << id;
-    }
+    const auto given = [](int id) {
+        const std::uint8_t head[] = {0xA5, 0x5A, static_cast<std::uint8_t>(id),
+                                     static_cast<std::uint8_t>(id >> 8)};
+        const auto [returned, answer] = Dispatch(head);
+        EXPECT_TRUE(answer.empty() || ToHex(answer).starts_with(ToHex(head))) << "echo";
+        return std::to_string(returned) + " " + ToHex(answer).substr(answer.empty() ? 0 : 8);
+    };
+    for (const int id : {62, 63, 65, 67, 68, 89, 0x100, 0x7FFE}) EXPECT_EQ("-1 0700", given(id)) << id;
+    for (const int id : {0, 0x7FFF, 0x8000, 0xFFFF}) EXPECT_EQ("-1 ", given(id)) << id;
+    for (const int id : {40, 81, 84, 86}) EXPECT_EQ("0 ", given(id)) << id;
     EXPECT_EQ("", Calls()) << "none of them asks the router";
+    EXPECT_EQ("0 00000c", given(22));
+    const ByteVector shorter = {0xA5, 0x5A, 22};
+    for (std::size_t size = 0; size < shorter.size(); ++size)
+        EXPECT_TRUE(Dispatch(ConstBytes(shorter).first(size)).second.empty()) << size;
 }
 
 TEST_F(Commands, WhatACommandLacksReadsAsZeros) {
     for (const int id : {3, 5, 7, 14, 15, 16, 17, 19, 27, 29, 32, 33, 35, 36, 37, 38, 41, 45, 46, 50}) {
         SCOPED_TRACE(id);
-        const Given zeros = Command(id, std::string(400, '0'));
+        const std::string zeros = Command(id, std::string(400, '0'));
         const std::string calls = Calls();
         for (const char* parameters : {"", "00", "000000", "00000000000000"}) {
-            EXPECT_EQ(zeros.answer, Command(id, parameters).answer);
+            EXPECT_EQ(zeros, Command(id, parameters));
             EXPECT_EQ(calls, Calls());
         }
     }
-    const auto whole = ParseHex(CommandHead(22));
-    for (std::size_t size = 0; size < 3; ++size)
-        EXPECT_EQ("", RunBytes({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)}).answer);
-    EXPECT_EQ(7U, RunBytes(whole).size());
 }
 
-/// Runs every ID with parameters of all kinds; the number of answers that are no answers.
-int Sweep() {
-    int faults = 0;
+/// Runs every ID with parameters of all kinds.
+void Sweep() {
     for (int id = 1; id <= 88; ++id) {
+        if (id == 62 || id == 63 || id == 65 || id == 67 || id == 68) continue;  // there are none
         for (const std::size_t size : {0U, 1U, 5U, 7U, 22U, 120U, 1100U, 8170U}) {
-            for (const char* byte : {"00", "ff", "7b"}) {
-                std::string parameters;
-                for (std::size_t i = 0; i < size; ++i) parameters += byte;
-                const Given given = Command(id, parameters);
-                const bool sound = given.returned == 0 || given.result() == "0700";
-                if (sound && (given.answer.empty() || given.size() >= 6)) continue;
-                ADD_FAILURE() << id << " with " << size << " bytes " << byte << ": " << given.answer;
-                ++faults;
-            }
+            for (const std::uint8_t byte : ByteVector{0, 0xFF, '{'}) RunCommand(id, ByteVector(size, byte));
         }
     }
     StopDiagnostics();  // the sweep has started each of them
-    return faults;
 }
 
 constexpr int kNoNamespaces = 3;
@@ -455,7 +395,16 @@ TEST_F(Commands, NoParametersUpsetAnyId) {
         const pid_t inner = fork();
         if (inner == 0) {
             if (mount("proc", "/proc", "proc", 0, nullptr) != 0) _exit(kNoNamespaces);
-            _exit(Sweep() == 0 ? 0 : 1);
+            Sweep();
+            std::string faults;
+            for (const std::string& call : TakeSdkCalls()) {
+                const std::string function = '"' + call.substr(0, call.find('(')) + "\": 66051";
+                if (!Contains(faults, function)) faults += (faults.empty() ? "" : ",") + function;
+            }
+            EXPECT_LT(60, std::count(faults.begin(), faults.end(), ',')) << "nearly all of the SDK is called";
+            UseHome("\"faults\": {" + faults + "}");
+            Sweep();
+            _exit(HasFailure() ? 1 : 0);
         }
         _exit(ExitStatus(inner));
     }

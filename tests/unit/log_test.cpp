@@ -27,12 +27,8 @@ namespace {
 constexpr char kLogModule[] = "Plug.c";
 
 TEST(Log, OnlyErrorsPrintBeforeTheMaskIsSet) {
-    for (const std::uint32_t level : {kErr, kWarn, kNotice, kInfo, kDebug}) {
-        int result = -1;
-        const std::string said = LogOf([&] { result = LogTest(level); });
-        EXPECT_EQ(level == kErr ? 1 : 0, result);
-        EXPECT_EQ(level == kErr, !said.empty());
-    }
+    for (const std::uint32_t level : {kErr, kWarn, kNotice, kInfo, kDebug})
+        EXPECT_EQ(level != kErr, LogOf([&] { LogTest(level); }).empty());
 }
 
 TEST(Log, ALevelIsASingleBitOfTheMaskWithAName) {
@@ -40,24 +36,18 @@ TEST(Log, ALevelIsASingleBitOfTheMaskWithAName) {
         std::uint32_t mask, level;
         const char* name;  // nullptr: nothing is printed; bit 5 has none
     } kCases[] = {
-        {0, kErr, nullptr},
         {0, kDebug, nullptr},
-        {kErr, kInfo, nullptr},
         {kErr | kDebug, kInfo, nullptr},
         {kAllLevels, kErr, "[ERR]"},
         {kAllLevels, kWarn, "[WARN]"},
         {kAllLevels, kNotice, "[NOTICE]"},
         {kAllLevels, kInfo, "[INFO]"},
         {kAllLevels, kDebug, "[DEBUG]"},
-        {kInfo, kInfo, "[INFO]"},
         {kAllLevels, 0, nullptr},
         {kAllLevels, 3, nullptr},
-        {kAllLevels, 24, nullptr},
         {kAllLevels, 31, nullptr},
-        {kErr, 3, nullptr},
         {63, 32, "[]"},
         {~0U, 64, nullptr},
-        {~0U, 1U << 31, nullptr},
     };
     for (const auto& row : kCases) {
         SCOPED_TRACE(testing::Message() << "mask " << row.mask << " level " << row.level);
@@ -81,12 +71,13 @@ TEST(Log, AnEntryIsStampPlaceAndColouredText) {
     fixed_time = 1709622249;  // 2024-03-05 07:04:09
     SetLogMask(kAllLevels);
     const std::string place = " [Plug.c->LogEntry->" + std::to_string(kEntryLine) + "]-> \x1b[0m";
-    EXPECT_EQ("2024-3-5 07:04:09 [ERR]\x1b[1;31m" + place + "\x1b[1;33m7 of it\n\n\x1b[0m",
-              LogOf([] { LogEntry(kErr); }));
-    EXPECT_EQ("2024-3-5 07:04:09 [INFO]\x1b[1;32m" + place + "\x1b[1;32m7 of it\n\n\x1b[0m",
-              LogOf([] { LogEntry(kInfo); }));
-    EXPECT_EQ("2024-3-5 07:04:09 [DEBUG]\x1b[1;33m" + place + "\x1b[1;33m7 of it\n\n\x1b[0m",
-              LogOf([] { LogEntry(kDebug); }));
+    const std::tuple<LogLevel, const char*, const char*> entries[] = {
+        {kErr, "[ERR]\x1b[1;31m", "\x1b[1;33m"},
+        {kInfo, "[INFO]\x1b[1;32m", "\x1b[1;32m"},
+        {kDebug, "[DEBUG]\x1b[1;33m", "\x1b[1;33m"}};
+    for (const auto& [level, name, colour] : entries)
+        EXPECT_EQ("2024-3-5 07:04:09 " + (name + place) + colour + "7 of it\n\n\x1b[0m",
+                  LogOf([level = level] { LogEntry(level); }));
     fixed_time = 1735689599;  // 2024-12-31 23:59:59, one day later and eight hours east of it
     setenv("TZ", "XYZ-8", 1);
     tzset();

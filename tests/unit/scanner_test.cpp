@@ -1,15 +1,45 @@
+// Who is there: the ARP table, and the report of a scan.
 #include "subdev/scanner.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "subdev/arp_table.h"
+#include "support/command.h"
 #include "support/home.h"
 #include "support/platform_peer.h"
 #include "support/sandbox.h"
 
 namespace plug::test {
 namespace {
+
+TEST(ArpTable, OtherLinesAreNoEntries) {
+    for (const char* line : {
+             "", "\n", "   ", "192.168.1.50 0x1 0x2",
+             "192.168.1.50 0x1 00:00:5e:00:53:ab",         // a token too few
+             "192.168.1.50 0x1 0x2 00:00:5e:00:53:a",      // 16 characters
+             "192.168.1.50 0x1 0x2 00:00:5e:00:53:abc",    // 18
+             "192.168.1.50 0x1 0x2 00:00:5e:00:53:00:53",  // 20
+             "192.168.1.50 0x1 0x2 00-00-5e-00-53-ab",     // 17, no colons
+             "192.168.1.50 0x1 0x2 00:00:5g:00:53:ab",     // 17, no digit
+             "192.168.1.50 0x1 0x2 0:000:5e:00:53:ab",     // 17, no pairs
+             "IP address HW 00:00:5e:00:53:ab",            // the table's own header
+             "192.168.1 0x1 0x2 00:00:5e:00:53:ab", "192.168.1.256 0x1 0x2 00:00:5e:00:53:ab",
+             "192.168.100.1000000 0x1 0x2 00:00:5e:00:53:ab",  // longer than any address
+         }) {
+        EXPECT_FALSE(ParseArpLine(line)) << line;
+    }
+}
+
+TEST(ArpTable, ThePrefixEndsWithTheThirdDot) {
+    EXPECT_EQ("192.168.1.", NetworkPrefix("192.168.1.20"));
+    EXPECT_EQ("0.0.0.", NetworkPrefix("0.0.0.0"));
+    EXPECT_EQ("255.255.255.", NetworkPrefix("255.255.255.255"));
+    EXPECT_EQ("", NetworkPrefix("192.168.1"));
+    EXPECT_EQ("", NetworkPrefix("1920.168.100.1")) << "the third dot is the thirteenth character";
+    EXPECT_EQ("", NetworkPrefix(""));
+}
 
 // Two devices of the SDK and what the kernel knows besides.
 const HomeDevice kDesktop{HomeMac(0xB1), "desktop", "192.168.1.20", true, true, 0x01020304, 0x0A0B0C0D};
@@ -44,39 +74,28 @@ TEST_F(Scanner, ReportByteForByte) {
                   Arp("192.168.1.40", "00:00:00:00:00:00") + Arp("10.0.0.9", "00:00:5e:00:53:c9") +
                   Arp("192.168.1.30", "00:00:5e:00:53:c0") + Arp("192.168.1.31", "incomplete") +
                   Arp("192.168.1.25", "00:00:5E:00:53:B6") + Arp("192.168.1.32", "00:00:5E:00:53:C0"));
-    WriteFile("/tmp/victim", "untouched");
-    ASSERT_EQ(0, symlink("/tmp/victim", "/tmp/tmpSubdev"));
     PlatformPeer peer;
-
-    ASSERT_TRUE(ScanAndReport());
-    const bench::LinkEvent report = peer.Next();
-    EXPECT_EQ(MsgType::kAddressedReport, report.header.type());
-    EXPECT_EQ(63, report.data_type);
-    EXPECT_EQ(kRouter, report.address);
-    EXPECT_EQ(ToHex(ParseHex("00 00 3F 00 00 00 04 00 "
-                             "C0 A8 01 14 00 00 5E 00 53 B1 64 65 73 6B 74 6F 70 00 00 00 00 00 00 00 00 00 "
-                             "04 03 02 01 00 00 00 00 0D 0C 0B 0A 00 00 00 00 01 01 01 "
-                             "C0 A8 01 15 00 00 5E 00 53 B2 73 69 78 74 65 65 6E 20 6C 65 74 74 65 72 73 00 "
-                             "01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 01 01 00 "
-                             "C0 A8 01 1E 00 00 5E 00 53 C0 75 6E 6B 6E 6F 77 6E 2D 64 65 76 69 63 65 00 00 "
-                             "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 01 "
-                             "C0 A8 01 19 00 00 5E 00 53 B6 74 61 62 6C 65 74 20 6F 66 20 74 68 65 20 79 6F "
-                             "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 01")),
-              ToHex(report.data));
-    EXPECT_EQ("untouched", ReadFile("/tmp/victim"));
-    Lines queries = TakeSdkCalls({"get_dev_ds_bw", "get_dev_us_bw"});
+    const std::string listed =
+        "C0A80114 00005E0053B1 6465736B746F7000 0000000000000000 0403020100000000 0D0C0B0A00000000 010101"
+        "C0A80115 00005E0053B2 7369787465656E20 6C65747465727300 0100000000000000 0200000000000000 010100";
+    ExpectLinkIsRefused("/tmp/tmpSubdev", [&] {
+        ASSERT_TRUE(ScanAndReport());
+        peer.ExpectNext(MsgType::kAddressedReport, 63,
+                        Unhex("00003F0000000400" + listed +
+                              "C0A8011E 00005E0053C0 756E6B6E6F776E2D 6465766963650000 0000000000000000 "
+                              "0000000000000000 000101"
+                              "C0A80119 00005E0053B6 7461626C6574206F 66207468652079 6F 0000000000000000 "
+                              "0000000000000000 000101"));
+    });
+    const Lines queries = TakeSdkCalls({"get_dev_ds_bw", "get_dev_us_bw"});
     ASSERT_EQ(4U, queries.size()) << "of listed devices only";
     EXPECT_EQ("get_dev_ds_bw(00:00:5E:00:53:B1) = 0", queries[0]);
     EXPECT_EQ("get_dev_us_bw(00:00:5E:00:53:B1) = 0", queries[1]);
 
     // Counted on; without the file the devices of the SDK still go up.
     Program("grep", "rm -f /tmp/tmpSubdev");
-    CaptureLog();
-    ASSERT_TRUE(ScanAndReport());
-    EXPECT_TRUE(Contains(CapturedLog(), "Unable to open file /tmp/tmpSubdev."));
-    const bench::LinkEvent second = peer.Next();
-    EXPECT_EQ("01003f0000000200", ToHex(ConstBytes(second.data).first(8)));
-    EXPECT_EQ(8U + 2 * 45, second.data.size());
+    EXPECT_TRUE(Contains(LogOf([] { ASSERT_TRUE(ScanAndReport()); }), "Unable to open file /tmp/tmpSubdev."));
+    peer.ExpectNext(MsgType::kAddressedReport, 63, Unhex("01003F0000000200" + listed));
 }
 
 TEST_F(Scanner, TheBlackListCountsInDebugModeOnly) {
@@ -86,10 +105,8 @@ TEST_F(Scanner, TheBlackListCountsInDebugModeOnly) {
     home.Write();
     WriteFile("/tmp/arp", Arp("192.168.1.30", "00:00:5e:00:53:c0"));
     PlatformPeer peer;
-    CaptureLog();
-    ASSERT_TRUE(ScanAndReport());
+    const std::string log = LogOf([] { ASSERT_TRUE(ScanAndReport()); });
     const bench::LinkEvent report = peer.Next();
-    const std::string log = CapturedLog();
     ASSERT_EQ(8U + 3 * 45, report.data.size());
     EXPECT_EQ(0, report.data[8 + 43]);
     EXPECT_EQ(1, report.data[8 + 45 + 43]);
@@ -103,9 +120,7 @@ TEST_F(Scanner, TheBlackListCountsInDebugModeOnly) {
         Home broken = home;
         (std::string_view(state).ends_with("101") ? broken.counts : broken.faults) = state;
         broken.Write();
-        CaptureLog();
-        ASSERT_TRUE(ScanAndReport());
-        EXPECT_TRUE(Contains(CapturedLog(), "get_dev_black_list Error.\n"));
+        EXPECT_TRUE(Contains(LogOf([] { ASSERT_TRUE(ScanAndReport()); }), "get_dev_black_list Error.\n"));
         EXPECT_EQ(1, peer.Next().data[8 + 43]);
     }
 }
@@ -114,40 +129,30 @@ TEST_F(Scanner, AtMost128Devices) {
     WriteFile("/tmp/arp",
               Arp("192.168.1.30", "00:00:5e:00:54:01") + Arp("192.168.1.31", "00:00:5e:00:54:02"));
     PlatformPeer peer;
-    Home{.devices = Devices(127)}.Write();
-    ASSERT_TRUE(ScanAndReport());
-    bench::LinkEvent report = peer.Next();
-    ASSERT_EQ(8U + 128 * 45, report.data.size());
-    EXPECT_EQ(128, report.data[6]);
-    EXPECT_EQ(30, report.data[8 + 127 * 45 + 3]) << "the first of the ARP table";
-
-    Home{.devices = Devices(128)}.Write();
-    ASSERT_TRUE(ScanAndReport());
-    report = peer.Next();
-    ASSERT_EQ(8U + 128 * 45, report.data.size());
-    EXPECT_EQ(1, report.data[8 + 127 * 45 + 42]);
-
+    for (const int count : {127, 128}) {
+        Home{.devices = Devices(count)}.Write();
+        ASSERT_TRUE(ScanAndReport());
+        const bench::LinkEvent report = peer.Next();
+        ASSERT_EQ(8U + 128 * 45, report.data.size());
+        EXPECT_EQ(128, report.data[6]);
+        EXPECT_EQ(count == 127 ? 30 : 20, report.data[8 + 127 * 45 + 3]) << "room for one of the ARP table";
+    }
     Home{.devices = Devices(129)}.Write();
-    CaptureLog();
-    EXPECT_FALSE(ScanAndReport());
-    EXPECT_TRUE(Contains(CapturedLog(), "DeviceNum too large."));
+    EXPECT_TRUE(Contains(LogOf([] { EXPECT_FALSE(ScanAndReport()); }), "DeviceNum too large."));
     EXPECT_TRUE(peer.NothingSent());
 }
 
 TEST_F(Scanner, ThePrefixOutlivesAScan) {
     WriteFile("/tmp/arp", Arp("192.168.1.30", "00:00:5e:00:53:c0"));
     PlatformPeer peer;
-    Home{}.Write();
-    ASSERT_TRUE(ScanAndReport());
-    EXPECT_EQ("00003f0000000000", ToHex(peer.Next().data)) << "no devices, no prefix yet";
-    Home{.devices = {kDesktop}}.Write();
-    ASSERT_TRUE(ScanAndReport());
-    EXPECT_EQ(8U + 2 * 45, peer.Next().data.size());
-    Home{}.Write();
-    ASSERT_TRUE(ScanAndReport());
-    const bench::LinkEvent report = peer.Next();
-    ASSERT_EQ(8U + 45, report.data.size());
-    EXPECT_EQ(30, report.data[8 + 3]);
+    const auto size_with = [&peer](const std::vector<HomeDevice>& devices) {
+        Home{.devices = devices}.Write();
+        EXPECT_TRUE(ScanAndReport());
+        return peer.Next().data.size();
+    };
+    EXPECT_EQ(8U, size_with({})) << "no devices, no prefix yet";
+    EXPECT_EQ(8U + 2 * 45, size_with({kDesktop}));
+    EXPECT_EQ(8U + 45, size_with({}));
 }
 
 TEST_F(Scanner, ATriggerIsServedOnceTheSdkIsBack) {
@@ -155,25 +160,17 @@ TEST_F(Scanner, ATriggerIsServedOnceTheSdkIsBack) {
     const int calls = open(kSdkCallsPath, O_RDWR);
     PlatformPeer peer;
     Home{.devices = {kDesktop}, .faults = R"("get_devs_cfg": 5)"}.Write();
+    ASSERT_EQ(0, StartSubdev());
+    StopSubdev();  // while idle
     CaptureLog();
     ASSERT_EQ(0, StartSubdev());
-    TriggerScan();
+    EXPECT_EQ((ByteVector{0, 0}), RunCommand(64));
     char line[64] = {};
     ASSERT_LT(0, read(calls, line, sizeof line));
     EXPECT_STREQ("get_devs_cfg() = 5\n", line);
     Home{.devices = {kDesktop}}.Write();
     EXPECT_EQ(8U + 45, peer.Next().data.size());
     EXPECT_TRUE(Contains(CapturedLog(), "get_devs_cfg Failed."));
-}
-
-TEST_F(Scanner, StopsWhileIdleAndStartsAgain) {
-    ASSERT_EQ(0, StartSubdev());
-    StopSubdev();
-    PlatformPeer peer;
-    Home{.devices = {kDesktop}}.Write();
-    ASSERT_EQ(0, StartSubdev());
-    TriggerScan();
-    EXPECT_EQ(8U + 45, peer.Next().data.size());
 }
 
 }  // namespace

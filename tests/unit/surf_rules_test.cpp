@@ -2,7 +2,6 @@
 #include "rules/surf_rules.h"
 
 #include <atomic>
-#include <future>
 #include <map>
 #include <random>
 #include <thread>
@@ -10,6 +9,7 @@
 #include "platform/link_state.h"
 #include "rules/eaccess.h"
 #include "rules/surf_schedule.h"
+#include "support/command.h"
 #include "support/home.h"
 #include "support/sandbox.h"
 
@@ -58,15 +58,11 @@ TEST_F(SurfRules, WindowsArriveUnderTheirDays) {
     EXPECT_EQ(0, Add(kMac, "3", "22:00", "6"));
     EXPECT_EQ(0, Add(kMac, "3", "08:00", "09:30"));  // again
     EXPECT_EQ(0, Add(kMac, "0890", "1:00", "2:00"));
-    const char* const expected[] = {"none", "8:0-9:30 ", "none", "8:0-9:30 22:0-6:0 ",
-                                    "none", "8:0-9:30 ", "none", "none",
-                                    "none", "none"};
-    for (int day = 0; day <= 9; ++day)
-        EXPECT_EQ(expected[day], WindowsOf(std::string(kMac) + "|" + std::to_string(day))) << day;
-
     EXPECT_EQ(-1, CommitSurfRule(1, 0, kMac, nullptr, "1:00", "2:00"));
     EXPECT_EQ(0, CommitSurfRule(2, 0, kMac, "2", "1:00", "2:00"));
-    EXPECT_EQ("none", WindowsOf(std::string(kMac) + "|2"));
+    std::string days;
+    for (int day = 0; day <= 9; ++day) days += WindowsOf(kMac + ("|" + std::to_string(day))) + "; ";
+    EXPECT_EQ("none; 8:0-9:30 ; none; 8:0-9:30 22:0-6:0 ; none; 8:0-9:30 ; none; none; none; none; ", days);
 }
 
 TEST_F(SurfRules, EveryCode) {
@@ -86,9 +82,9 @@ TEST_F(SurfRules, EveryCode) {
     }
     CaptureLog();
     EXPECT_EQ(1, ParseSurfRulesParam(nullptr));
-    EXPECT_EQ(2, ParseSurfRulesParam("{"));
-    EXPECT_EQ(0, ParseSurfRulesParam("{}"));
-    EXPECT_EQ(0, Command(""));
+    EXPECT_EQ((ByteVector{2, 0}), RunCommand(69, AsBytes("{")));
+    EXPECT_EQ((ByteVector{4, 0}), RunCommand(69, AsBytes(R"({"LIST":[{"FLAG":"1"}]})")));
+    EXPECT_EQ((ByteVector{0, 0}), RunCommand(69, AsBytes("{}")));
     // A MAC that has no room in a key counts as missing; the longest that has is kept whole.
     EXPECT_EQ(4, Add(std::string(254, 'm'), "1", "1:00", "2:00"));
     EXPECT_EQ(0, Add(std::string(253, 'm'), "1", "1:00", "2:00"));
@@ -99,20 +95,12 @@ TEST_F(SurfRules, EveryCode) {
 }
 
 TEST_F(SurfRules, AnUnusableElementHoldsTheCommandUntilTheLinkGoes) {
-    const std::string third = Element("1", "third", "1", "1:00", "2:00");
-    const std::string elements[] = {
-        Element("2", kMac, "1", "1:00", "2:00"),
-        R"({"FLAG":"1","MAC":"m","DAY":"1","START":"","STOP":"","ALLOW":"yes"})",
-    };
-    for (const std::string& element : elements) {
-        ClearLinkError();
-        SetLoggedIn(true);
-        std::future<int> code =
-            std::async(std::launch::async, [&] { return Command(element + "," + third); });
-        EXPECT_EQ(std::future_status::timeout, code.wait_for(std::chrono::milliseconds(30))) << element;
-        RaiseLinkError();
-        EXPECT_EQ(0, code.get());
-        EXPECT_EQ("none", WindowsOf("third|1"));
+    for (const std::string& element :
+         {Element("2", kMac, "1", "1:00", "2:00"),
+          std::string(R"({"FLAG":"1","MAC":"m","DAY":"1","START":"","STOP":"","ALLOW":"yes"})")}) {
+        EXPECT_EQ(
+            0, CodeOfHeld([&] { return Command(element + "," + Element("1", "n", "1", "1:00", "2:00")); }));
+        EXPECT_EQ("none", WindowsOf("n|1"));
     }
 }
 
@@ -158,15 +146,9 @@ TEST_F(SurfRules, BucketsAndPrefixes) {
          {"mab exist!\n", "m33=>\n", "m484=>\n", "m0=>\n", "mab\n", "mSTART 1:2 STOP 3:4 \n"})
         EXPECT_TRUE(Contains(log, text)) << text;
 
-    // Longer keys of the same bucket find a stored prefix; the later entry lies in front.
-    std::string longer;
-    for (char c = 'A'; c <= 'z' && longer.empty(); ++c) {
-        for (char d = 'A'; d <= 'z'; ++d) {
-            const unsigned hash = ((3105U * 31 + static_cast<unsigned>(c)) * 31) + static_cast<unsigned>(d);
-            if ((hash & 0x1FF) == 33) longer = std::string("ab") + c + d;
-        }
-    }
-    ASSERT_EQ(4U, longer.size());
+    // A longer key of the same bucket finds a stored prefix; the later entry lies in front. "ab" and two more
+    // characters c and d are in it when (3105 * 31 + c) * 31 + d is 33 modulo 512.
+    const std::string longer = "abrr";
     const RuleEntry* const shorter = hash_table_lookup(longer);
     ASSERT_NE(nullptr, shorter);
     EXPECT_EQ("ab", shorter->key);
@@ -183,32 +165,28 @@ TEST_F(SurfRules, ListsOfWindows) {
     const RuleWindow first{8, 0, 9, 0};
     const RuleWindow second{22, 0, 6, 0};
     const RuleWindow third{12, 0, 12, 0};
-    CaptureLog();
-    EXPECT_EQ(nullptr, rule_node_init(nullptr, nullptr));
-    EXPECT_EQ(nullptr, rule_node_insert(nullptr, nullptr));
-    EXPECT_EQ(nullptr, rule_node_delete(nullptr, &first));
-    EXPECT_EQ(-1, rule_node_exist(nullptr, first));
-    EXPECT_EQ(-1, rule_node_match(nullptr, 8, 0));
     RuleNode* list = nullptr;
-    for (const RuleWindow& window : {first, second, third, first, second})
-        list = rule_node_insert(list, &window);
-    EXPECT_EQ(list, rule_node_delete(list, nullptr));
-    const std::string log = CapturedLog();
+    const std::string log = LogOf([&] {
+        EXPECT_EQ(nullptr, rule_node_init(nullptr, nullptr));
+        EXPECT_EQ(nullptr, rule_node_insert(nullptr, nullptr));
+        EXPECT_EQ(nullptr, rule_node_delete(nullptr, &first));
+        EXPECT_EQ(-1, rule_node_exist(nullptr, first));
+        EXPECT_EQ(-1, rule_node_match(nullptr, 8, 0));
+        for (const RuleWindow& window : {first, second, third, first, second})
+            list = rule_node_insert(list, &window);
+        EXPECT_EQ(list, rule_node_delete(list, nullptr));
+    });
     for (const char* text :
          {"rule empty! \n", "pNode is empty! \n", "rules empty! \n", "rule is nothing! \n"})
         EXPECT_TRUE(Contains(log, text)) << text;
-
-    EXPECT_EQ(1, rule_node_exist(list, third));
-    EXPECT_EQ(0, rule_node_exist(list, {8, 0, 9, 1}));
-    const std::tuple<int, int, int> times[] = {{0, 7, 59}, {1, 8, 0},   {1, 9, 0},  {0, 9, 1}, {0, 23, 0},
-                                               {0, 3, 0},  {0, 11, 59}, {1, 12, 0}, {0, 12, 1}};
+    const std::tuple<int, int, int> times[] = {{0, 7, 59}, {1, 8, 0}, {1, 9, 0},  {0, 9, 1},
+                                               {0, 23, 0}, {0, 3, 0}, {1, 12, 0}, {0, 12, 1}};
     for (const auto& [match, hour, minute] : times)
         EXPECT_EQ(match, rule_node_match(list, hour, minute)) << hour << ":" << minute;
     list = rule_node_delete(list, &first);
     EXPECT_EQ(second, list->window) << "a new head";
     list = rule_node_delete(list, &third);
     EXPECT_EQ(nullptr, list->next);
-    EXPECT_EQ(list, rule_node_delete(list, &third));
     EXPECT_EQ(nullptr, rule_node_delete(list, &second));
 }
 
@@ -253,22 +231,18 @@ TEST_F(Schedule, AccessChangesAtTheEdgesOfAWindow) {
 }
 
 TEST_F(Schedule, APassThatFailsIsSkipped) {
-    Home failing = home_;
-    failing.faults = R"("get_devs_cfg": 65536)";  // its low 16 bits are 0
-    failing.Write();
     Add(kMac, "1", "08:00", "09:00");
-    At(1, 8, 0);
-    EXPECT_TRUE(Switches().empty()) << "an empty list";
-    failing.faults = R"("get_devs_cfg": 5)";
-    failing.Write();
-    CaptureLog();
-    At(1, 8, 0);
-    EXPECT_TRUE(Contains(CapturedLog(), "get_devs_cfg failed\n"));
+    const auto said_with = [this](const char* faults, const char* counts) {
+        Home home = home_;
+        home.faults = faults;
+        home.counts = counts;
+        home.Write();
+        return LogOf([] { At(1, 8, 0); });
+    };
+    EXPECT_EQ("", said_with(R"("get_devs_cfg": 65536)", "")) << "its low 16 bits are 0: an empty list";
+    EXPECT_TRUE(Contains(said_with(R"("get_devs_cfg": 5)", ""), "get_devs_cfg failed\n"));
     EXPECT_TRUE(Switches().empty());
-    failing.faults.clear();
-    failing.counts = R"("get_devs_cfg": 300)";
-    failing.Write();
-    At(1, 8, 0);
+    said_with("", R"("get_devs_cfg": 300)");
     EXPECT_TRUE(Switches().empty()) << "a count past the room";
 }
 
@@ -291,9 +265,10 @@ TEST_F(Schedule, TheLastWindowOfADayGivesAccessBack) {
     Add(kMac, "2", "08:00", "09:00");
     EXPECT_EQ(0, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
     EXPECT_EQ(Lines{"get_dev_cfg(00:00:5E:00:53:B1) = 0"}, TakeSdkCalls());
-    CaptureLog();
-    EXPECT_EQ(-1, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
-    EXPECT_TRUE(Contains(CapturedLog(), "hash node is NULL for 00:00:5E:00:53:B1|2\n"));
+    EXPECT_TRUE(Contains(LogOf([] {
+                             EXPECT_EQ(-1, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
+                         }),
+                         "hash node is NULL for 00:00:5E:00:53:B1|2\n"));
     Add("00:00:5E", "2", "08:00", "09:00");
     EXPECT_EQ(0, del_surf_rule("00:00:5E", 2, {8, 0, 9, 0}));
     EXPECT_EQ(Lines{"get_dev_cfg(00:00:5E:00:00:00) = 103"}, TakeSdkCalls());
@@ -367,39 +342,16 @@ TEST_F(Schedule, AWeekAgainstACalendar) {
     EXPECT_LT(10'000, changes) << "the rules say something";
 }
 
-TEST_F(Schedule, CommandsAndPassesDoNotBlockEachOther) {
-    home_.Write();
-    std::atomic<bool> done{false};
-    std::thread scheduler([&done] {
-        while (!done) At(1, 8, 0);
-    });
-    for (int i = 0; i < 100; ++i) {
-        Add(kMac, "1", "08:00", "09:00");
-        Delete(kMac, "1", "08:00", "09:00");
-    }
-    done = true;
-    scheduler.join();
-    Delete(kMac, "1", "08:00", "09:00");
-    dev_cfg device{};
-    ASSERT_EQ(0, get_dev_cfg(&device, HomeMac(0xB1).data()));
-    EXPECT_EQ(1, device.access);
-}
-
 TEST_F(Schedule, StartsWithoutRulesAndStopsWhileItWaits) {
-    SetLogMask(kAllLevels);
     Add(kMac, "1", "08:00", "09:00");
-    for (int round = 0; round < 2; ++round) {
-        CaptureLog();
-        ASSERT_EQ(0, StartEaccess());
+    const std::string log = FullLogOf([] {
+        EXPECT_EQ(0, StartEaccess());
         StopEaccess();
-        const std::string log = CapturedLog();
-        std::size_t at = 0;
-        for (const char* text :
-             {"Rule table init done.\n", "TimeRuleProc return...\n", "Stop Eaccess success !!!!!\n"}) {
-            at = log.find(text, at);
-            ASSERT_NE(std::string::npos, at) << text << log;
-        }
-    }
+    });
+    const std::size_t started = log.find("Rule table init done.\n");
+    const std::size_t ended = log.find("TimeRuleProc return...\n");
+    const std::size_t stopped = log.find("Stop Eaccess success !!!!!\n");
+    EXPECT_TRUE(started < ended && ended < stopped && stopped != std::string::npos) << log;
     EXPECT_EQ("none", WindowsOf(std::string(kMac) + "|1"));
 }
 

@@ -55,15 +55,10 @@ TEST_F(Queue, WhatTheStreamMayHold) {
         {"glued frames", frame + frame + frame, {kCut, kCut, kCut}},
         {"junk before a frame", "00ccee ddcc dd" + frame, {kCut}},
         {"junk longer than the frame", std::string(40, '0') + frame, {kCut}},
-        {"junk between", frame + "0011 dd" + frame, {kCut, kCut}},
-        {"junk only", "00112233445566778899", {}},
-        {"half a magic before the magic", "cc" + frame, {kCut}},
         {"a header only", "ccdd 02 00 00 0000", {"2 0   0"}},
         {"a header less one byte", "ccdd 02 00 00 00", {}},
-        {"three bytes", "ccdd02", {}},
         {"a head only", "ccdd 21 04 14 0000 78563412", {"1 20 78563412  0"}},
         {"a body of one byte has no lead word", "ccdd 14 00 00 0100 ff", {"20 0  ff 0"}},
-        {"a lead word of all ones", "ccdd 03 00 00 0200 ffff", {"3 0  ffff 65535"}},
         {"type bits 0 to 4", "ccdd ff 00 00 0000", {"31 0   0"}},
         {"a magic within a body", "ccdd 14 00 00 0400 ccddccdd" + frame, {"20 0  ccddccdd 56780", kCut}},
         {"a false magic waits for what it announces",
@@ -71,7 +66,6 @@ TEST_F(Queue, WhatTheStreamMayHold) {
          {"1 3 ccdd 3402990400 564"}},
         {"an announced 8193 bytes is no frame", "ccdd 14 00 00 fa1f" + frame, {kCut}},
         {"nor 65535 bytes of body", "ccdd 14 ff 00 ffff" + frame, {kCut}},
-        {"refused headers in a row", "ccddccddccdd ffffff ffffff" + frame, {kCut}},
     };
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.what);
