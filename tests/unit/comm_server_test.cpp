@@ -82,38 +82,6 @@ TEST_F(CommServer, WithoutAClientRequestsFailAtOnce) {
     EXPECT_EQ(1, ComF_send_pluginstate());
 }
 
-TEST_F(CommServer, Requests) {
-    const AnsweringPeer peer([](const LocalPeer::Frame& request) -> ByteVector {
-        switch (request.func_id) {
-            case 70:
-                return {0, static_cast<std::uint8_t>(request.payload.at(0) + 1)};
-            case 74:
-                return {static_cast<std::uint8_t>(request.payload == ByteVector{3} ? 5 : 0)};
-            case 75:
-                return {5};
-            case 78:
-                return ToBytes({"\0topology", 9});
-            default:
-                return {static_cast<std::uint8_t>(request.func_id)};
-        }
-    });
-    std::uint8_t out = 0;
-    EXPECT_EQ(0U, ComF_get_wifi_freqband(6, out));
-    EXPECT_EQ(7, out);
-    EXPECT_EQ(5U, ComF_set_mesh_roaming_switch(3));
-    out = 0;
-    EXPECT_EQ(5U, ComF_get_mesh_roaming_switch(out));
-    EXPECT_EQ(7, out) << "left from the reply before";
-    LocalReply reply;
-    EXPECT_EQ(0U, ComF_get_mesh_topology(reply));
-    EXPECT_EQ("topology", AsText(reply.payload()));
-    const std::pair<unsigned, unsigned> results[] = {
-        {71, ComF_get_mesh_support(out)},    {72, ComF_set_mesh_switch(1)}, {73, ComF_get_mesh_switch(out)},
-        {79, ComF_get_adj_wifi_info(reply)}, {80, ComF_get_bssid(reply)},   {83, ComF_trig_onekey_optimize()},
-        {85, ComF_trig_fault_diagnosis()}};
-    for (const auto& [expected, result] : results) EXPECT_EQ(expected, result);
-}
-
 TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
     const AnsweringPeer peer([](const LocalPeer::Frame& request) -> ByteVector {
         if (request.func_id == 70) return {0, static_cast<std::uint8_t>(request.payload[0] + 1)};

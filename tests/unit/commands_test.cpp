@@ -233,48 +233,35 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
 }
 
 TEST_F(Commands, AFailingSdkGivesItsCode) {
+    const std::string index = "0100";
     const struct {
-        int id;
-        std::string parameters, function;
-        std::size_t length;
+        std::vector<int> ids;
+        std::string parameters;
+        bool has_payload;
     } kRows[] = {
-        {1, "", "get_router_version", 70},
-        {2, "", "get_name", 301},
-        {3, "0100", "get_wan_cfg", 234},
-        {4, "", "get_wans_cfg", 6},
-        {7, "0100", "get_wan_receive_bytes", 14},
-        {10, "", "get_lan_cfg", 20},
-        {13, "", "get_wlans_cfg", 6},
-        {14, "0100", "get_ssid_switch", 7},
-        {16, "0100", "get_ssid_cfg", 126},
-        {17, FirstSsid(), "set_ssid_cfg", 6},
-        {22, "", "get_led_switch", 7},
-        {26, "", "get_telnetenable_switch", 9},
-        {28, "", "get_telnet_password", 102},
-        {32, Device(), "set_dev_access_control", 6},
-        {34, kDesk, "get_dev_ds_max_bw", 22},
-        {35, kDesk, "set_dev_ds_max_bw", 6},
-        {36, kDesk, "get_dev_name", 6},
-        {37, kDesk, "set_dev_name", 6},
-        {38, kDesk, "get_dev_cfg", 6},
-        {39, "", "get_devs_cfg", 6},
-        {42, "", "get_adj_wifi_devs", 6},
-        {43, "", "get_dev_black_list", 6},
-        {44, "", "get_dns", 14},
-        {45, "", "set_dns", 6},
-        {46, "", "set_name", 6},
-        {47, "", "get_cpu_use", 8},
-        {54, "", "get_duration_time", 14},
-        {58, "", "get_flows_down_rate", 22},
-        {60, "", "get_router_pin", 18},
+        {{1, 10, 18, 22, 26, 28, 30, 44, 47, 48, 54, 58, 60}, "", true},
+        {{4, 13, 19, 23, 31, 39, 42, 43, 45, 46, 53, 55, 56, 57, 59}, "", false},
+        {{3, 5, 6, 7, 14, 16}, index, true},
+        {{15}, index, false},
+        {{17}, FirstSsid(), false},
+        {{32}, Device(), false},
+        {{33, 34}, kDesk, true},
+        {{35, 36, 37, 38}, kDesk, false},
     };
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.function);
-        UseHome("\"faults\": {\"" + row.function + "\": 66051}");  // 0x00010203
-        const std::string answer = Command(row.id, row.parameters);
-        EXPECT_EQ("0302", answer.substr(0, 4)) << "the low 16 bits";
-        EXPECT_EQ(row.length, 4 + answer.size() / 2);
+    for (const auto& [ids, parameters, has_payload] : kRows) {
+        for (const int id : ids) {
+            UseHome();
+            const std::size_t size = Command(id, parameters).size();
+            const std::string last = TakeSdkCalls().back();  // the last function that it asks decides
+            SCOPED_TRACE(std::to_string(id) + " " + last);
+            UseHome("\"faults\": {\"" + last.substr(0, last.find('(')) + "\": 66051}");  // 0x00010203
+            const std::string answer = Command(id, parameters);
+            EXPECT_EQ("0302", answer.substr(0, 4)) << "the low 16 bits";
+            EXPECT_EQ(has_payload ? size : 4, answer.size());
+        }
     }
+    UseHome(R"("faults": {"get_name": 5})");
+    EXPECT_EQ("0500", Command(2).substr(0, 4));
     // What failed travels as zeros, what is beside it as it is; a call that does not count does not show.
     UseHome(R"("faults": {"get_dev_us_bw": 5, "get_ftp_switch": 5, "get_samba_user": 5, "get_cpu_cfg": 5,
                           "get_lan_con_status": 5, "get_lan_port_up_flow": 5, "set_ftp_switch": 5})");
@@ -301,7 +288,6 @@ TEST_F(Commands, CountsAreNotTrustedPastTheRoom) {
         {4, R"("counts": {"get_wans_cfg": -1})", 6},
         {39, "\"devices\": " + Repeat(128, "{}"), 8 + 128 * 34},
         {39, "\"devices\": " + Repeat(129, "{}"), 6},
-        {39, R"("counts": {"get_devs_cfg": 2147483647})", 6},
         {39, "\"devices\": []", 8},
         {42, "\"neighbours\": " + Repeat(30, "{}"), 8 + 30 * 74},
         {42, "\"neighbours\": " + Repeat(31, "{}"), 6},
@@ -309,15 +295,12 @@ TEST_F(Commands, CountsAreNotTrustedPastTheRoom) {
         {43, "\"black_list\": " + Repeat(101, "\"01:02:03:04:05:06\""), 6},
         {13, "\"radios\": " + Repeat(8, "{\"ssids\": " + two + "}"), 8 + 8 * 2 + 16 * 120},
         {13, "\"radios\": " + Repeat(9, "{}"), 6},
-        {13, R"("counts": {"get_wlans_cfg": -1})", 6},
         {13, "\"radios\": [{\"ssids\": " + sixteen + "}]", 8 + 2 + 16 * 120},
         {13, "\"radios\": [{\"ssids\": " + Repeat(17, "{}") + "}]", 6},
         {13, "\"radios\": [{\"ssids\": " + sixteen + "}, {\"ssids\": " + two + "}]", 6},
-        {13, "\"radios\": []", 8},
         {12, "\"lan_ports\": []", 8},
         {12, R"("counts": {"get_lan_num": 511})", 8 + 511 * 16},
         {12, R"("counts": {"get_lan_num": 512})", 6},
-        {49, "\"lan_ports\": [], \"wans\": []", 14},
         {49, R"("counts": {"get_lan_num": 8000, "get_wan_num": 178})", 8192},
         {49, R"("counts": {"get_lan_num": 8000, "get_wan_num": 179})", 6},
     };

@@ -26,37 +26,31 @@ namespace {
 
 constexpr char kLogModule[] = "Plug.c";
 
-TEST(Log, OnlyErrorsPrintBeforeTheMaskIsSet) {
-    for (const std::uint32_t level : {kErr, kWarn, kNotice, kInfo, kDebug})
-        EXPECT_EQ(level != kErr, LogOf([&] { LogTest(level); }).empty());
-}
-
 TEST(Log, ALevelIsASingleBitOfTheMaskWithAName) {
-    constexpr struct {
-        std::uint32_t mask, level;
-        const char* name;  // nullptr: nothing is printed; bit 5 has none
-    } kCases[] = {
-        {0, kDebug, nullptr},
-        {kErr | kDebug, kInfo, nullptr},
+    for (const std::uint32_t level : {kErr, kWarn, kNotice, kInfo, kDebug})
+        EXPECT_EQ(level != kErr, LogOf([&] { LogTest(level); }).empty())
+            << "errors only before the mask is set";
+    constexpr std::tuple<std::uint32_t, std::uint32_t, const char*> kCases[] = {
+        // mask, level, name; without one nothing is printed, and bit 5 has none
+        {0, kDebug, ""},
+        {kErr | kDebug, kInfo, ""},
         {kAllLevels, kErr, "[ERR]"},
         {kAllLevels, kWarn, "[WARN]"},
         {kAllLevels, kNotice, "[NOTICE]"},
         {kAllLevels, kInfo, "[INFO]"},
         {kAllLevels, kDebug, "[DEBUG]"},
-        {kAllLevels, 0, nullptr},
-        {kAllLevels, 3, nullptr},
-        {kAllLevels, 31, nullptr},
+        {kAllLevels, 0, ""},
+        {kAllLevels, 3, ""},
         {63, 32, "[]"},
-        {~0U, 64, nullptr},
+        {~0U, 64, ""},
     };
-    for (const auto& row : kCases) {
-        SCOPED_TRACE(testing::Message() << "mask " << row.mask << " level " << row.level);
-        SetLogMask(row.mask);
+    for (const auto& [mask, level, name] : kCases) {
+        SetLogMask(mask);
         int result = -1;
-        const std::string said = LogOf([&] { result = LogTest(row.level); });
-        EXPECT_EQ(row.name != nullptr ? 1 : 0, result);
-        EXPECT_EQ(row.name != nullptr ? row.name : "", said.substr(std::min(said.find('['), said.size())));
-        EXPECT_EQ(row.mask == kAllLevels, DebugMode());
+        const std::string said = LogOf([&, level = level] { result = LogTest(level); });
+        EXPECT_EQ(*name != '\0' ? 1 : 0, result) << mask << " " << level;
+        EXPECT_EQ(name, said.substr(std::min(said.find('['), said.size()))) << mask << " " << level;
+        EXPECT_EQ(mask == kAllLevels, DebugMode());
     }
 }
 

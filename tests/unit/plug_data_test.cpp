@@ -29,21 +29,12 @@ std::string Quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
-// The whole of a firmware file command, one member replaced (or left out by an empty value).
-std::string FirmwareFile(const std::string& replaced = "", const std::string& value = "") {
-    const std::pair<const char*, std::string> members[] = {
-        {"fromVersion", Quoted("1.0")}, {"toVersion", Quoted("2.0")},
-        {"url", Quoted("http://h/f")},  {"fileLength", "66051"},
-        {"checkMethod", "3"},           {"chkSum", Quoted("0123456789abcdef0123456789abcdef")},
-    };
-    std::string json = "{\"x\":0";
-    for (const auto& [key, text] : members) {
-        if (key != replaced)
-            json += std::string(",\"") + key + "\":" + text;
-        else if (!value.empty())
-            json += std::string(",\"") + key + "\":" + value;
-    }
-    return json + "}";
+/// A firmware file command; in place of one of its keys something else, which may end in another key.
+std::string FirmwareFile(const std::string& key = "x", const std::string& replaced = R"("x")") {
+    std::string json =
+        R"({"x":0,"fromVersion":"1.0","toVersion":"2.0","url":"http://h/f","fileLength":66051,)"
+        R"("checkMethod":3,"chkSum":"0123456789abcdef0123456789abcdef"})";
+    return json.replace(json.find(Quoted(key)), key.size() + 2, replaced);
 }
 
 TEST_F(PlugData, ResultsByDataType) {
@@ -182,9 +173,12 @@ TEST_F(PlugData, FirmwareCommandsAreAnswered) {
         {16, R"({"fromVersion":"1","toVersion":"2","url":"u"})", -1, "5", "fileLength error."},
         {16, "[", -1, "-1", "unKnown error."},
         // one character too many
-        {16, FirmwareFile("toVersion", Quoted(std::string(64, 'v'))), -1, "2", "toVersion not support."},
-        {16, FirmwareFile("url", Quoted(std::string(256, 'u'))), -1, "3", "url address error."},
-        {16, FirmwareFile("chkSum", Quoted(std::string(40, 'c'))), -1, "7", "check sum error."},
+        {16, FirmwareFile("toVersion", R"("toVersion":")" + std::string(64, 'v') + R"(","y")"), -1, "2",
+         "toVersion not support."},
+        {16, FirmwareFile("url", R"("url":")" + std::string(256, 'u') + R"(","y")"), -1, "3",
+         "url address error."},
+        {16, FirmwareFile("chkSum", R"("chkSum":")" + std::string(40, 'c') + R"(","y")"), -1, "7",
+         "check sum error."},
         // no updater is there to take it
         {16, FirmwareFile(), -1, "9", "unKnown error."},
     };
@@ -216,7 +210,7 @@ TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
     EXPECT_EQ(Field("0.9", 64) + behind_from, received());
 
     // A shorter text leaves nothing of the longer one before it.
-    EXPECT_EQ(0, ParserPlugData(16, FirmwareFile("url", Quoted("u")).c_str()));
+    EXPECT_EQ(0, ParserPlugData(16, FirmwareFile("url", R"("url":"u","y")").c_str()));
     EXPECT_EQ(Field("u", 256), received().substr(256, 512));
     EXPECT_TRUE(platform_.NothingSent()) << "the updater reports its result later";
 }

@@ -16,83 +16,87 @@ ByteVector Reply(std::size_t size, std::uint8_t count = 0) {
 }
 
 TEST_F(RelayCommands, WithoutALocalAgentTheyFail) {
-    const ByteVector failed = {1, 0};
-    for (const std::uint8_t id : ByteVector{72, 74, 76, 78, 79, 80, 82, 83, 85, 88})
-        EXPECT_EQ(failed, RunCommand(id));
-    for (const std::uint8_t id : ByteVector{70, 71, 73, 75}) EXPECT_EQ((ByteVector{1, 0, 0}), RunCommand(id));
-    EXPECT_EQ(10U, RunCommand(77).size());
+    for (const int id : {72, 74, 76, 78, 79, 80, 82, 83, 85, 88})
+        EXPECT_EQ("0100", ToHex(RunCommand(id))) << id;
+    for (const int id : {70, 71, 73, 75}) EXPECT_EQ("010000", ToHex(RunCommand(id))) << id;
+    EXPECT_EQ("0100" + std::string(16, '0'), ToHex(RunCommand(77)));
 }
 
 TEST_F(RelayCommands, ValuesPassBothWays) {
     const AnsweringPeer peer([](const LocalPeer::Frame& request) -> ByteVector {
+        const ByteVector& sent = request.payload;
+        const auto fine_if = [](bool good) { return ByteVector{static_cast<std::uint8_t>(good ? 0 : 9)}; };
         switch (request.func_id) {
             case 70:
-                return {0, request.payload[0]};
+                return {0, static_cast<std::uint8_t>(sent[0] - 1)};
+            case 74:
+                return fine_if(sent == ByteVector{3});
+            case 76:
+                return fine_if(sent == ByteVector{4, 60});
             case 77:
                 return {0, 201, 202};
-            case 76:
-                return {static_cast<std::uint8_t>(request.payload == ByteVector{4, 60} ? 0 : 9)};
-            case 82: {  // the index as it came, the address in host order
-                const ByteVector& wan = request.payload;
-                return {static_cast<std::uint8_t>(
-                    wan.size() == 228 && wan[0] == 2 && wan[205] == 1 && wan[208] == 192 ? 0 : 9)};
-            }
+            case 82:  // the index as it came, the address in host order
+                return fine_if(sent.size() == 228 && sent[0] == 2 && sent[205] == 1 && sent[208] == 192);
             case 88:
-                return {static_cast<std::uint8_t>(request.payload.size() > 14 ? 3 : 9)};
+                return fine_if(sent.size() > 14);
+            case 71:
+                return {0, 171};
             default:
-                return {0, static_cast<std::uint8_t>(request.func_id)};
+                return {static_cast<std::uint8_t>(request.func_id)};
         }
     });
-    EXPECT_EQ((ByteVector{0, 0, 8}), RunCommand(70, ByteVector{8}));
-    EXPECT_EQ((ByteVector{1, 0, 0}), RunCommand(70, ByteVector{9})) << "no such band";
-    EXPECT_EQ((ByteVector{0, 0, 71}), RunCommand(71));
-    EXPECT_EQ((ByteVector{0, 0}), RunCommand(76, ByteVector{4, 60}));
-    EXPECT_EQ((ByteVector{0, 0, 201, 0, 0, 0, 202, 0, 0, 0}), RunCommand(77));
     ByteVector wan(228);
     wan[0] = 2;
     wan[205] = 192;
     wan[208] = 1;
-    EXPECT_EQ((ByteVector{0, 0}), RunCommand(82, wan));
-    ByteVector settings = ToBytes("..{\"referNum\":5}");
-    settings[0] = 14;
-    settings[1] = 0;
-    EXPECT_EQ((ByteVector{3, 0}), RunCommand(88, settings));
-    settings[1] = 4;
-    EXPECT_EQ((ByteVector{1, 0}), RunCommand(88, settings)) << "1038 bytes are too many";
+    const std::string settings = R"({"referNum":5})";
+    const struct {
+        int id;
+        ByteVector parameters;
+        const char* answer;
+    } kRows[] = {
+        {70, {8}, "000007"},
+        {70, {9}, "010000"},  // no such band
+        {71, {}, "0000ab"},
+        {73, {}, "490000"},
+        {75, {}, "4b0000"},
+        {72, {1}, "4800"},
+        {74, {3}, "0000"},
+        {76, {4, 60}, "0000"},
+        {77, {}, "0000c9000000ca000000"},
+        {78, {}, "4e00"},
+        {79, {}, "4f00"},
+        {80, {}, "5000"},
+        {82, wan, "0000"},
+        {83, {}, "5300"},
+        {85, {}, "5500"},
+        {88, ToBytes(std::string("\x0E\0", 2) + settings), "0000"},
+        {88, ToBytes("\x0E\4" + settings), "0100"},  // 1038 bytes are too many
+    };
+    for (const auto& [id, parameters, answer] : kRows)
+        EXPECT_EQ(answer, ToHex(RunCommand(id, parameters))) << id;
 }
 
 TEST_F(RelayCommands, LargeReplies) {
     static ByteVector reply;  // written while no request is under way
     const AnsweringPeer peer([](const LocalPeer::Frame&) { return reply; });
-    const ByteVector failed = {1, 0};
-    const auto passed = [] {
-        ByteVector answer = {0, 0, static_cast<std::uint8_t>(reply.size() - 1),
-                             static_cast<std::uint8_t>((reply.size() - 1) >> 8)};
-        answer.insert(answer.end(), reply.begin() + 1, reply.end());
-        return answer;
+    const auto passed = [](int id, std::size_t size, std::uint8_t count = 0) {
+        reply = Reply(size, count);
+        const std::string answer = ToHex(RunCommand(id));
+        if (answer == "0100") return false;
+        // 79 counts neighbours, the others bytes.
+        const std::uint8_t length[] = {static_cast<std::uint8_t>(size - 1),
+                                       static_cast<std::uint8_t>((size - 1) >> 8)};
+        EXPECT_EQ("0000" + (id == 79 ? "" : ToHex(length)) + ToHex(ConstBytes(reply).subspan(1)), answer);
+        return true;
     };
-    reply = Reply(10);
-    EXPECT_EQ(failed, RunCommand(78));
-    EXPECT_EQ(failed, RunCommand(80));
-    reply = Reply(11);
-    EXPECT_EQ(passed(), RunCommand(78));
-    EXPECT_EQ(passed(), RunCommand(80));
-    reply = Reply(2049);
-    EXPECT_EQ(failed, RunCommand(80));
-    reply = Reply(4000);
-    EXPECT_EQ(passed(), RunCommand(78));
-    reply = {6};
-    EXPECT_EQ((ByteVector{6, 0}), RunCommand(78));
-
-    reply = Reply(79, 1);
-    EXPECT_EQ(failed, RunCommand(79));
-    reply = Reply(3 + 2 * 77, 2);
-    const ByteVector listed = RunCommand(79);
-    ASSERT_EQ(4U + 2 * 77, listed.size());
-    EXPECT_EQ((ByteVector{0, 0, 2, 0, 1, 2}), ByteVector(listed.begin(), listed.begin() + 6));
-    EXPECT_EQ(2 * 77, listed.back());
-    reply.pop_back();
-    EXPECT_EQ(failed, RunCommand(79)) << "the second neighbour is not complete";
+    EXPECT_FALSE(passed(78, 10) || passed(80, 10));
+    EXPECT_TRUE(passed(78, 11) && passed(80, 11));
+    EXPECT_TRUE(passed(80, 2048) && !passed(80, 2049));
+    EXPECT_TRUE(passed(78, 4000));
+    EXPECT_FALSE(passed(79, 79, 1));
+    EXPECT_TRUE(passed(79, 3 + 2 * 77, 2));
+    EXPECT_FALSE(passed(79, 2 + 2 * 77, 2)) << "the second neighbour is not complete";
 }
 
 }  // namespace

@@ -36,13 +36,6 @@ class Simulator : public testing::Test {
     std::string file_;
 };
 
-// `count` copies of an item as a JSON array.
-std::string ArrayOf(std::size_t count, const std::string& item) {
-    std::string array = "[" + item;
-    for (std::size_t i = 1; i < count; ++i) array += "," + item;
-    return array + "]";
-}
-
 TEST_F(Simulator, AMissingFileBecomesAHome) {
     std::array<dev_cfg, 128> devices;
     int count = 0;
@@ -50,13 +43,6 @@ TEST_F(Simulator, AMissingFileBecomesAHome) {
     ASSERT_EQ(5, count) << "the sixth is offline";
     EXPECT_STREQ("desktop", devices[0].name);
     EXPECT_EQ(0xC0A80114U, std::uint32_t{devices[0].address});
-    char name[32];
-    EXPECT_EQ(0, get_dev_name(kTablet, name));
-    EXPECT_STREQ("tablet of the youngest", name);
-    dev_cfg tablet;
-    EXPECT_EQ(0, get_dev_cfg(&tablet, kTablet));
-    EXPECT_STREQ("tablet of the y", tablet.name) << "its place in the record is shorter";
-
     // Two radios of three and two SSIDs, one after another.
     std::array<std::uint8_t, 2000> wlans;
     ASSERT_EQ(0, get_wlans_cfg(wlans.data(), &count));
@@ -119,63 +105,6 @@ TEST_F(Simulator, AnEditIsSeenAtTheNextCall) {
         ASSERT_EQ(0, get_cpu_use(&seen));
         ASSERT_EQ(percent, seen);
     }
-}
-
-TEST_F(Simulator, CountersGrowWithUpTime) {
-    const std::time_t started = std::time(nullptr) - 1000;
-    Write(R"({"router": {"started": )" + std::to_string(started) +
-          R"(}, "wans": [{"index": 1, "received": {"bytes": 7, "rate": 10}}]})");
-    std::uint64_t seconds = 0, bytes = 0;
-    ASSERT_EQ(0, get_duration_time(&seconds));
-    ASSERT_EQ(0, get_wan_receive_bytes(1, &bytes));
-    const auto now = static_cast<double>(std::time(nullptr) - started);
-    EXPECT_NEAR(now, static_cast<double>(seconds), 60);
-    EXPECT_NEAR(7 + 10 * now, static_cast<double>(bytes), 600);
-    ASSERT_EQ(0, restart());
-    ASSERT_EQ(0, get_duration_time(&seconds));
-    EXPECT_LT(seconds, 1000U);
-}
-
-TEST_F(Simulator, AFaultChangesNothing) {
-    Write(R"({"router": {"name": "Home"}, "devices": [{}], "faults": {"get_devs_cfg": 5, "set_name": 65541},
-              "delays": {"get_cpu_use": 30}})");
-    int count = 77;
-    std::array<dev_cfg, 128> devices;
-    EXPECT_EQ(5, get_devs_cfg(devices.data(), &count));
-    EXPECT_EQ(77, count);
-    EXPECT_EQ(65541, set_name("new"));
-    char name[32];
-    EXPECT_EQ(0, get_name(name));
-    EXPECT_STREQ("Home", name);
-    std::uint16_t percent = 0;
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(0, get_cpu_use(&percent));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
-}
-
-TEST_F(Simulator, ListsReportMoreThanTheyWrite) {
-    Write(R"({"wans": )" + ArrayOf(5, R"({"mtu": 1})") + R"(, "neighbours": )" +
-          ArrayOf(31, R"({"channel": 1})") + R"(, "devices": )" + ArrayOf(130, R"({"rssi": 1})") +
-          R"(, "black_list": )" + ArrayOf(101, R"("01:02:03:04:05:06")") + R"(, "radios": [{"ssids": )" +
-          ArrayOf(17, "{}") + "}]}");
-    std::array<std::uint8_t, 8192> room;
-    int count = 0;
-    const auto untouched_from = [&room](std::size_t size) {
-        const bool kept = room[size - 1] != 0xEE && room[size] == 0xEE;
-        room.fill(0xEE);
-        return kept;
-    };
-    room.fill(0xEE);
-    EXPECT_EQ(0, get_wans_cfg(reinterpret_cast<wan_cfg*>(room.data()), &count));
-    EXPECT_TRUE(count == 5 && untouched_from(4 * sizeof(wan_cfg)));
-    EXPECT_EQ(0, get_adj_wifi_devs(reinterpret_cast<adj_wifi*>(room.data()), &count));
-    EXPECT_TRUE(count == 31 && untouched_from(30 * sizeof(adj_wifi)));
-    EXPECT_EQ(0, get_devs_cfg(reinterpret_cast<dev_cfg*>(room.data()), &count));
-    EXPECT_TRUE(count == 130 && untouched_from(128 * sizeof(dev_cfg)));
-    EXPECT_EQ(0, get_dev_black_list(reinterpret_cast<std::uint8_t(*)[6]>(room.data()), &count));
-    EXPECT_TRUE(count == 101 && untouched_from(600));
-    EXPECT_EQ(0, get_wlans_cfg(room.data(), &count));
-    EXPECT_TRUE(room[0] == 17 && untouched_from(2 + 16 * 120));
 }
 
 TEST_F(Simulator, AFileThatCannotBeUsedFailsTheCallAndSaysSoOnce) {

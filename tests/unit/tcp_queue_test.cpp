@@ -93,17 +93,12 @@ TEST_F(Queue, AChunkThatDoesNotFitIsDroppedWhole) {
     SetLogMask(kDebug);
     const ByteVector chunk(1500);
     for (int i = 0; i < 136; ++i) ASSERT_EQ(0, queue_.Push(chunk));  // 204000 bytes
-    const std::string said = LogOf([&] { EXPECT_EQ(-1, queue_.Push(chunk)); });
-    EXPECT_TRUE(Contains(said, "over flow\n\n")) << said;
+    EXPECT_TRUE(Contains(LogOf([&] { EXPECT_EQ(-1, queue_.Push(chunk)); }), "over flow\n\n"));
     EXPECT_EQ(0, queue_.Push(ConstBytes(chunk).first(787)));
     Push(kFrame);  // the last 13 of 204800
-    EXPECT_EQ("", LogOf([&] { EXPECT_EQ(0, queue_.Push({})); }));
     LogOf([&] { EXPECT_EQ(-1, queue_.Push(ConstBytes(chunk).first(1))); });
     EXPECT_EQ(kCut, Pop()) << "with all the junk before it";
     EXPECT_EQ(0, queue_.Push(chunk));
-    queue_.Reset();
-    Push(kFrame);
-    EXPECT_EQ(kCut, Pop());
 }
 
 }  // namespace

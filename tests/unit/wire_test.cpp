@@ -25,31 +25,21 @@ TEST(Wire, AddressesAloneTravelMostSignificantByteFirst) {
     out.Text("abcdef", 4);
     EXPECT_EQ(ToHex(ParseHex("01 0302 07060504 0f0e0d0c0b0a0908 c0a80114 61620000 61626364")),
               ToHex(out.written()));
-    SetSwapFlag(true);
-    EXPECT_EQ(0x0201, Swap16(0x0102));
-    EXPECT_EQ(0x04030201U, Swap32(0x01020304));
-    EXPECT_EQ(0x0807060504030201U, Swap64(0x0102030405060708));
-    EXPECT_EQ(0x04030201U, SwapAddress(0x01020304));
-    SetSwapFlag(false);
-    EXPECT_EQ(0x0102, Swap16(0x0102));
-    EXPECT_EQ(0x04030201U, SwapAddress(0x01020304)) << "whatever the flag says";
 }
 
 TEST(Wire, NothingIsReadOrWrittenPastTheEnd) {
-    const ByteVector three = {1, 2, 3};  // on the heap, where a tool sees a step too far
+    ByteVector three = {1, 2, 3};  // on the heap, where a tool sees a step too far
     ByteReader in(three);
     EXPECT_EQ(0x0201, in.U16());
     EXPECT_EQ(0, in.U16()) << "half a value is none";
     EXPECT_FALSE(in.ok());
-    EXPECT_EQ(0, in.U8());
-    ByteVector room(3, 0xEE);
-    ByteWriter out(room);
-    out.U16(0x0102);
-    out.U16(0x0304);
+    EXPECT_EQ(3U, ByteReader(three).Take(4).size());
+    ByteWriter out(three);
+    out.U16(0x0504);
+    out.U16(0x0706);
+    out.U8(8);
     EXPECT_FALSE(out.ok());
-    out.U8(5);
-    EXPECT_EQ(2U, out.size()) << "nothing follows what did not fit";
-    EXPECT_EQ("0201ee", ToHex(room));
+    EXPECT_EQ("040503", ToHex(three)) << "nothing follows what did not fit";
 }
 
 TEST(Frame, IsNotWrittenWhenItDoesNotFit) {
@@ -88,62 +78,51 @@ TEST(Frame, RecordsHaveTwoLayouts) {
 }
 
 TEST(Security, CiphertextIsThatOfOpenssl) {
-    const struct {
-        std::string plain;
-        const char* cipher;
-    } kCases[] = {
+    const std::pair<std::string, const char*> kCases[] = {
         {"", "f389c94a3796f702b9c4bdf3b2a5885c"},
         {"0123456789abcde", "3824270ab126679d2d22ba590e5f1c5b"},
         {"0123456789abcdef", "e8bf2e37df9493571ca7c1eec9054ca18be682936982d91ed992bde0cbd999f2"},
     };
-    for (const auto& row : kCases) {
-        SCOPED_TRACE(row.plain);
-        ByteVector cipher(PaddedSize(row.plain.size()));
+    for (const auto& [text, expected] : kCases) {
+        SCOPED_TRACE(text);
+        ByteVector cipher(PaddedSize(text.size()));
         std::size_t length = 0;
-        ASSERT_EQ(0, aes_encrypt(kKey, AsBytes(row.plain), cipher, length));
+        ASSERT_EQ(0, aes_encrypt(kKey, AsBytes(text), cipher, length));
         EXPECT_EQ(cipher.size(), length);
-        EXPECT_EQ(row.cipher, ToHex(cipher)) << "and again with the same context, from a zero IV";
-        EXPECT_EQ(-1, aes_encrypt(kKey, AsBytes(row.plain), Bytes(cipher).first(length - 1), length));
+        EXPECT_EQ(expected, ToHex(cipher)) << "and again with the same context, from a zero IV";
+        EXPECT_EQ(-1, aes_encrypt(kKey, AsBytes(text), Bytes(cipher).first(length - 1), length));
 
         ByteVector padded(cipher.size());
         ASSERT_EQ(0, aes_decrypt(kKey, cipher, padded, length));
         EXPECT_EQ(cipher.size(), length);
-        EXPECT_EQ(length - row.plain.size(), padded.back()) << "the padding stays and counts itself";
+        EXPECT_EQ(length - text.size(), padded.back()) << "the padding stays and counts itself";
         ConstBytes plain;
         ASSERT_TRUE(WithoutPadding(padded, plain));
-        EXPECT_EQ(row.plain, AsText(plain));
+        EXPECT_EQ(text, AsText(plain));
     }
 }
 
 TEST(Security, OnlyWholeBlocksAreDecrypted) {
     const auto cipher = ParseHex("e8bf2e37df9493571ca7c1eec9054ca1 8be682936982d91ed992bde0cbd999f2 ffff");
-    ByteVector plain(32, 0xEE);
+    ByteVector plain(32);
+    std::size_t length = 99;
     for (std::size_t size = 0; size <= cipher.size(); ++size) {
-        std::size_t length = 99;
-        const std::size_t whole = size / 16 * 16;
         ASSERT_EQ(0, aes_decrypt(kKey, ConstBytes(cipher).first(size), plain, length)) << size;
-        EXPECT_EQ(whole, length);
-        EXPECT_EQ("0123456789abcdef", size < 16 ? "0123456789abcdef" : AsText(ConstBytes(plain).first(16)));
+        EXPECT_EQ(size / 16 * 16, length);
     }
-    std::size_t length = 0;
+    EXPECT_EQ("0123456789abcdef", AsText(plain).substr(0, 16));
     EXPECT_EQ(-1, aes_decrypt(kKey, cipher, Bytes(plain).first(31), length));
 }
 
 TEST(Security, PaddingIsTheLastByteAndNoMoreThanThereIs) {
-    constexpr struct {
-        const char* padded;
-        int left;  // -1: not valid
-    } kCases[] = {
-        {"41414101", 3}, {"41414103", 1}, {"41414104", 0}, {"41414105", -1}, {"414141ff", -1},
-        {"41414100", 4}, {"", -1},        {"01", 0},       {"41990299", -1}, {"99010203", 1},
-    };
-    for (const auto& row : kCases) {
-        const auto padded = ParseHex(row.padded);
+    constexpr std::pair<const char*, const char*> kCases[] = {
+        {"41424301", "414243"},    {"41424303", "41"},        {"41424304", ""},
+        {"41424305", "not valid"}, {"414243ff", "not valid"}, {"41424300", "41424300"},
+        {"", "not valid"},         {"99010203", "99"},        {"41990299", "not valid"}};
+    for (const auto& [padded, left] : kCases) {
+        const ByteVector bytes = ParseHex(padded);
         ConstBytes stripped;
-        EXPECT_EQ(row.left >= 0, WithoutPadding(padded, stripped)) << row.padded;
-        if (row.left >= 0) {
-            EXPECT_EQ(static_cast<std::size_t>(row.left), stripped.size()) << row.padded;
-        }
+        EXPECT_EQ(left, WithoutPadding(bytes, stripped) ? ToHex(stripped) : "not valid") << padded;
     }
 }
 
