@@ -182,11 +182,7 @@ TEST_F(RateTest, UrlForms) {
     HttpServer server(80);
     HttpServer other;
     const std::string port = ":" + std::to_string(other.port());
-    const struct {
-        std::string url;
-        HttpServer& server;
-        std::string request;
-    } good[] = {
+    const std::tuple<std::string, HttpServer&, std::string> good[] = {
         {"http://127.0.0.1/a/b", server, "GET /a/b HTTP/1.1\r\nHost:127.0.0.1\r\n"},
         {"http://127.0.0.1/a:b/c", server, "GET /a:b/c HTTP/1.1\r\nHost:127.0.0.1\r\n"},
         {"http://127.0.0.1" + port + "/", other, "GET / HTTP/1.1\r\nHost:127.0.0.1\r\n"},
@@ -240,18 +236,17 @@ TEST_F(RateTest, TheVersionIsReported) {
 }
 
 TEST(VersionReport, IntervalsAndDates) {
-    const auto print = [](router_version firmware, const ReportIntervals& intervals) {
-        const JsonPtr report = VersionReport(firmware, intervals);
-        return std::string(JsonText(cJSON_PrintUnformatted(report.get())).get());
-    };
-    router_version firmware{"v", {5, 0, 12, 255}};
-    EXPECT_EQ(R"({"version":"v050012255","sdkVersion":"2.0.0.7","interval1":-1,"interval2":0,"interval3":3,)"
-              R"("configed":"yes"})",
-              print(firmware, {-1, 0, 3}));
-    for (const ReportIntervals unset : {ReportIntervals{1, -1, 3}, {1, 2, -1}, {1, -1, -1}})
-        EXPECT_TRUE(Contains(print(firmware, unset), R"("configed":"no")"));
+    router_version firmware{{}, {5, 0, 12, 255}};
     std::memset(firmware.version, 'w', sizeof firmware.version);
-    EXPECT_TRUE(Contains(print(firmware, {}), "\"" + std::string(60, 'w') + "050012255\""));
+    const auto print = [&firmware](const ReportIntervals& intervals) {
+        return std::string(JsonText(cJSON_PrintUnformatted(VersionReport(firmware, intervals).get())).get());
+    };
+    EXPECT_EQ(
+        R"({"version":")" + std::string(60, 'w') +
+            R"(050012255","sdkVersion":"2.0.0.7","interval1":-1,"interval2":0,"interval3":3,"configed":"yes"})",
+        print({-1, 0, 3}));
+    for (const ReportIntervals unset : {ReportIntervals{1, -1, 3}, {1, 2, -1}})
+        EXPECT_TRUE(Contains(print(unset), R"("configed":"no")"));
 }
 
 }  // namespace

@@ -47,10 +47,7 @@ TEST_F(PortForward, TheFirstCharacterOfTheFlagDecides) {
 }
 
 TEST_F(PortForward, TheFirstMissingKeyIsTheResult) {
-    const struct {
-        const char* json;
-        int result;
-    } cases[] = {
+    const std::pair<const char*, int> cases[] = {
         {nullptr, -1},
         {"{", -2},
         {"{}", -3},

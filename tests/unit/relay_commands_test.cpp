@@ -55,8 +55,8 @@ TEST_F(RelayCommands, ValuesPassBothWays) {
         ByteVector parameters;
         const char* answer;
     } kRows[] = {
-        {70, {8}, "000007"},
-        {70, {9}, "010000"},  // no such band
+        {70, {9}, "000008"},
+        {70, {10}, "010000"},  // no such band
         {71, {}, "0000ab"},
         {73, {}, "490000"},
         {75, {}, "4b0000"},

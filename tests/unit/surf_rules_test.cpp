@@ -75,30 +75,28 @@ TEST_F(SurfRules, WindowsArriveUnderTheirDays) {
 }
 
 TEST_F(SurfRules, EveryCode) {
-    const std::string keys[] = {"FLAG", "MAC", "DAY", "START", "STOP", "ALLOW"};
-    for (std::size_t missing = 0; missing < 6; ++missing) {
-        std::string element;
-        for (std::size_t i = 0; i < 6; ++i) {
-            if (i != missing) element += (element.empty() ? "\"" : ",\"") + keys[i] + "\":\"1\"";
-        }
-        CaptureLog();
-        EXPECT_EQ(3 + static_cast<int>(missing),
-                  Command(Element("1", "first", std::to_string(missing + 1), "1:00", "2:00") + ",{" +
-                          element + "}," + Element("1", "third", "1234567", "1:00", "2:00")));
-        EXPECT_TRUE(Contains(CapturedLog(), "Wrong surf rule param"));
-        EXPECT_EQ("1:0-2:0 ", WindowsOf("first|" + std::to_string(missing + 1)));
+    const std::string whole = R"({"FLAG":"1","MAC":"1","DAY":"1","START":"1","STOP":"1","ALLOW":"1"})";
+    int code = 3;
+    for (const char* missing : {"FLAG", "MAC", "DAY", "START", "STOP", "ALLOW"}) {
+        std::string element = whole;
+        element.replace(element.find(missing), 1, "x");
+        const std::string list = Element("1", "first", std::to_string(code - 2), "1:00", "2:00") + "," +
+                                 element + "," + Element("1", "third", "1234567", "1:00", "2:00");
+        EXPECT_TRUE(Contains(LogOf([&] { EXPECT_EQ(code, Command(list)); }), "Wrong surf rule param"));
+        EXPECT_EQ("1:0-2:0 ", WindowsOf("first|" + std::to_string(code - 2)));
         EXPECT_EQ("none", WindowsOf("third|1"));
+        ++code;
     }
-    CaptureLog();
-    EXPECT_EQ(1, ParseSurfRulesParam(nullptr));
-    EXPECT_EQ((ByteVector{2, 0}), RunCommand(69, AsBytes("{")));
-    EXPECT_EQ((ByteVector{4, 0}), RunCommand(69, AsBytes(R"({"LIST":[{"FLAG":"1"}]})")));
-    EXPECT_EQ((ByteVector{0, 0}), RunCommand(69, AsBytes("{}")));
-    // A MAC that has no room in a key counts as missing; the longest that has is kept whole.
-    EXPECT_EQ(4, Add(std::string(254, 'm'), "1", "1:00", "2:00"));
-    EXPECT_EQ(0, Add(std::string(253, 'm'), "1", "1:00", "2:00"));
+    const std::string log = LogOf([] {
+        EXPECT_EQ(1, ParseSurfRulesParam(nullptr));
+        EXPECT_EQ((ByteVector{2, 0}), RunCommand(69, AsBytes("{")));
+        EXPECT_EQ((ByteVector{4, 0}), RunCommand(69, AsBytes(R"({"LIST":[{"FLAG":"1"}]})")));
+        EXPECT_EQ((ByteVector{0, 0}), RunCommand(69, AsBytes("{}")));
+        // A MAC that has no room in a key counts as missing; the longest that has is kept whole.
+        EXPECT_EQ(4, Add(std::string(254, 'm'), "1", "1:00", "2:00"));
+        EXPECT_EQ(0, Add(std::string(253, 'm'), "1", "1:00", "2:00"));
+    });
     EXPECT_EQ("1:0-2:0 ", WindowsOf(std::string(253, 'm') + "|1"));
-    const std::string log = CapturedLog();
     for (const char* text : {"Json is null.", "Parse json failed.", "MAC of 254 characters refused"})
         EXPECT_TRUE(Contains(log, text)) << text;
 }
