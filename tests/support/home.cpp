@@ -1,6 +1,5 @@
 #include "support/home.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <sstream>
 
@@ -25,14 +24,10 @@ void Home::Write() const {
     std::filesystem::rename(draft, kHomePath);
 }
 
-Lines TakeSdkCalls(std::initializer_list<std::string_view> functions) {
+Lines TakeSdkCalls(std::string_view part) {
     Lines calls = ReadLines(kSdkCallsPath);
     std::filesystem::remove(kSdkCallsPath);
-    if (functions.size() == 0) return calls;
-    std::erase_if(calls, [&](const std::string& call) {
-        return std::none_of(functions.begin(), functions.end(),
-                            [&](std::string_view function) { return call.starts_with(function); });
-    });
+    std::erase_if(calls, [part](const std::string& call) { return !Contains(call, part); });
     return calls;
 }
 

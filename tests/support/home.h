@@ -1,8 +1,6 @@
 // The simulated home of a sandbox: what the SDK answers, and which calls it got.
 #pragma once
 
-#include <initializer_list>
-
 #include "support/text.h"
 
 namespace plug::test {
@@ -35,7 +33,7 @@ struct Home {
     void Write() const;
 };
 
-/// The calls since the last look whose lines begin with one of `functions` (none given: all), then forgotten.
-Lines TakeSdkCalls(std::initializer_list<std::string_view> functions = {});
+/// The calls since the last look whose lines contain `part`, then forgotten.
+Lines TakeSdkCalls(std::string_view part = "");
 
 }  // namespace plug::test

@@ -1,9 +1,6 @@
 #include "support/local_peer.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
+#include "bench/sockets.h"
 #include "commserver/comm_frame.h"
 #include "commserver/comm_send.h"
 #include "commserver/comm_server.h"
@@ -29,15 +26,7 @@ LocalServer::~LocalServer() {
 
 LocalPeer LocalPeer::Connect() {
     int number = -1;
-    WaitUntil([&number] {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::copy_n(kCommServerPath, sizeof kCommServerPath, address.sun_path);
-        number = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (connect(number, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return true;
-        close(number);
-        return false;
-    });
+    WaitUntil([&number] { return (number = bench::ConnectTo(kCommServerPath)) >= 0; });
     return LocalPeer(number);
 }
 
@@ -50,10 +39,10 @@ LocalPeer LocalPeer::ConnectServed() {
 }
 
 std::optional<LocalPeer::Frame> LocalPeer::Next() const {
-    ByteVector frame = stream_.Receive(sizeof(LocalHeader));
+    ByteVector frame = Receive(sizeof(LocalHeader));
     if (frame.size() < sizeof(LocalHeader)) return std::nullopt;
     const LocalHeader header = ReadLocalHeader(frame);
-    const ByteVector payload = stream_.Receive(header.length);
+    const ByteVector payload = Receive(header.length);
     frame.insert(frame.end(), payload.begin(), payload.end());
     EXPECT_EQ(0x5A5A, std::uint16_t{header.head});
     EXPECT_TRUE(CheckedPayload(header, frame));

@@ -18,7 +18,7 @@ class LocalServer : public Sandbox {
     ~LocalServer() override;
 };
 
-class LocalPeer {
+class LocalPeer : public Stream {
   public:
     struct Frame {
         std::uint16_t func_id = 0;
@@ -27,7 +27,7 @@ class LocalPeer {
         std::string_view text() const { return AsText(payload); }
     };
 
-    explicit LocalPeer(int socket) : stream_(socket) {}
+    using Stream::Stream;
 
     static LocalPeer Connect();
     /// Connects until the server has made this its client.
@@ -35,18 +35,12 @@ class LocalPeer {
 
     /// The next frame, header checked; none when the server closed.
     std::optional<Frame> Next() const;
-    bool Ready() const { return stream_.Ready(); }
-
-    void Send(const ByteVector& bytes) const { stream_.Send(bytes); }
+    using Stream::Send;
     void Send(std::uint16_t func_id, const ByteVector& payload) {
         Send(LocalFrame(func_id, ++sequence_, payload));
     }
 
-    void Close() { stream_.Close(); }
-    void Shutdown() const { stream_.Shutdown(); }
-
   private:
-    Stream stream_;
     std::uint32_t sequence_ = 0;
 };
 

@@ -21,7 +21,7 @@ bool WaitReadable(int socket, int milliseconds) {
 ByteVector Stream::Receive(std::size_t count) const {
     ByteVector bytes(count);
     std::size_t got = 0;
-    while (got < count && Readable(kPatience)) {
+    while (got < count && WaitReadable(socket_, kPatience)) {
         const ssize_t received = recv(socket_, bytes.data() + got, count - got, 0);
         if (received <= 0) break;
         got += static_cast<std::size_t>(received);
@@ -30,8 +30,8 @@ ByteVector Stream::Receive(std::size_t count) const {
     return bytes;
 }
 
-bool Stream::Readable(int milliseconds) const {
-    return WaitReadable(socket_, milliseconds);
+bool Stream::Ready() const {
+    return WaitReadable(socket_, 0);
 }
 
 void Stream::Send(ConstBytes bytes) const {
@@ -59,6 +59,35 @@ Stream Listener::Accept() const {
     const int socket = WaitReadable(socket_, kPatience) ? bench::AcceptFrom(socket_, peer) : -1;
     if (socket < 0) throw std::runtime_error("nobody connects");
     return Stream(socket);
+}
+
+void HttpServer::Serve(const Script& script) {
+    const Stream client = Accept();
+    request_.clear();
+    while (!request_.ends_with("\r\n\r\n")) {
+        const ByteVector next = client.Receive(1);
+        if (next.empty()) break;
+        request_ += static_cast<char>(next[0]);
+    }
+    script(client);
+}
+
+void HttpServer::Start(Script script) {
+    Finish();
+    thread_ = std::thread([this, script = std::move(script)] { Serve(script); });
+}
+
+void HttpServer::Start(const std::string& answer) {
+    Start([answer](const Stream& client) { client.Send(AsBytes(answer)); });
+}
+
+const std::string& HttpServer::Finish() {
+    if (thread_.joinable()) thread_.join();
+    return request_;
+}
+
+std::string HttpAnswer(const std::string& body) {
+    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
 }  // namespace plug::test

@@ -1,6 +1,7 @@
-// The test's end of a stream socket, and where it is accepted.
+// The test's end of a stream socket, where it is accepted, and an HTTP server on it.
 #pragma once
 
+#include <thread>
 #include <utility>
 
 #include "support/text.h"
@@ -12,7 +13,7 @@ class Stream {
     Stream() = default;
     explicit Stream(int socket) : socket_(socket) {}
     ~Stream() { Close(); }
-    Stream(Stream&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
+    Stream(Stream&& other) noexcept { *this = std::move(other); }
     Stream& operator=(Stream&& other) noexcept {
         std::swap(socket_, other.socket_);
         return *this;
@@ -21,7 +22,7 @@ class Stream {
     /// The next `count` bytes, waiting for half a minute; fewer when the other end closes or no more come.
     ByteVector Receive(std::size_t count) const;
     /// Something can be read: bytes or the end.
-    bool Ready() const { return Readable(0); }
+    bool Ready() const;
     /// Sends all of it; what the other end does not take is lost.
     void Send(ConstBytes bytes) const;
 
@@ -30,8 +31,6 @@ class Stream {
     void Shutdown() const;
 
   private:
-    bool Readable(int milliseconds) const;
-
     int socket_ = -1;
 };
 
@@ -51,5 +50,29 @@ class Listener {
     std::uint16_t port_;
     int socket_;
 };
+
+/// Takes one request at a time and answers it as a script says.
+class HttpServer : public Listener {
+  public:
+    using Script = std::function<void(const Stream& client)>;
+
+    using Listener::Listener;
+    ~HttpServer() { Finish(); }
+
+    /// Takes one connection, reads its request, answers as `script` does and closes.
+    void Serve(const Script& script);
+    /// The same on a thread of its own, once the last request is answered.
+    void Start(Script script);
+    void Start(const std::string& answer);
+    /// The request, once it is answered.
+    const std::string& Finish();
+
+  private:
+    std::string request_;
+    std::thread thread_;
+};
+
+/// A header with a body of its length.
+std::string HttpAnswer(const std::string& body);
 
 }  // namespace plug::test

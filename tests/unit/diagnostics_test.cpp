@@ -9,9 +9,9 @@
 #include "commands/version_report.h"
 #include "platform/session.h"
 #include "support/command.h"
-#include "support/http_server.h"
 #include "support/platform_peer.h"
 #include "support/sandbox.h"
+#include "support/stream.h"
 
 namespace plug::test {
 namespace {

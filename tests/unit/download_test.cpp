@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "core/clock.h"
-#include "support/http_server.h"
 #include "support/sandbox.h"
+#include "support/stream.h"
 
 namespace plug::test {
 namespace {

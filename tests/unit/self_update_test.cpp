@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include "rules/plug_data.h"
-#include "support/http_server.h"
 #include "support/platform_peer.h"
 #include "support/sandbox.h"
+#include "support/stream.h"
 
 namespace plug::test {
 namespace {

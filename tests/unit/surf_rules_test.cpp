@@ -177,7 +177,7 @@ class Schedule : public SurfRules {
         now.minute = minute;
         surf_rule_func(now);
     }
-    static Lines Switches() { return TakeSdkCalls({"set_dev_access_control"}); }
+    static Lines Switches() { return TakeSdkCalls("set_dev_access_control"); }
     /// The call that switches device B1.
     static Lines SwitchTo(const std::string& access, const std::string& by_name = "true") {
         return {
