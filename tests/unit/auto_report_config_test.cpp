@@ -135,8 +135,9 @@ TEST_F(AutoReportConfig, Refusals) {
     const std::string now = std::to_string(WallSeconds());
     const std::string far = std::to_string(WallSeconds() + 95);
     for (const std::string& text :
-         {std::string("{"), std::string(1024, ' '), std::string("{}"), std::string(R"({"referNum":4})"),
-          std::string(R"({"referNum":20000001})"), std::string(R"({"referNum":5,"interval2":1})"),
+         {std::string("{"), R"({"referNum":5})" + std::string(1024 - 14, ' '), std::string("{}"),
+          std::string(R"({"referNum":4})"), std::string(R"({"referNum":20000001})"),
+          std::string(R"({"referNum":5,"interval2":1})"),
           R"({"referNum":5,"interval3":1,"timestamp":)" + far + "}"})
         EXPECT_EQ(1U, ComF_set_auto_report(text)) << text;
     for (const char* window : {"1:00-1:30", "0:00-24:00", "0:00-99:99"})
@@ -154,12 +155,11 @@ TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalAgentTold) {
         Calibration());
     Tell(0, R"({"referNum":5,"interval2":0,"interval3":0})");
     EXPECT_EQ("", Calibration()) << "closed";
-    Tell(0, R"({"referNum":5})");
-    EXPECT_EQ("", Calibration()) << "not configured";
-    Tell(0, R"({"referNum":5,"interval2":1440,"jumpTime":"1:00-1:30"})");
-    EXPECT_EQ("", Calibration()) << "no good jump time";
-    Tell(0, R"({"referNum":4,"interval2":2})");
-    EXPECT_EQ("", Calibration());
+    for (const char* unfit : {R"({"referNum":5})", R"({"referNum":4,"interval2":2})",
+                              R"({"referNum":5,"interval2":1440,"jumpTime":"1:00-1:30"})"}) {
+        Tell(0, unfit);
+        EXPECT_EQ("", Calibration()) << unfit;
+    }
     Tell(0, R"({"referNum":20000000,"interval1":8,"interval2":2})");
     EXPECT_EQ(8, AutoReportIntervals().interval1);
     Tell(1, R"({"referNum":5,"interval1":9})");

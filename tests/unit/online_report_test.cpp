@@ -212,12 +212,5 @@ TEST_F(Function40, TheTableHolds128UntilItIsForgotten) {
     EXPECT_EQ(Macs{1}, RoundReports());
 }
 
-TEST_F(Function40, StartsEmptyAndStopsWhileItWaits) {
-    Push({1});
-    ASSERT_EQ(0, Fn40Init());
-    Fn40Stop();
-    EXPECT_EQ(Macs{}, RoundReports());
-}
-
 }  // namespace
 }  // namespace plug::test

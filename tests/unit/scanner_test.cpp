@@ -15,18 +15,14 @@ namespace plug::test {
 namespace {
 
 TEST(ArpTable, OtherLinesAreNoEntries) {
-    for (const char* line : {
-             "", "\n", "   ", "192.168.1.50 0x1 0x2",
-             "192.168.1.50 0x1 00:00:5e:00:53:ab",         // a token too few
-             "192.168.1.50 0x1 0x2 00:00:5e:00:53:a",      // 16 characters
-             "192.168.1.50 0x1 0x2 00:00:5e:00:53:abc",    // 18
-             "192.168.1.50 0x1 0x2 00:00:5e:00:53:00:53",  // 20
-             "192.168.1.50 0x1 0x2 00-00-5e-00-53-ab",     // 17, no colons
-             "192.168.1.50 0x1 0x2 00:00:5g:00:53:ab",     // 17, no digit
-             "192.168.1.50 0x1 0x2 0:000:5e:00:53:ab",     // 17, no pairs
-             "IP address HW 00:00:5e:00:53:ab",            // the table's own header
-             "192.168.1 0x1 0x2 00:00:5e:00:53:ab", "192.168.1.256 0x1 0x2 00:00:5e:00:53:ab",
-             "192.168.100.1000000 0x1 0x2 00:00:5e:00:53:ab",  // longer than any address
+    const std::string head = "192.168.1.50 0x1 0x2 ";
+    EXPECT_TRUE(ParseArpLine(head + "00:00:5e:00:53:ab"));
+    for (const std::string& line : {
+             std::string(), head, std::string("192.168.1.50 0x1 00:00:5e:00:53:ab"),  // a token too few
+             head + "00:00:5e:00:53:a", head + "00:00:5e:00:53:abc", head + "00-00-5e-00-53-ab",
+             head + "00:00:5g:00:53:ab", head + "0:000:5e:00:53:ab",
+             std::string("192.168.1.256 0x1 0x2 00:00:5e:00:53:ab"),
+             std::string("192.168.100.1000000 0x1 0x2 00:00:5e:00:53:ab"),  // longer than any address
          }) {
         EXPECT_FALSE(ParseArpLine(line)) << line;
     }
@@ -34,11 +30,9 @@ TEST(ArpTable, OtherLinesAreNoEntries) {
 
 TEST(ArpTable, ThePrefixEndsWithTheThirdDot) {
     EXPECT_EQ("192.168.1.", NetworkPrefix("192.168.1.20"));
-    EXPECT_EQ("0.0.0.", NetworkPrefix("0.0.0.0"));
     EXPECT_EQ("255.255.255.", NetworkPrefix("255.255.255.255"));
     EXPECT_EQ("", NetworkPrefix("192.168.1"));
     EXPECT_EQ("", NetworkPrefix("1920.168.100.1")) << "the third dot is the thirteenth character";
-    EXPECT_EQ("", NetworkPrefix(""));
 }
 
 // Two devices of the SDK and what the kernel knows besides.
