@@ -7,21 +7,17 @@
 
 namespace plug::test {
 
-PlatformPeer::PlatformPeer(Attach when) {
+PlatformPeer::PlatformPeer() {
+    static LinkThreads threads;
     PrepareCipher();
     SetRouterIdentity(kRouter);
-    if (when == Attach::kAtOnce) Connect();
-}
-
-void PlatformPeer::Connect() {
     SetLinkHandlers({[](const InboundFrame&) {}, [] {}});
-    if (ServerInit("127.0.0.1", listener_.port(), threads_) != 0) throw std::runtime_error("cannot connect");
+    if (ServerInit("127.0.0.1", listener_.port(), threads) != 0) throw std::runtime_error("cannot connect");
+    stream_ = listener_.Accept();
     SetLoggedIn(true);
 }
 
 bench::LinkEvent PlatformPeer::Next() {
-    if (!accepted_) stream_ = listener_.Accept();
-    accepted_ = true;
     ByteVector frame = stream_.Receive(kFrameHeaderSize);
     if (frame.size() < kFrameHeaderSize) throw std::runtime_error("the agent sends nothing");
     const FrameHeader header = ReadFrameHeader(frame);

@@ -10,15 +10,12 @@ namespace plug::test {
 /// The router of the link.
 inline constexpr MacAddress kRouter = HomeMac(1);
 
-enum class Attach : std::uint8_t { kAtOnce, kLater };
-
 /// The link stays up until the process ends.
 class PlatformPeer {
   public:
-    explicit PlatformPeer(Attach when = Attach::kAtOnce);
-
     /// Connects the agent and logs it in.
-    void Connect();
+    PlatformPeer();
+
     /// The next frame of the agent; throws when none comes or it is not sound.
     bench::LinkEvent Next();
     /// Expects a frame of this type, data type and data next; kRouter in it when it holds an address.
@@ -29,8 +26,6 @@ class PlatformPeer {
   private:
     Listener listener_;
     Stream stream_;
-    bool accepted_ = false;
-    LinkThreads threads_;
 };
 
 /// A frame with plug data from the platform, as it is handed over by the link.

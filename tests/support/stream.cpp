@@ -61,20 +61,18 @@ Stream Listener::Accept() const {
     return Stream(socket);
 }
 
-void HttpServer::Serve(const Script& script) {
-    const Stream client = Accept();
-    request_.clear();
-    while (!request_.ends_with("\r\n\r\n")) {
-        const ByteVector next = client.Receive(1);
-        if (next.empty()) break;
-        request_ += static_cast<char>(next[0]);
-    }
-    script(client);
-}
-
 void HttpServer::Start(Script script) {
     Finish();
-    thread_ = std::thread([this, script = std::move(script)] { Serve(script); });
+    thread_ = std::thread([this, script = std::move(script)] {
+        const Stream client = Accept();
+        request_.clear();
+        while (!request_.ends_with("\r\n\r\n")) {
+            const ByteVector next = client.Receive(1);
+            if (next.empty()) break;
+            request_ += static_cast<char>(next[0]);
+        }
+        script(client);
+    });
 }
 
 void HttpServer::Start(const std::string& answer) {

@@ -59,9 +59,8 @@ class HttpServer : public Listener {
     using Listener::Listener;
     ~HttpServer() { Finish(); }
 
-    /// Takes one connection, reads its request, answers as `script` does and closes.
-    void Serve(const Script& script);
-    /// The same on a thread of its own, once the last request is answered.
+    /// Takes one connection, reads its request, answers as `script` does and closes; on a thread of its own,
+    /// once the last request is answered.
     void Start(Script script);
     void Start(const std::string& answer);
     /// The request, once it is answered.

@@ -83,12 +83,11 @@ TEST_F(Download, AHeaderIsCutAt1024BytesAndSearchedAsItIs) {
     const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 2000\r\nX-Fill: ";
     EXPECT_EQ(0, Fetch(head + std::string(1024 - head.size(), 'x') + Body(2000)));
     EXPECT_EQ(Body(2000), ReadFile(kFile));
-    // Here only its line end is cut off, there all of it.
+    // Here its line end is cut off.
     const std::string start = "HTTP/1.1 200 OK\r\nX-Fill: ";
     const std::string length = "\r\nContent-Length: 2000";
     const std::string fill(1024 - start.size() - length.size(), 'x');
     EXPECT_EQ(-1, Fetch(start + fill + length + "\r\n\r\n" + Body(2000)));
-    EXPECT_EQ(-1, Fetch(start + std::string(1000, 'x') + length + "\r\n\r\n" + Body(2000)));
 }
 
 TEST_F(Download, ARequestThatDoesNotFitIsNotSent) {

@@ -110,9 +110,10 @@ TEST_F(Scanner, TheBlackListCountsInDebugModeOnly) {
         EXPECT_TRUE(Contains(log, text)) << text;
 
     // A list that cannot be had, or that claims more than there is room for, forbids nobody.
-    for (const char* state : {R"("get_dev_black_list": 5)", R"("get_dev_black_list": 101)"}) {
-        Home broken = home;
-        (std::string_view(state).ends_with("101") ? broken.counts : broken.faults) = state;
+    Home failing = home, overlong = home;
+    failing.faults = R"("get_dev_black_list": 5)";
+    overlong.counts = R"("get_dev_black_list": 101)";
+    for (const Home& broken : {failing, overlong}) {
         broken.Write();
         EXPECT_TRUE(Contains(LogOf([] { ASSERT_TRUE(ScanAndReport()); }), "get_dev_black_list Error.\n"));
         EXPECT_EQ(1, peer.Next().data[8 + 43]);

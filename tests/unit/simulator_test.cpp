@@ -40,15 +40,9 @@ TEST_F(Simulator, AMissingFileBecomesAHome) {
     ASSERT_EQ(5, count) << "the sixth is offline";
     EXPECT_STREQ("desktop", devices[0].name);
     EXPECT_EQ(0xC0A80114U, std::uint32_t{devices[0].address});
-    // Two radios of three and two SSIDs, one after another.
-    std::array<std::uint8_t, 2000> wlans;
-    ASSERT_EQ(0, get_wlans_cfg(wlans.data(), &count));
-    EXPECT_EQ(2, count);
-    EXPECT_EQ("0300", ToHex(ConstBytes(wlans).first(2)));
-    EXPECT_EQ("0200", ToHex(ConstBytes(wlans).subspan(362, 2)));
     ssid_cfg ssid;
-    ASSERT_EQ(0, get_ssid_cfg(&ssid, 5));
-    EXPECT_EQ(0, std::memcmp(&ssid, &wlans[364 + 120], sizeof ssid));
+    EXPECT_EQ(0, get_ssid_cfg(&ssid, 5)) << "two radios of three and two SSIDs";
+    EXPECT_NE(0, get_ssid_cfg(&ssid, 6));
 }
 
 TEST_F(Simulator, SetsAreWrittenBack) {
@@ -67,7 +61,6 @@ TEST_F(Simulator, SetsAreWrittenBack) {
     device.address = 1;  // only access and by_name are taken
     ASSERT_EQ(0, set_dev_access_control(&device));
     ASSERT_EQ(0, set_dev_ds_max_bw(kDesktop, ~0ULL));
-    ASSERT_EQ(0, set_telnet_password("fifteen letters"));
 
     // A copy is read afresh.
     const std::string before = file_;
@@ -82,9 +75,6 @@ TEST_F(Simulator, SetsAreWrittenBack) {
     std::uint64_t down = 0;
     EXPECT_EQ(0, get_dev_ds_max_bw(kDesktop, &down));
     EXPECT_EQ(~0ULL, down);
-    char text[16];
-    EXPECT_EQ(0, get_telnet_password(text));
-    EXPECT_STREQ("fifteen letters", text);
 }
 
 TEST_F(Simulator, AnEditIsSeenAtTheNextCall) {
