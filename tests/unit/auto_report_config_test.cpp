@@ -166,17 +166,5 @@ TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalAgentTold) {
     EXPECT_EQ(-1, AutoReportIntervals().interval1) << "an error clears the settings";
 }
 
-TEST_F(AutoReportConfig, TheConfigurationIsAskedForAtTheLocalAgent) {
-    std::thread request([] { EXPECT_EQ(0U, ComF_get_autoreport_conf()); });
-    const auto message = peer_.Next();
-    EXPECT_EQ(997, message->func_id);
-    EXPECT_EQ(ToBytes("i"), message->payload);
-    ByteVector answer = ToBytes("?{\"interval1\":4}");
-    answer[0] = 0;
-    peer_.Send(997, answer);
-    request.join();
-    EXPECT_EQ(4, AutoReportIntervals().interval1);
-}
-
 }  // namespace
 }  // namespace plug::test

