@@ -1,5 +1,4 @@
-// The agent's own update up to the status that its supervisor reads; that one ends the process is for the
-// tests of real processes.
+// The agent's own update, from the command to the status that its supervisor reads.
 #include "rules/self_update.h"
 
 #include <unistd.h>
@@ -25,6 +24,27 @@ class SelfUpdate : public Sandbox {
     const std::string body_ = std::string(3000, 'a');
     const std::string answer_ = HttpAnswer(body_);
 };
+
+TEST_F(SelfUpdate, SuccessEndsTheProcess) {
+    const auto update = [this] {
+        PlatformPeer platform;
+        HttpServer server;
+        server.Start(answer_);
+        const std::thread reader([&platform] {
+            const std::string report(platform.Next().text());
+            WriteFile("/tmp/reported", ReadFile("/tmp/plugstatus") + report);
+            WriteFile("/tmp/plugstatus", "103\n");  // as when the link is lost meanwhile
+        });
+        ParserPlugData(2, Command(kMd5, server.port()).c_str());
+    };
+    EXPECT_EXIT(update(), testing::ExitedWithCode(255), "exit at \\[");
+    EXPECT_EQ(
+        "004\n"
+        R"({"pluginID":"id","fromVersion":"1","toVersion":"2","process":1,"result":0,"resultDesc":""})",
+        ReadFile("/tmp/reported"));
+    EXPECT_EQ("004\n", ReadFile("/tmp/plugstatus"));
+    EXPECT_EQ(body_, ReadFile(kDownload));
+}
 
 TEST_F(SelfUpdate, FailuresAreReported) {
     PlatformPeer platform;
