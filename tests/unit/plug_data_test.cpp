@@ -228,6 +228,18 @@ int Note(std::uint32_t data_type, const char* payload) {
     return -7;
 }
 
+/// Makes the body one block whose last byte counts more padding than there is, under the sum of all its
+/// bytes.
+void SpoilPadding(InboundFrame& frame) {
+    std::array<std::uint8_t, 16> plain{};
+    plain.back() = 0xFF;
+    std::size_t size = 0;
+    frame.header.body_length = 16;
+    aes_encrypt(PlatformSettings().key, plain,
+                Bytes(frame.bytes).subspan(kFrameHeaderSize + frame.header.head_length), size);
+    frame.header.checksum = FrameChecksum(16, frame.head(), plain);
+}
+
 TEST_F(PlugData, CommandsComeInAndAreAnswered) {
     SetCommandHandlers({nullptr, Note});
     InboundFrame frame = PlugDataFrame(MsgType::kPlugCommand, 9, std::string_view("{}\0rest", 7));
@@ -244,12 +256,15 @@ TEST_F(PlugData, CommandsComeInAndAreAnswered) {
 
     seen.clear();
     ++frame.header.checksum;
-    CBHandle(frame);
-    EXPECT_EQ("", seen);
-    reply = platform_.Next();
-    EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
-    EXPECT_EQ(11, reply.code);
-    EXPECT_EQ(0, reply.header.body_length);
+    for (int attack = 0; attack < 2; ++attack) {
+        CBHandle(frame);
+        EXPECT_EQ("", seen);
+        reply = platform_.Next();
+        EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
+        EXPECT_EQ(11, reply.code);
+        EXPECT_EQ(0, reply.header.body_length);
+        SpoilPadding(frame);
+    }
 
     // The largest one is handed over whole.
     const std::string large(8100, 'j');
@@ -270,12 +285,7 @@ TEST_F(PlugData, RepliesComingDownAreExecutedUnanswered) {
     CBHandle(PlugDataFrame(MsgType::kPlugReply, 4, std::string(1019, 'j')));
     EXPECT_EQ("", seen);
 
-    // A padding of more bytes than there are.
-    std::array<std::uint8_t, 16> plain{};
-    plain.back() = 0xFF;
-    std::size_t size = 0;
-    aes_encrypt(PlatformSettings().key, plain, Bytes(frame.bytes).subspan(kFrameHeaderSize), size);
-    frame.header.body_length = 16;
+    SpoilPadding(frame);
     CBHandle(frame);
     EXPECT_EQ("", seen);
     EXPECT_TRUE(platform_.NothingSent());
