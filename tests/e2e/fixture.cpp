@@ -74,14 +74,14 @@ void AgentTest::TearDown() {
         EXPECT_NE(EventKind::kBadFrame, event->kind) << event->note << ": " << ToHex(event->frame);
 }
 
-Platform& AgentTest::StartPlatform(const PlatformOptions& options) {
-    platform_ = std::make_unique<Platform>(options);
+void AgentTest::StartPlatform() {
+    platform_ = std::make_unique<Platform>();
+    Behave();
     cursor_ = platform_->FromStart();
     const AgentSetup pointed = SetupFor(*platform_);
     setup_.key = pointed.key;
     setup_.server1 = pointed.server1;
     setup_.port = pointed.port;
-    return *platform_;
 }
 
 void AgentTest::RunFast(int factor) {
@@ -104,7 +104,6 @@ void AgentTest::WriteClock() const {
 void AgentTest::StartAgent() {
     StopAgent();
     ProcessSpec spec = AgentCommand(setup_);
-    if (!profile_.empty()) WriteFile(setup_.folder + "/plug.conf", profile_);
     if (speed_ != 1)
         spec.environment.insert(spec.environment.end(),
                                 {"LD_PRELOAD=" + FakeTimeLibrary(), "FAKETIME_NO_CACHE=1",
@@ -113,6 +112,7 @@ void AgentTest::StartAgent() {
 }
 
 void AgentTest::LogIn() {
+    if (!platform_) StartPlatform();
     StartAgent();
     Await(EventKind::kHeartbeat);
     ReadStatuses();
@@ -186,6 +186,12 @@ std::int64_t AgentTest::LoggedAt(const std::string& text, int nth) {
     return StampBefore(log, places[nth > 0 ? static_cast<std::size_t>(nth) - 1 : places.size() - 1]);
 }
 
+void AgentTest::ExpectWait(const std::string& from, const std::string& to, int least, int limit, int nth) {
+    const std::int64_t waited = LoggedAt(to, nth) - LoggedAt(from, nth);
+    EXPECT_GE(waited, least) << from << " to " << to;
+    EXPECT_LT(waited, limit) << from << " to " << to;
+}
+
 LinkEvent AgentTest::Await(EventKind kind) {
     return Await(Name(kind), IsKind(kind));
 }
@@ -219,6 +225,12 @@ ByteVector Join(std::initializer_list<ConstBytes> pieces) {
     ByteVector joined;
     for (const ConstBytes piece : pieces) joined.insert(joined.end(), piece.begin(), piece.end());
     return joined;
+}
+
+ByteVector Counted(ConstBytes bytes) {
+    std::array<std::uint8_t, 2> count;
+    ByteWriter(count).U16(static_cast<std::uint16_t>(bytes.size()));
+    return Join({count, bytes});
 }
 
 }  // namespace plug::e2e

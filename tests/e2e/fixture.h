@@ -27,6 +27,8 @@ constexpr char kNeedsOwnClock[] = "an agent with a sanitizer runs on the real cl
 /// The longest wait for anything: as long as a slow machine needs for a re-login in real time.
 constexpr Milliseconds kPatience{60'000};
 
+constexpr std::uint16_t kCpuUse = 47;
+
 /// The simulated home's router.
 constexpr MacAddress kRouterMac = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
 
@@ -37,8 +39,10 @@ class AgentTest : public testing::Test {
 
     // --- before the agent starts ---
 
-    /// Starts the platform and points setup_ at it.
-    Platform& StartPlatform(const PlatformOptions& options = {});
+    /// Starts the platform with behaviour_ and points setup_ at it.
+    void StartPlatform();
+    /// Lets the platform behave as behaviour_ has become.
+    void Behave() { platform_->Behave(behaviour_); }
     /// Lets the agent's clock run faster from its next start on, or at once when it runs already; without
     /// effect on an agent with a sanitizer.
     void RunFast(int factor);
@@ -49,7 +53,7 @@ class AgentTest : public testing::Test {
 
     /// Starts it with setup_, in place of an earlier one.
     void StartAgent();
-    /// The same, and waits for the login and the first heartbeat.
+    /// Starts the platform too when there is none, and waits for the login and the first heartbeat.
     void LogIn();
     /// Ends it and looks for reports of a sanitizer.
     void StopAgent();
@@ -66,6 +70,9 @@ class AgentTest : public testing::Test {
     int CountLog(const std::string& text) const;
     /// The agent's clock, in seconds, at the last entry with that text, or at the `nth`, counted from 1.
     std::int64_t LoggedAt(const std::string& text, int nth = 0);
+    /// Between the `nth` entries with two texts (or their last) the agent's clock must have counted at least
+    /// `least` seconds and fewer than `limit`.
+    void ExpectWait(const std::string& from, const std::string& to, int least, int limit, int nth = 0);
 
     // --- the platform ---
 
@@ -75,13 +82,15 @@ class AgentTest : public testing::Test {
     LinkEvent Ask(std::uint16_t id, ConstBytes parameters = {});
     /// The next reply, whatever it answers.
     LinkEvent AwaitReply() { return Await(EventKind::kReply); }
+    /// A question is answered, and nothing else before it: the processor's use in the simulated home.
+    void ExpectAnswers() { EXPECT_EQ(12, Ask(kCpuUse).Word(6)); }
     /// Waits for the next login and heartbeat; no registration may come before it.
     LinkEvent AwaitReLogin();
 
     std::unique_ptr<Platform> platform_;
     std::unique_ptr<Process> agent_;
+    Behaviour behaviour_;
     AgentSetup setup_;
-    std::string profile_;  // replaces the plug.conf of setup_ when not empty
     MacAddress mac_ = kRouterMac;
     int speed_ = 1;  // of the agent's clock; stays 1 with a sanitizer
 
@@ -97,5 +106,7 @@ class AgentTest : public testing::Test {
 
 /// The bytes of several pieces in a row.
 ByteVector Join(std::initializer_list<ConstBytes> pieces);
+/// Bytes behind their 16-bit count.
+ByteVector Counted(ConstBytes bytes);
 
 }  // namespace plug::e2e
