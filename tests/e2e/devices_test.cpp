@@ -2,6 +2,11 @@
 // that cannot be carried out.
 #include <sys/resource.h>
 
+#include <cstring>
+#include <map>
+#include <set>
+
+#include "bench/local_peer.h"
 #include "bench/router_state.h"
 #include "fixture.h"
 #include "network.h"
@@ -19,6 +24,8 @@ constexpr std::uint8_t kScanReport = 63;
 constexpr char kDesktop[] = "00:00:5E:00:53:B1";
 constexpr char kTablet[] = "00:00:5E:00:53:B2";
 constexpr char kPhone[] = "00:00:5E:00:53:B3";
+constexpr char kConsole[] = "00:00:5E:00:53:B4";
+constexpr char kCamera[] = "00:00:5E:00:53:B5";
 
 /// A device that is named after the end of its MAC and has its address there too.
 Json DeviceOf(const std::string& mac) {
@@ -57,6 +64,14 @@ class Devices : public AgentTest {
     void Switch(const std::string& mac, bool online) const {
         router_.Change(
             [&](Json& home) { (*RouterState::FindDevice(home, ParseMac(mac).value()))["online"] = online; });
+    }
+    /// The devices without access.
+    std::set<std::string> Barred() const {
+        const Json home = router_.Read();
+        std::set<std::string> barred;
+        for (const Json& device : home.at("devices"))
+            if (!device.at("access").get<bool>()) barred.insert(device.at("mac"));
+        return barred;
     }
 
     RouterState router_{"/tmp/router.json"};
@@ -108,6 +123,103 @@ TEST_F(Devices, NewOnesAreReportedOnce) {
     const int queries = CountLog("Func39 query...");
     AwaitLog("Sub dev num:", CountLog("Sub dev num:") + 6);  // three minutes of the access control's rounds
     EXPECT_LE(CountLog("Func39 query..."), queries + 1) << "one may have been due";
+
+    // A local agent tells by itself who is there.
+    SetOnlineInterval(1);
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    AwaitLog("Use function 40");
+    ASSERT_TRUE(peer.Send(kOnlineReport, DevicesPayload({{ParseMac(kCamera).value(), "camera"}})));
+    EXPECT_EQ("00005e0053b5", AwaitOnline());
+}
+
+/// A time in which a device is barred on some weekdays; both minutes of the day belong to it.
+struct Window {
+    const char *mac, *days;
+    const char *start, *stop;
+};
+
+/// The minute of the day of "8:30".
+int Minute(const std::string& time) {
+    return std::stoi(time) * 60 + std::stoi(time.substr(time.find(':') + 1));
+}
+
+/// Who is barred behind a look at the clock: a device follows the windows of the weekday, and is left alone
+/// on a day that has none for it. On Sundays nobody has any. Returns for how many that is a change.
+int Look(const std::vector<Window>& windows, std::int64_t time, std::set<std::string>& barred) {
+    const char weekday = static_cast<char>('0' + (time / 86400 + 4) % 7);  // 1970 began on a Thursday
+    const std::int64_t minute = time % 86400 / 60;
+    std::map<std::string, bool> bars;
+    for (const Window& window : windows) {
+        if (!strchr(window.days, weekday)) continue;
+        bars[window.mac] |= Minute(window.start) <= minute && minute <= Minute(window.stop);
+    }
+    int changes = 0;
+    for (const auto& [mac, bar] : bars) {
+        changes += static_cast<int>(bar ? barred.insert(mac).second : barred.erase(mac));
+    }
+    return changes;
+}
+
+// From one Sunday to the Monday after the next, around every edge of a window on every day.
+TEST_F(Devices, AWeekOfWindows) {
+    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
+    constexpr std::int64_t kDay = 86400;
+    constexpr std::int64_t kRound = 30;
+    const std::vector<Window> found = {
+        {kDesktop, "1357", "8:00", "9:30"},    {kDesktop, "3", "9:00", "21:15"},
+        {kTablet, "1234567", "22:00", "6:00"},  // past midnight: never
+        {kPhone, "56", "22:00", "23:59"},       // both ends of a night; Saturday's bar stays
+        {kPhone, "16", "0:00", "6:30"},         // for all of Sunday
+        {kConsole, "7", "0:00", "23:59"},
+    };
+    std::vector<Window> sent = found;
+    sent.push_back({"00:00:5e:00:53:b4", "1234567", "0:00", "23:59"});
+    Json list = Json::array();
+    std::set<int> edges;
+    for (const auto& [mac, days, start, stop] : sent) {
+        list.push_back(
+            {{"FLAG", "1"}, {"MAC", mac}, {"DAY", days}, {"START", start}, {"STOP", stop}, {"ALLOW", "1"}});
+        edges.insert({Minute(start), Minute(stop)});
+        if (Minute(start) > 0) edges.insert(Minute(start) - 1);
+        if (Minute(stop) < Minute("23:59")) edges.insert(Minute(stop) + 1);
+    }
+
+    std::int64_t sunday = std::time(nullptr) / kDay + 1;
+    while ((sunday + 4) % 7 != 0) ++sunday;
+    behaviour_.answer_heartbeats = false;  // nobody shall take the jumps for silence
+    RunFast(150);
+    JumpAhead(sunday * kDay - std::time(nullptr));
+    LogInWith({kDesktop, kTablet, kPhone, kConsole, kCamera});
+    EXPECT_EQ(0, Ask(kWindows, AsBytes(Json{{"LIST", list}}.dump())).result());
+
+    // Each round ends with the camera, which has no windows, and is judged by its own time. A jump to five
+    // seconds behind the point lets a round and the one after it fall into the same minute.
+    const std::string round_done = std::string("Can't find rule for : ") + kCamera;
+    int rounds = 0;
+    std::int64_t now = 0;
+    int changes = 0;
+    std::set<std::string> expected;
+    std::set<std::string> barred;
+    const auto look_until = [&](std::int64_t point) {
+        do {
+            now = LoggedAt(round_done, ++rounds);
+            changes += Look(found, now, expected);
+            barred = Barred();
+        } while (now < point || CountLog(round_done) > rounds);
+    };
+    look_until(0);
+    for (std::int64_t day = sunday; day <= sunday + 8; ++day) {
+        for (const int edge : edges) {
+            const std::int64_t point = day * kDay + edge * 60;
+            if (point < now + kRound) continue;
+            JumpAhead(point + 5 - kRound - now);
+            look_until(point);
+            EXPECT_EQ(expected, barred) << "day " << day - sunday << ", minute " << now % kDay / 60;
+        }
+    }
+    EXPECT_LT(10, changes);
+    EXPECT_EQ(changes, CountLog("set_dev_access_control for: ")) << "nobody is switched twice";
 }
 
 TEST_F(Devices, AnImpossibleElementHoldsItsLinkOnly) {

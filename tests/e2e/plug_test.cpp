@@ -182,6 +182,23 @@ TEST_F(PlugTest, RateTests) {
     EXPECT_EQ(-1, AwaitRate());
 }
 
+// In real time, whatever the agent's clock: it is the kernel that ends the wait.
+TEST_F(PlugTest, ASilentServerIsGivenUpAfterHalfAMinute) {
+    const std::string content = Content(4096);
+    const HttpServer server(content);
+    LogIn();
+    const auto ordered = std::chrono::steady_clock::now();
+    OrderUpdate(server.Url("plug?stall"), Md5(content));
+    ExpectProgress(0, -1);
+    const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - ordered;
+    EXPECT_GT(waited.count(), 29);
+    EXPECT_LT(waited.count(), 45);
+    AwaitStatuses("104");
+    EXPECT_EQ(R"({"result":0})", AwaitReply().text());
+    EXPECT_EQ(content.substr(0, 2048), ReadFile(kDownload)) << "what came is left";
+    ExpectAnswers();
+}
+
 TEST_F(PlugTest, AnUpdateEndsTheAgent) {
     const std::string content = Content(4096);
     const HttpServer server(content);
