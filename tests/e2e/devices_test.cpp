@@ -57,8 +57,7 @@ class Devices : public AgentTest {
         return ToHex(ConstBytes(report.data).subspan(8, 6));
     }
     void SetOnlineInterval(int minutes) {
-        platform_->SendPlugData(mac_, kInterval, Json{{"func40Interval", minutes}}.dump());
-        EXPECT_EQ(R"({"result":0})", AwaitReply().text());
+        ExpectResult(0, kInterval, Json{{"func40Interval", minutes}}.dump());
     }
     /// Lets a device come or go.
     void Switch(const std::string& mac, bool online) const {
@@ -131,6 +130,7 @@ TEST_F(Devices, NewOnesAreReportedOnce) {
     AwaitLog("Use function 40");
     ASSERT_TRUE(peer.Send(kOnlineReport, DevicesPayload({{ParseMac(kCamera).value(), "camera"}})));
     EXPECT_EQ("00005e0053b5", AwaitOnline());
+    ExpectLogged("Use function 40");
 }
 
 /// A time in which a device is barred on some weekdays; both minutes of the day belong to it.
@@ -165,7 +165,7 @@ int Look(const std::vector<Window>& windows, std::int64_t time, std::set<std::st
 TEST_F(Devices, AWeekOfWindows) {
     if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     constexpr std::int64_t kDay = 86400;
-    constexpr std::int64_t kRound = 30;
+    constexpr int kRound = 30;
     const std::vector<Window> found = {
         {kDesktop, "1357", "8:00", "9:30"},    {kDesktop, "3", "9:00", "21:15"},
         {kTablet, "1234567", "22:00", "6:00"},  // past midnight: never
@@ -209,6 +209,7 @@ TEST_F(Devices, AWeekOfWindows) {
         } while (now < point || CountLog(round_done) > rounds);
     };
     look_until(0);
+    ExpectWait("TimeRuleProc runing...", round_done, kRound, 300, 1);
     for (std::int64_t day = sunday; day <= sunday + 8; ++day) {
         for (const int edge : edges) {
             const std::int64_t point = day * kDay + edge * 60;

@@ -213,6 +213,15 @@ LinkEvent AgentTest::Ask(std::uint16_t id, ConstBytes parameters) {
     return reply;
 }
 
+void AgentTest::ExpectResult(int result, std::uint8_t data_type, const std::string& json) {
+    if (!platform_->SendPlugData(mac_, data_type, json)) GiveUp("no connection for plug data");
+    const LinkEvent reply = AwaitReply();
+    EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
+    EXPECT_EQ(static_cast<std::uint16_t>(result), reply.code) << json;
+    EXPECT_EQ(data_type, reply.data_type);
+    EXPECT_EQ("{\"result\":" + std::to_string(result) + "}", reply.text());
+}
+
 LinkEvent AgentTest::AwaitReLogin() {
     const LinkEvent next = Await("a login or registration", [](const LinkEvent& event) {
         return event.kind == EventKind::kLogin || event.kind == EventKind::kRegister;

@@ -84,6 +84,8 @@ class AgentTest : public testing::Test {
     LinkEvent AwaitReply() { return Await(EventKind::kReply); }
     /// A question is answered, and nothing else before it: the processor's use in the simulated home.
     void ExpectAnswers() { EXPECT_EQ(12, Ask(kCpuUse).Word(6)); }
+    /// Sends plug data that is answered; that result must be the next reply.
+    void ExpectResult(int result, std::uint8_t data_type, const std::string& json);
     /// Waits for the next login and heartbeat; no registration may come before it.
     LinkEvent AwaitReLogin();
 

@@ -53,8 +53,6 @@ TEST_F(Frames, AreFoundHoweverTheyAreCutAndJoined) {
 TEST_F(Frames, RefusedOnesAreToldAndTheNextIsServed) {
     Send(WithWrongChecksum(Command(kCpuUse, 1)));
     EXPECT_EQ("ccdd1a020b00000b00", ToHex(AwaitReply().frame));
-    Send(Join({ParseHex("ccdd 14 00 00 1000"), ByteVector(16, 0x33)}));  // nobody's cipher text
-    EXPECT_EQ("ccdd1a020b00000b00", ToHex(AwaitReply().frame));
     // A partial answer first, then the error.
     Send(Command(62, 0x1234));
     EXPECT_EQ(7, AwaitReply().result());

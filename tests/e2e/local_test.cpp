@@ -96,11 +96,10 @@ TEST_F(Local, CommandsReachItAndItsAnswersThePlatform) {
 
     // Firmware is handed on, and its result comes later.
     Answer(999, {.silent = true});
-    ASSERT_TRUE(platform_->SendPlugData(mac_, 16,
-                                        R"({"fromVersion":"1","toVersion":"2","url":"http://h/f",)"
-                                        R"("fileLength":1,"checkMethod":1,"chkSum":"c"})"));
+    ExpectResult(0, 16,
+                 R"({"fromVersion":"1","toVersion":"2","url":"http://h/f",)"
+                 R"("fileLength":1,"checkMethod":1,"chkSum":"c"})");
     EXPECT_EQ(432U, AwaitRequest(999).payload.size());
-    EXPECT_EQ(R"({"result":0})", AwaitReply().text());
     ASSERT_TRUE(peer_->Send(999, ByteVector{8}));
     EXPECT_EQ(R"({"result":8,"resultDesc":"firmware update faiiled."})", AwaitReport(17).text());
 }

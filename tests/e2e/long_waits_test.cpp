@@ -51,7 +51,6 @@ TEST_F(LongWaits, ALostLinkIsLoggedInAgain) {
     AwaitStatuses("003");
     // A second to take the link down, then twenty.
     ExpectWait("Close link.", "Re-login 127.0.0.1:", 21, 40);
-    ExpectLogged("ReLogin...");
     ExpectAnswers();
 
     // A frame that asks for it: the agent itself closes, and only the session loop writes the status.
@@ -91,7 +90,6 @@ TEST_F(LongWaits, SilenceCountsOnlyAfterAnAck) {
     for (int beat = 0; beat < 6; ++beat) Await(EventKind::kHeartbeat);
     ExpectAnswers();
     EXPECT_EQ(0, CountLog("heart beep error"));
-    EXPECT_EQ(1, platform_->Find(mac_)->logins);
 
     platform_->SendFrame(mac_, MsgType::kHeartbeatAck, {}, {});
     AwaitLog("heart beep error");

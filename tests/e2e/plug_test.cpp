@@ -32,16 +32,6 @@ std::string Content(std::size_t size) {
 
 class PlugTest : public AgentTest {
   protected:
-    /// Sends plug data that is answered, and expects that result.
-    void ExpectReply(std::uint8_t type, const std::string& json, int result) {
-        SCOPED_TRACE("DataType " + std::to_string(type) + " " + json);
-        ASSERT_TRUE(platform_->SendPlugData(mac_, type, json));
-        const LinkEvent reply = AwaitReply();
-        EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
-        EXPECT_EQ(static_cast<std::uint16_t>(result), reply.code);
-        EXPECT_EQ(type, reply.data_type);
-        EXPECT_EQ("{\"result\":" + std::to_string(result) + "}", reply.text());
-    }
     void ExpectProgress(int process, int result) {
         const LinkEvent report = Await("a report of progress", IsReport(kProgressReport));
         EXPECT_EQ(R"({"pluginID":"p","fromVersion":"1","toVersion":"2","process":)" +
@@ -93,9 +83,9 @@ class PlugTest : public AgentTest {
 
 TEST_F(PlugTest, OneFamilyIsAnswered) {
     LogIn();
-    ExpectReply(kInterval, R"({"func40Interval":19})", 0);
-    ExpectReply(kInterval, R"({"func40Interval":20})", -1);
-    ExpectReply(255, "{}", 0);
+    ExpectResult(0, kInterval, R"({"func40Interval":19})");
+    ExpectResult(-1, kInterval, R"({"func40Interval":20})");
+    ExpectResult(0, 255, "{}");
     ASSERT_TRUE(platform_->SendPlugData(mac_, kInterval, R"({"func40Interval":19})", MsgType::kPlugReply));
     ExpectAnswers();
     ExpectLogged("Set subdev auto report 19 minute.", 2);
@@ -120,8 +110,8 @@ TEST_F(PlugTest, AForwardedPortCarriesAConnection) {
     };
     const std::string clean = Shell("iptables -t nat -S");
     EXPECT_THROW(Shell(connect), std::runtime_error) << "not yet";
-    ExpectReply(kPortForward, rule("1"), 0);
-    ExpectReply(kPortForward, rule("1"), 0);
+    ExpectResult(0, kPortForward, rule("1"));
+    ExpectResult(0, kPortForward, rule("1"));
     EXPECT_EQ(clean +
                   "-A PREROUTING -d 203.0.113.24/32 -p tcp -m tcp --dport 8080 -j DNAT --to-destination "
                   "192.168.1.20:80\n"
@@ -129,7 +119,7 @@ TEST_F(PlugTest, AForwardedPortCarriesAConnection) {
                   "203.0.113.24:8080\n",
               Shell("iptables -t nat -S"));
     EXPECT_EQ("hello from inside", Shell(connect));
-    ExpectReply(kPortForward, rule("0"), 0);
+    ExpectResult(0, kPortForward, rule("0"));
     EXPECT_EQ(clean, Shell("iptables -t nat -S"));
     EXPECT_THROW(Shell(connect), std::runtime_error);
 }
