@@ -1,0 +1,35 @@
+#include "fuzz/surroundings.h"
+
+#include "bench/process.h"
+#include "bench/sandbox.h"
+#include "commands/dispatcher.h"
+#include "core/log.h"
+#include "core/paths.h"
+#include "core/profile.h"
+#include "platform/inbound.h"
+#include "platform/link_state.h"
+#include "platform/session.h"
+#include "platform/settings.h"
+#include "rules/plug_data.h"
+
+extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
+    using namespace plug;
+    bench::EnterSandbox({.hosts = "127.0.0.1 localhost\n", .keep = {}});
+    SetLogMask(kAllLevels);
+    PrepareCipher();
+    bench::WriteFile(kDefaultProfilePath, "[Dev]\nPIN=123456789012\n[Protool]\nKEY=" +
+                                              std::string(test::kKey) + "\nSERVER1=127.0.0.1\n");
+    NewProgramProfile("", kDefaultProfilePath);
+    test::Require(InitProtool() == ServerChoice::kBoth);
+    SetRouterIdentity({0, 0, 0x5E, 0, 0x53, 1});
+    SetCommandHandlers({ParserProtoolData, ParserPlugData});
+    SetRegistered(true);
+    SetLoggedIn(true);
+    RaiseLinkError();  // ends the retries of a rule that cannot be used
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    plug::test::Look(plug::ByteReader({data, size}));
+    return 0;
+}
