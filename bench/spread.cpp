@@ -1,5 +1,6 @@
 #include "bench/spread.h"
 
+#include <numeric>
 #include <random>
 #include <stdexcept>
 
@@ -90,6 +91,7 @@ constexpr int kPanelHeight = 70;
 constexpr int kLeft = 70;
 constexpr int kTop = 34;
 constexpr int kBinMinutes = 10;
+constexpr int kBins = kDayMinutes / kBinMinutes;
 
 struct Panel {
     std::string title;
@@ -98,13 +100,12 @@ struct Panel {
 
 /// Reports in each ten minutes as a filled curve; its height is three times the mean.
 std::string PanelSvg(const Panel& panel, int x, int y, int routers) {
-    const double mean = static_cast<double>(routers) / (kDayMinutes / kBinMinutes);
+    const double mean = static_cast<double>(routers) / kBins;
     std::string path;
     std::array<char, 160> text;
-    for (int bin = 0; bin < kDayMinutes / kBinMinutes; ++bin) {
-        int count = 0;
-        for (int minute = 0; minute < kBinMinutes; ++minute)
-            count += panel.day[static_cast<std::size_t>(bin * kBinMinutes + minute)];
+    for (int bin = 0; bin < kBins; ++bin) {
+        const auto first = panel.day.begin() + bin * kBinMinutes;
+        const int count = std::accumulate(first, first + kBinMinutes, 0);
         const double height = std::min(count / mean / 3, 1.0) * kPanelHeight;
         snprintf(text.data(), text.size(), "V%.0fh2", kPanelHeight - height);
         path += text.data();
