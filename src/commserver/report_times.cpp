@@ -84,7 +84,8 @@ double CycleStart(std::int64_t now, std::int64_t midnight, int mac_value, const 
         static_cast<double>(midnight + settings.server_diff) + step * (mac_value % settings.refer_num);
     const std::int64_t late = now - static_cast<std::int64_t>(std::floor(start));
     if (late <= kCycleLateness) return start;
-    return start + static_cast<double>((minutes + (late + 30) / (minutes * 60) * minutes) * 60);
+    const std::int64_t cycles = 1 + (late + 30) / (minutes * 60);
+    return start + static_cast<double>(cycles * minutes * 60);
 }
 
 }  // namespace

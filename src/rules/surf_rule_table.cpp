@@ -21,11 +21,9 @@ struct TableState {
 constinit TableState state;
 
 std::size_t BucketOf(std::string_view key) {
-    if (key.empty()) return 0;
-    // The first character counts with its sign, as all of them.
-    auto hash = static_cast<std::uint32_t>(static_cast<signed char>(key.front()));
-    for (const char c : key.substr(1))
-        hash = hash * 31 + static_cast<std::uint32_t>(static_cast<signed char>(c));
+    // Every character counts with its sign.
+    std::uint32_t hash = 0;
+    for (const char c : key) hash = hash * 31 + static_cast<std::uint32_t>(static_cast<signed char>(c));
     return hash & (kBuckets - 1);
 }
 
