@@ -17,8 +17,9 @@ constexpr Milliseconds kReportPace{12};  // the agent's dispatcher takes a frame
 constexpr auto kConnectionLife = std::chrono::seconds(2);
 constexpr std::uint16_t kCommands[] = {18, 71, 73, 77, 78, 80, 47};
 constexpr Milliseconds kPatience{15000};
-constexpr int kDevices = 200;
-constexpr std::size_t kRulesPerCommand = 20;
+constexpr int kDevices = 73;  // whose days are 511 keys, one less than the agent's table takes
+constexpr int kRulesPerCommand = 20;
+constexpr double kGrowthKib = 64;  // less is the allocator's and the stacks'
 
 struct Load {
     int reports = 0;
@@ -46,106 +47,157 @@ Load Report(LocalPeer& peer, const std::atomic<bool>& done) {
     return load;
 }
 
-Json Holdings(const std::string& when, pid_t process) {
-    const std::string folder = "/proc/" + std::to_string(process);
-    const auto entries = std::filesystem::directory_iterator(folder + "/fd");
-    return {{"", when},
-            {"resident_kib", NumberAfter(folder + "/status", "VmRSS:")},
-            {"descriptors", std::distance(begin(entries), end(entries))},
-            {"threads", NumberAfter(folder + "/status", "Threads:")}};
+MacAddress DeviceMac(int number) {
+    return {0, 0, 0x5E, 0, 0x53, static_cast<std::uint8_t>(number % kDevices)};
 }
 
-Json Window(const char* flag, int change) {
-    const MacAddress mac{0, 0, 0x5E, 0, 0x53, static_cast<std::uint8_t>(change / 2 % kDevices)};
-    return {{"FLAG", flag},     {"MAC", MacText(mac)}, {"DAY", std::to_string(change / 2 % 7 + 1)},
-            {"START", "01:00"}, {"STOP", "05:00"},     {"ALLOW", "0"}};
+Json Window(const char* flag, int device, const std::string& days, const std::string& stop) {
+    return {{"FLAG", flag}, {"MAC", MacText(DeviceMac(device))},
+            {"DAY", days},  {"START", "01:00"},
+            {"STOP", stop}, {"ALLOW", "0"}};
 }
 
-Json Limit(int change) {
-    const MacAddress mac{0, 0, 0x5E, 0, 0x53, static_cast<std::uint8_t>(change % kDevices)};
+/// Each window that is added is removed by the next change.
+Json WindowChange(int change) {
+    const int window = change / 2;
+    return Window(change % 2 == 0 ? "1" : "0", window, std::to_string(window % 7 + 1),
+                  "05:" + std::to_string(window % 60));
+}
+
+/// Of a device that the simulated router knows.
+Json LimitChange(int change) {
     return {{"FLAG", std::to_string(change % 2)},
-            {"MAC", MacText(mac)},
+            {"MAC", "00:00:5E:00:53:B1"},
             {"UP", std::to_string(change)},
             {"DOWN", std::to_string(change)}};
 }
 
-/// Makes changes `from` to `to`: a list of windows, each added and removed again, then a list of limits, and
-/// so on. More keys come than the agent's table takes, so the refusals are among them. False when the agent
-/// does not answer.
-bool ChangeRules(Platform& platform, const MacAddress& agent, int from, int to) {
-    for (bool windows = true; from < to; windows = !windows) {
-        Json list = Json::array();
-        for (; from < to && list.size() < kRulesPerCommand; ++from)
-            list.push_back(windows ? Window(from % 2 == 0 ? "1" : "0", from) : Limit(from));
-        const CommandRow& row = *FindCommand(windows ? "windows-set" : "limits-set");
-        const ByteVector parameters = EncodeParameters(row, {"text=" + Json{{"LIST", list}}.dump()});
-        const auto answer = platform.Ask(agent, row.id, parameters, kPatience);
-        if (!answer || answer->result() != 0) return false;
+/// The agent under load, and what it held at each look.
+class Soak {
+  public:
+    Soak() {
+        AgentSetup setup = SetupFor(platform_);
+        setup.folder = folder_.path();
+        agent_ = StartAgent(setup);
+        const auto beat = platform_.WaitFor(EventKind::kHeartbeat, kPatience);
+        if (!beat) throw std::runtime_error("the agent does not log in");
+        mac_ = beat->mac;
     }
-    return true;
-}
 
-}  // namespace
+    void Look(const std::string& when) {
+        const std::string folder = "/proc/" + std::to_string(agent_->pid());
+        const auto entries = std::filesystem::directory_iterator(folder + "/fd");
+        holdings_.push_back({{"", when},
+                             {"resident_kib", NumberAfter(folder + "/status", "VmRSS:")},
+                             {"descriptors", std::distance(begin(entries), end(entries))},
+                             {"threads", NumberAfter(folder + "/status", "Threads:")}});
+    }
+    /// Since the look before the last one.
+    bool Grew() const {
+        if (holdings_.size() < 2) return false;
+        const Json& before = holdings_[holdings_.size() - 2];
+        const Json& now = holdings_.back();
+        return now["descriptors"] > before["descriptors"] || now["threads"] > before["threads"] ||
+               now["resident_kib"].get<double>() > before["resident_kib"].get<double>() + kGrowthKib;
+    }
+    const Json& holdings() const { return holdings_; }
+    bool Answers() { return agent_->Running() && platform_.Ask(mac_, 18).has_value(); }
 
-int SoakAgent(const SoakOptions& options, Output& output) {
-    const TemporaryFolder folder;
-    Platform platform;
-    AgentSetup setup = SetupFor(platform);
-    setup.folder = folder.path();
-    const auto agent = StartAgent(setup);
-    const auto beat = platform.WaitFor(EventKind::kHeartbeat, Milliseconds(30000));
-    if (!beat) throw std::runtime_error("the agent does not log in");
-    const MacAddress mac = beat->mac;
+    Json LoadFromBothSides(int seconds);
+    bool ChangeRules(int changes);
 
+  private:
+    /// Sends the list of the elements that `make` gives for `from` to `to`; false without a good answer.
+    bool SendList(const char* command, int from, int to, const std::function<Json(int)>& make) {
+        Json list = Json::array();
+        for (; from < to; ++from) list.push_back(make(from));
+        const CommandRow& row = *FindCommand(command);
+        const ByteVector parameters = EncodeParameters(row, {"text=" + Json{{"LIST", list}}.dump()});
+        const auto answer = platform_.Ask(mac_, row.id, parameters, kPatience);
+        return answer && answer->result() == 0;
+    }
+
+    TemporaryFolder folder_;
+    Platform platform_;
+    std::unique_ptr<Process> agent_;
+    MacAddress mac_{};
+    Json holdings_ = Json::array();
+};
+
+Json Soak::LoadFromBothSides(int seconds) {
     LocalPeer peer;
     if (!peer.Connect()) throw std::runtime_error("the agent has no local socket");
-    for (const std::uint16_t id : kCommands) platform.Ask(mac, id);
-    Json holdings = {Holdings("before", agent->pid())};
-
+    for (const std::uint16_t id : kCommands) platform_.Ask(mac_, id);
+    Look("before");
     std::atomic<bool> done{false};
     Load load;
     std::thread reporter([&] { load = Report(peer, done); });
-    const auto end = Clock::now() + std::chrono::seconds(options.seconds);
+    const auto end = Clock::now() + std::chrono::seconds(seconds);
     int asked = 0;
     int answered = 0;
     int failed = 0;
     Milliseconds slowest{0};
-    for (; Clock::now() < end && agent->Running(); ++asked) {
+    for (; Clock::now() < end && agent_->Running(); ++asked) {
         const auto sent = Clock::now();
-        const auto answer = platform.Ask(
-            mac, kCommands[static_cast<std::size_t>(asked) % std::size(kCommands)], {}, kPatience);
+        const auto answer = platform_.Ask(
+            mac_, kCommands[static_cast<std::size_t>(asked) % std::size(kCommands)], {}, kPatience);
         slowest = std::max(slowest, std::chrono::duration_cast<Milliseconds>(Clock::now() - sent));
         answered += answer.has_value();
         failed += answer && answer->result() != 0;
     }
     done = true;
     reporter.join();
-    bool runs = agent->Running() && platform.Ask(mac, 18).has_value();
-    if (runs) holdings.push_back(Holdings("after the load", agent->pid()));
-    // The table's own memory comes with the first changes.
-    for (int from = 0, to = options.rule_changes / 10; runs && from < options.rule_changes;
-         from = std::exchange(to, options.rule_changes)) {
-        runs = ChangeRules(platform, mac, from, to);
-        if (runs) holdings.push_back(Holdings("after " + std::to_string(to) + " rule changes", agent->pid()));
-    }
-
+    if (Answers()) Look("after the load");
     int relayed = 0;
-    Cursor all = platform.FromStart();
+    Cursor all = platform_.FromStart();
     while (const auto event = all.Next(Milliseconds(0)))
         relayed += event->kind == EventKind::kReport && event->data_type == 84;
-    const Json results = {{"seconds", options.seconds},
-                          {"commands", asked},
-                          {"answered", answered},
-                          {"of these with a failure", failed},
-                          {"slowest answer (ms)", slowest.count()},
-                          {"connections of the local agent", load.connections},
-                          {"of these closed by the agent", load.turned_away},
-                          {"reports sent", load.reports},
-                          {"reports relayed", relayed},
-                          {"the agent at the end", runs ? "answers" : "GONE OR SILENT"},
-                          {"holdings", holdings}};
+    return {{"seconds", seconds},
+            {"commands", asked},
+            {"answered", answered},
+            {"of these with a failure", failed},
+            {"slowest answer (ms)", slowest.count()},
+            {"connections of the local agent", load.connections},
+            {"of these closed by the agent", load.turned_away},
+            {"reports sent", load.reports},
+            {"reports relayed", relayed}};
+}
+
+/// Lists of windows and of limits in turn, beside a window of each device and day that stays. Looks after a
+/// tenth of them, which brings the table's own memory, and at the end. False when the agent does not answer.
+bool Soak::ChangeRules(int changes) {
+    const auto kept = [](int device) { return Window("1", device, "1234567", "04:00"); };
+    if (!SendList("windows-set", 0, kDevices / 2, kept) ||
+        !SendList("windows-set", kDevices / 2, kDevices, kept))
+        return false;
+    bool windows = true;
+    bool looked = false;
+    for (int from = 0; from < changes; windows = !windows) {
+        const int to = std::min(from + kRulesPerCommand, changes);
+        if (windows ? !SendList("windows-set", from, to, WindowChange)
+                    : !SendList("limits-set", from, to, LimitChange))
+            return false;
+        from = to;
+        if (!looked && from >= changes / 10) Look("after " + std::to_string(from) + " rule changes");
+        looked = looked || from >= changes / 10;
+    }
+    Look("after " + std::to_string(changes) + " rule changes");
+    return true;
+}
+
+}  // namespace
+
+int SoakAgent(const SoakOptions& options, Output& output) {
+    Soak soak;
+    Json results = soak.LoadFromBothSides(options.seconds);
+    const bool answers = soak.Answers() && soak.ChangeRules(options.rule_changes) && soak.Answers();
+    const bool grew = soak.Grew();
+    results["rule changes"] = options.rule_changes;
+    results["the agent at the end"] = answers ? "answers" : "GONE OR SILENT";
+    results["its holdings"] = grew ? "GREW" : "did not grow";
+    results["holdings"] = soak.holdings();
     output.Show(results, Lines(results));
-    return runs && answered == asked ? 0 : 1;
+    return answers && !grew && results["answered"] == results["commands"] ? 0 : 1;
 }
 
 }  // namespace plug::bench

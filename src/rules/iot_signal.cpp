@@ -50,7 +50,7 @@ std::array<char, 16> DottedAddress(std::uint32_t address) {
 
 void printhex(ConstBytes bytes) {
     if (!DebugMode()) return;
-    std::array<char, 3071> room;
+    std::array<char, 3071 * 3> room;
     const std::string_view text = HexPairs(bytes, room);
     PLUG_LOG(kDebug, "%.*s", static_cast<int>(text.size()), text.data());
 }

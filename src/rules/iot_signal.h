@@ -20,7 +20,7 @@ int SendDatagramCopy(ConstBytes data, const sockaddr_in* to);
 /// "%d.%d.%d.%d", least significant byte first.
 std::array<char, 16> DottedAddress(std::uint32_t address);
 
-/// Logs the bytes as upper-case pairs in debug mode, 3071 characters at most.
+/// Logs at most 3071 bytes as upper-case pairs in debug mode.
 void printhex(ConstBytes bytes);
 
 }  // namespace plug
