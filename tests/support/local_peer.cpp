@@ -24,15 +24,11 @@ LocalServer::~LocalServer() {
     EXPECT_EQ(0, CommServerStop());
 }
 
-LocalPeer LocalPeer::Connect() {
-    int number = -1;
-    WaitUntil([&number] { return (number = bench::ConnectTo(kCommServerPath)) >= 0; });
-    return LocalPeer(number);
-}
-
 LocalPeer LocalPeer::ConnectServed() {
     for (;;) {
-        LocalPeer peer = Connect();
+        int number = -1;
+        WaitUntil([&number] { return (number = bench::ConnectTo(kCommServerPath)) >= 0; });
+        LocalPeer peer(number);
         WaitUntil([&peer] { return CommSendCmd(1, {}) == 0 || peer.Ready(); });
         if (peer.Next()) return peer;
     }

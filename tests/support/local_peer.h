@@ -29,7 +29,6 @@ class LocalPeer : public Stream {
 
     using Stream::Stream;
 
-    static LocalPeer Connect();
     /// Connects until the server has made this its client.
     static LocalPeer ConnectServed();
 

@@ -61,9 +61,9 @@ Stream Listener::Accept() const {
     return Stream(socket);
 }
 
-void HttpServer::Start(Script script) {
+void HttpServer::Start(const std::string& answer) {
     Finish();
-    thread_ = std::thread([this, script = std::move(script)] {
+    thread_ = std::thread([this, answer] {
         const Stream client = Accept();
         request_.clear();
         while (!request_.ends_with("\r\n\r\n")) {
@@ -71,12 +71,8 @@ void HttpServer::Start(Script script) {
             if (next.empty()) break;
             request_ += static_cast<char>(next[0]);
         }
-        script(client);
+        client.Send(AsBytes(answer));
     });
-}
-
-void HttpServer::Start(const std::string& answer) {
-    Start([answer](const Stream& client) { client.Send(AsBytes(answer)); });
 }
 
 const std::string& HttpServer::Finish() {

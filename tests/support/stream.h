@@ -51,17 +51,14 @@ class Listener {
     int socket_;
 };
 
-/// Takes one request at a time and answers it as a script says.
+/// Takes one request at a time and answers it.
 class HttpServer : public Listener {
   public:
-    using Script = std::function<void(const Stream& client)>;
-
     using Listener::Listener;
     ~HttpServer() { Finish(); }
 
-    /// Takes one connection, reads its request, answers as `script` does and closes; on a thread of its own,
-    /// once the last request is answered.
-    void Start(Script script);
+    /// Takes one connection, reads its request, answers and closes; on a thread of its own, once the last
+    /// request is answered.
     void Start(const std::string& answer);
     /// The request, once it is answered.
     const std::string& Finish();

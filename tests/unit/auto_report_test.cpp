@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "platform/link_state.h"
 #include "support/platform_peer.h"
 #include "support/sandbox.h"
 
@@ -48,27 +47,6 @@ TEST(AutoReport, RateLimits) {
 }
 
 class Relayed : public Sandbox {};
-
-TEST_F(Relayed, JsonIsRelayedBehindAHeader) {
-    PlatformPeer platform;
-    CommAutoJsonReport(AsBytes("{}"), 84);
-    platform.ExpectNext(MsgType::kAddressedReport, 84, Unhex("00005400000002007b7d"));
-
-    CommAutoJsonReport({}, 86);
-    CommAutoJsonReport(ByteVector(8086, 'x'), 86);
-    platform.ExpectNext(MsgType::kAddressedReport, 86, Unhex("010056000000961f") + std::string(8086, 'x'));
-
-    const ByteVector typed = {2, 0xAA};
-    CommAutoReport89(typed);
-    platform.ExpectNext(MsgType::kAddressedReport, 89, Unhex("020059000000020002aa"));
-    CommAutoReport89(typed);
-    CommAutoReport89({});
-    SetLoggedIn(false);
-    CommAutoJsonReport(AsBytes("{}"), 84);
-    SetLoggedIn(true);
-    CommAutoJsonReport(AsBytes("{}"), 84);
-    EXPECT_EQ(4, platform.Next().data.at(0)) << "the sequence counts reports that did not go out";
-}
 
 TEST_F(Relayed, OnlyTheAddressesOfAStatusRecordAreReversed) {
     PlatformPeer platform;

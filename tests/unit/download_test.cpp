@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include "core/clock.h"
 #include "support/sandbox.h"
 #include "support/stream.h"
 
@@ -36,9 +35,7 @@ class Download : public Sandbox {
 TEST_F(Download, StoresTheBodyThatItAskedFor) {
     const std::string body = Body(5000);
     WriteFile(kFile, Body(9000));
-    server_.Start([&](const Stream& client) {
-        for (const char c : HttpAnswer(body)) client.Send(AsBytes({&c, 1}));
-    });
+    server_.Start(HttpAnswer(body));
     EXPECT_EQ(0, DownLoadFIle("localhost", server_.port(), "/path/of.file", kFile)) << "a name is resolved";
     EXPECT_EQ(body, ReadFile(kFile)) << "an older, longer file is replaced";
     EXPECT_EQ(
@@ -107,28 +104,6 @@ TEST_F(Download, FailsWithoutAServerOrAFile) {
     EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", server_.port(), "/x", "/tmp/none/file"));
     ExpectLinkIsRefused(
         "/tmp/link", [this] { EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", server_.port(), "/x", "/tmp/link")); });
-}
-
-TEST_F(Download, MeasuresWholeSeconds) {
-    server_.Start(HttpAnswer(Body(2000)));
-    EXPECT_EQ(0, DownTestRateFIle("127.0.0.1", server_.port(), "/x", "/tmp/rate"));
-    EXPECT_FALSE(Exists("/tmp/rate"));
-
-    // The clock ticks twice between the halves, at least once of that after the measurement began.
-    constexpr int kSize = 60'000;
-    server_.Start([](const Stream& client) {
-        const std::string answer = HttpAnswer(Body(kSize));
-        client.Send(AsBytes(answer).first(kSize / 2));
-        const std::int64_t start = MonotonicSeconds();
-        WaitUntil([start] { return MonotonicSeconds() >= start + 2; });
-        client.Send(AsBytes(answer).subspan(kSize / 2));
-    });
-    EXPECT_EQ(0, DownTestRateFIle("127.0.0.1", server_.port(), "/x", "/tmp/rate"));
-    EXPECT_TRUE(MeasuredRate() == kSize / 2 || MeasuredRate() == kSize) << MeasuredRate();
-
-    server_.Start("HTTP/1.1 404 Not Found\r\n\r\n");
-    EXPECT_EQ(-1, DownTestRateFIle("127.0.0.1", server_.port(), "/x", "/tmp/rate"));
-    EXPECT_EQ(-1, MeasuredRate()) << "a failure takes the last rate away";
 }
 
 }  // namespace

@@ -137,17 +137,5 @@ TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {
     DeleteServer(threads_);
 }
 
-TEST_F(Session, ARefusalOrANetErrorEndsTheAttempt) {
-    EXPECT_EQ(-1, RegisterStart(threads_, "127.0.0.1")) << "nobody listens";
-    Server registration(6039);
-    // A body that begins with FFFF says so, whatever the frame's type.
-    std::thread peer([&] { registration.Exchange(kRegister, "ccdd 1f 00 00 0200 ffff"); });
-    EXPECT_EQ(-1, RegisterStart(threads_, "127.0.0.1"));
-    peer.join();
-    EXPECT_TRUE(LinkError());
-    EXPECT_FALSE(Registered());
-    EXPECT_EQ("101\n", ReadFile("/tmp/plugstatus"));
-}
-
 }  // namespace
 }  // namespace plug::test
