@@ -28,6 +28,24 @@ TEST(CommRQ, Limits) {
     EXPECT_TRUE(queue.IsEmpty());
 }
 
+TEST(CommRQ, APoppedSlotStaysWhileOthersFill) {
+    CommRQ queue;
+    ASSERT_EQ(0, queue.Create(10, 100));
+    std::uint8_t in = 0;
+    const auto fill = [&] {
+        while (queue.Push(ByteVector(1U + in % 92, in)) == 0) ++in;
+    };
+    fill();
+    EXPECT_EQ(9, in) << "one slot stays free";
+    EXPECT_TRUE(queue.IsFull());
+    EXPECT_EQ(-2, queue.Push(ByteVector(1)));
+    for (std::uint8_t out = 0; out < 25; ++out) {
+        const ConstBytes popped = queue.Pop();
+        fill();
+        EXPECT_EQ(ToHex(ByteVector(1U + out % 92, out)), ToHex(popped));
+    }
+}
+
 class CommSend : public testing::Test {
   protected:
     CommSend() {

@@ -31,6 +31,7 @@ TEST(Options, AreTakenInOrderAndWrongOnesEndIt) {
         {{"-f", at_most + "p", "-d"}, -1, false, "", kKept, "256"},
         {{"-d", "-f"}, -1, true, "", kKept, kNoFile},
         {{"-m", "00112233445", "-d"}, -2, false, "", kKept, kBadMac},
+        {{"-m", "0011223344556"}, -2, false, "", kKept, kBadMac},
         {{"-dyf", "/z"}, 0, true, "/z", kKept, "Unknown option: y"},
         // A character that is no digit: the high one leaves the byte, the low one adds nothing.
         {{"-m", "z8aGg:/@`{0f"}, 0, false, "", "19a03344550f", ""},
