@@ -1,6 +1,8 @@
 // Ping, traceroute, rate test, configuration data and version report, as the platform sees them.
 #include "commands/diagnostics.h"
 
+#include <sys/resource.h>
+
 #include "commands/config_data.h"
 #include "commands/ping.h"
 #include "commands/rate_test.h"
@@ -56,6 +58,17 @@ TEST_F(Diagnostics, APingIsFetchedWithoutItsReplies) {
     EXPECT_EQ(kOk + Counted("PING head\n\n1 received\n"), fetched);
     EXPECT_EQ(fetched, Run(9)) << "it can be fetched again";
     EXPECT_EQ(Lines(2, "ping [-s] [65535] [-c] [50] [192.0.2.33]"), ProgramCalls());
+}
+
+TEST_F(Diagnostics, APingThatCannotBeStartedStaysBusy) {
+    rlimit open_files{};
+    getrlimit(RLIMIT_NOFILE, &open_files);
+    const rlimit none{0, open_files.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(-1, PopenParsePing(1, 1, "192.0.2.1"));
+    setrlimit(RLIMIT_NOFILE, &open_files);
+    EXPECT_EQ(kBusy, Run(9));
+    EXPECT_EQ(kBusy, Run(8, PingOf(1, 1)));
 }
 
 TEST_F(Diagnostics, PingOutputIsCutAtAWholeLine) {

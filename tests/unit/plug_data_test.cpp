@@ -1,9 +1,11 @@
-// The plug data commands: what each DataType stores and returns, and how they come in.
+// The plug data commands: what each DataType stores, returns and sends up, and how they come in.
 #include "rules/plug_data.h"
 
 #include "commserver/comm_server.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
+#include "platform/security.h"
+#include "platform/settings.h"
 #include "rules/plug_json.h"
 #include "subdev/online_report.h"
 #include "support/local_peer.h"
@@ -47,27 +49,48 @@ TEST_F(PlugData, ResultsByDataType) {
         {7, R"({"mac":"00112233445566778899001122334455"})", -1},  // 32 characters, 31 fit
         {7, "", -1},
         {9, "{}", -3},
+        {18, R"({"func40Interval":"25"})", 0},
+        {18, R"({"func40Interval":1})", 0},
+        {18, R"({"func40Interval":-1})", -1},
     };
     for (const auto& [type, json, result] : cases)
         EXPECT_EQ(result, ParserPlugData(type, json)) << type << " " << json;
     for (const std::uint32_t type : {0U, 3U, 8U, 10U, 11U, 12U, 13U, 14U, 17U, 19U, 255U})
         EXPECT_EQ("", FullLogOf([&] { EXPECT_EQ(0, ParserPlugData(type, "{}")); })) << type;
+    EXPECT_EQ(-1, ParserPlug(5, nullptr));
     EXPECT_TRUE(platform_.NothingSent());
 }
 
-TEST_F(PlugData, TheReportIntervalIsInMinutes) {
-    const std::tuple<const char*, int, bool, int> cases[] = {
-        {R"({"func40Interval":20})", -1, true, 30},
-        {R"({"func40Interval":0})", 0, false, 30},
-        {R"({"func40Interval":19})", 0, true, 114},
-        {R"({"func40Interval":-1})", -1, true, 114},
-        {R"({"func40Interval":"25"})", 0, false, 114},  // no number counts as 0
-        {"{}", -1, false, 114},
+TEST_F(PlugData, WhatIsLogged) {
+    const std::tuple<std::uint32_t, std::string, std::string> cases[] = {
+        {1, "{}", "update cmd ok"},
+        {4, "{}", "datatype_online"},
+        {5, "{}", "datatype_vip"},
+        {6, "{}", "datatype_recog"},
+        {7, "{}", "datatype_rerecog"},
+        {9, "{}", "datatype_route_set"},
+        {15, FirmwareFile(), "update firmware cmd ok"},
+        {15, "{}", "update firmware cmd error."},
+        {16, "{}", "update firmware file error."},
+        {16, FirmwareFile(), "send update firmware command failed."},
     };
-    for (const auto& [json, result, on, rounds] : cases) {
-        EXPECT_EQ(result, ParserPlugData(18, json)) << json;
+    for (const auto& [type, json, text] : cases)
+        EXPECT_TRUE(Contains(FullLogOf([&] { ParserPlugData(type, json.c_str()); }), text)) << text;
+}
+
+TEST_F(PlugData, TheReportIntervalIsInMinutes) {
+    const std::tuple<const char*, int, bool, int, const char*> cases[] = {
+        {R"({"func40Interval":20})", -1, true, 30, "Set subdev auto report error."},
+        {R"({"func40Interval":0})", 0, false, 30, "Close subdev auto report."},
+        {R"({"func40Interval":19})", 0, true, 114, "Set subdev auto report 19 minute."},
+        {"{}", -1, true, 114, "func40Interval not found."},
+    };
+    for (const auto& [json, result, on, rounds, said] : cases) {
+        const std::string log =
+            FullLogOf([json = json, result = result] { EXPECT_EQ(result, ParserPlugData(18, json)); });
         EXPECT_EQ(on, OnlineReportOn()) << json;
         EXPECT_EQ(rounds, OnlineRoundLimit()) << json;
+        EXPECT_TRUE(Contains(log, said) && Contains(log, "datatype_fn40_interval.")) << log;
     }
 }
 
@@ -83,8 +106,21 @@ TEST_F(PlugData, WhatIsReadBeforeAMissingKeyStays) {
     // A text that is too long counts as missing; the longest one fits.
     const std::string fifteen(15, '5');
     const std::string rest = R"(","toVersion":"3"})";
-    EXPECT_EQ("p3 1 2", stored(R"({"pluginID":"p3","fromVersion":"6)" + fifteen + rest));
+    EXPECT_TRUE(Contains(
+        LogOf([&] { EXPECT_EQ("p3 1 2", stored(R"({"pluginID":"p3","fromVersion":"6)" + fifteen + rest)); }),
+        "fromVersion of 16 characters"));
     EXPECT_EQ("p3 " + fifteen + " 3", stored(R"({"pluginID":"p3","fromVersion":")" + fifteen + rest));
+}
+
+TEST_F(PlugData, MacTexts) {
+    for (const auto& [mac, stored] : {std::pair{"001122aABBcc", "001122aabbcc"},
+                                      {"ff1", "ff0122aabbcc"},  // the rest is left
+                                      {"", "ff0122aabbcc"}}) {
+        EXPECT_EQ(0, ParserPlug(5, (R"({"mac":")" + std::string(mac) + R"("})").c_str()));
+        EXPECT_EQ(stored, ToHex(PluginRecord().device));
+    }
+    EXPECT_EQ(0, ParserPlug(6, R"({"mac":"010203040506","result":511})"));
+    EXPECT_EQ(0xFF, PluginRecord().recognition);
 }
 
 TEST_F(PlugData, DownloadUrls) {
@@ -179,6 +215,28 @@ TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
     EXPECT_TRUE(platform_.NothingSent()) << "the updater reports its result later";
 }
 
+TEST_F(PlugData, Reports) {
+    std::array<char, 512> out;
+    const auto build = [&out](int kind, const char* text, const char* data = nullptr) {
+        out = {};
+        EXPECT_EQ(0U, BuildJson(kind, -1, text, data, out)) << kind;
+        return std::string(out.data());
+    };
+    UseProfile("[Dev]\nPIN=123456789012\n[Protool]\nSERVER1=127.0.0.1\n");
+    ParserPlug(1, R"({"pluginID":"p","fromVersion":"1","toVersion":"2"})");
+    EXPECT_EQ(
+        R"({"pluginID":"p","fromVersion":"1","toVersion":"2","process":0,"result":-1,"resultDesc":"d"})",
+        build(4, "d"));
+    EXPECT_EQ(R"({"mac":"00005E0053b1","dev_name":"desktop","status":"online"})", build(1, "00005E0053b1"));
+    EXPECT_EQ(R"({"mac":"x","status":"offline"})", build(2, "x"));
+    EXPECT_EQ(R"({"mac":"00005E0053B1","dev_name":"desktop","data":"d"})", build(5, "00005E0053B1", "d"));
+    EXPECT_EQ(R"({"devpin":"123456789012","rate":"-1"})", build(6, ""));
+    EXPECT_EQ("", build(3, "x"));
+    EXPECT_EQ(65535U, BuildJson(1, 0, "00005E0053B", nullptr, out));
+    EXPECT_NE(0U, BuildJson(1, 0, "FFFFFFFFFFFF", nullptr, out)) << "a device that the router does not know";
+    EXPECT_STREQ("", out.data());
+}
+
 // What a command's payload was when it came in.
 std::string seen;
 
@@ -187,28 +245,66 @@ int Note(std::uint32_t data_type, const char* payload) {
     return -7;
 }
 
+/// Makes the body one block whose last byte counts more padding than there is, under the sum of all its
+/// bytes.
+void SpoilPadding(InboundFrame& frame) {
+    std::array<std::uint8_t, 16> plain{};
+    plain.back() = 0xFF;
+    std::size_t size = 0;
+    frame.header.body_length = 16;
+    aes_encrypt(PlatformSettings().key, plain,
+                Bytes(frame.bytes).subspan(kFrameHeaderSize + frame.header.head_length), size);
+    frame.header.checksum = FrameChecksum(16, frame.head(), plain);
+}
+
 TEST_F(PlugData, CommandsComeInAndAreAnswered) {
     SetCommandHandlers({nullptr, Note});
-    const InboundFrame frame = PlugDataFrame(MsgType::kPlugCommand, 9, std::string_view("{}\0rest", 7));
+    InboundFrame frame = PlugDataFrame(MsgType::kPlugCommand, 9, std::string_view("{}\0rest", 7));
     SetAckSeen(false);
-    CBHandle(frame);
+    const std::string log = FullLogOf([&] { CBHandle(frame); });
     EXPECT_TRUE(AckSeen());
     EXPECT_EQ("9:{}", seen) << "text, up to its NUL";
-    const bench::LinkEvent reply = platform_.Next();
+    EXPECT_TRUE(Contains(log, "Recv MsgType=[18] DataType=[9] DataLen=[7]"));
+    bench::LinkEvent reply = platform_.Next();
     EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
     EXPECT_EQ(0, reply.header.type_byte >> 5);
     EXPECT_EQ(0xFFF9, reply.code);
     EXPECT_EQ("{\"result\":-7}", reply.text());
 
-    // The largest one is handed over whole. Of those that are not answered the largest is smaller.
+    seen.clear();
+    ++frame.header.checksum;
+    for (int attack = 0; attack < 2; ++attack) {
+        CBHandle(frame);
+        EXPECT_EQ("", seen);
+        reply = platform_.Next();
+        EXPECT_EQ(MsgType::kPlugReply, reply.header.type());
+        EXPECT_EQ(11, reply.code);
+        EXPECT_EQ(0, reply.header.body_length);
+        SpoilPadding(frame);
+    }
+
+    // The largest one is handed over whole.
     const std::string large(8100, 'j');
     CBHandle(PlugDataFrame(MsgType::kPlugCommand, 1, large));
     EXPECT_EQ("1:" + large, seen);
     platform_.Next();
-    CBHandle(PlugDataFrame(MsgType::kPlugReply, 4, large.substr(0, 1018)));
-    EXPECT_EQ("4:" + large.substr(0, 1018), seen);
-    CBHandle(PlugDataFrame(MsgType::kPlugReply, 5, large.substr(0, 1019)));
-    EXPECT_EQ('4', seen[0]);
+}
+
+TEST_F(PlugData, RepliesComingDownAreExecutedUnanswered) {
+    SetCommandHandlers({nullptr, Note});
+    InboundFrame frame = PlugDataFrame(MsgType::kPlugReply, 4, std::string(1018, 'j'));
+    ++frame.header.checksum;  // nobody looks at it
+    SetAckSeen(false);
+    CBHandle(frame);
+    EXPECT_EQ("4:" + std::string(1018, 'j'), seen);
+    EXPECT_TRUE(AckSeen());
+    seen.clear();
+    CBHandle(PlugDataFrame(MsgType::kPlugReply, 4, std::string(1019, 'j')));
+    EXPECT_EQ("", seen);
+
+    SpoilPadding(frame);
+    CBHandle(frame);
+    EXPECT_EQ("", seen);
     EXPECT_TRUE(platform_.NothingSent());
 }
 

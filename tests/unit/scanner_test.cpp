@@ -105,6 +105,19 @@ TEST_F(Scanner, TheBlackListCountsInDebugModeOnly) {
     }
 }
 
+TEST_F(Scanner, WithoutDevicesTheLastPrefixServes) {
+    WriteFile("/tmp/arp", Arp("192.168.1.30", "00:00:5e:00:54:01"));
+    PlatformPeer peer;
+    const auto report_of = [&peer](std::vector<HomeDevice> devices) {
+        Home{.devices = std::move(devices)}.Write();
+        EXPECT_TRUE(ScanAndReport());
+        return ToHex(ConstBytes(peer.Next().data).first(8));
+    };
+    EXPECT_EQ("00003f0000000000", report_of({})) << "none is known yet";
+    EXPECT_EQ("01003f0000000200", report_of({kDesktop}));
+    EXPECT_EQ("02003f0000000100", report_of({}));
+}
+
 TEST_F(Scanner, AtMost128Devices) {
     WriteFile("/tmp/arp",
               Arp("192.168.1.30", "00:00:5e:00:54:01") + Arp("192.168.1.31", "00:00:5e:00:54:02"));
