@@ -24,7 +24,7 @@ using benchmark::State;
 
 constexpr int kDevices = 128;
 constexpr int kKeys = 512;  // 128 devices on four days of the week
-constexpr std::size_t kBody = 64U << 20;
+constexpr std::int64_t kBody = 64 << 20;
 constexpr CalendarTime kMondayNoon{
     .year = 2026, .month = 11, .day = 23, .hour = 12, .minute = 0, .second = 0, .weekday = 1};
 
@@ -65,10 +65,11 @@ void FurnishHome(const std::string& folder) {
 
 void Lookup(State& state, const char* last_digit) {
     std::vector<std::string> keys;
+    keys.reserve(kDevices);
     for (int i = 0; i < kDevices; ++i) keys.push_back(MacText(DeviceMac(i)) + last_digit);
     const Guard guard(SurfRuleMutex());
     std::size_t at = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(hash_table_lookup(keys[at++ % keys.size()]));
+    while (state.KeepRunning()) benchmark::DoNotOptimize(hash_table_lookup(keys[at++ % keys.size()]));
     state.counters["keys"] = kKeys;
 }
 BENCHMARK_CAPTURE(Lookup, known, "|3");
@@ -76,7 +77,7 @@ BENCHMARK_CAPTURE(Lookup, unknown, "|7");
 
 /// No window is open, so nothing is set.
 void SchedulerPass(State& state) {
-    for (auto _ : state) surf_rule_func(kMondayNoon);
+    while (state.KeepRunning()) surf_rule_func(kMondayNoon);
     state.counters["devices"] = kDevices;
     state.counters["keys"] = kKeys;
 }
@@ -86,7 +87,7 @@ BENCHMARK(SchedulerPass)->Unit(benchmark::kMicrosecond);
 void RouterListsDevices(State& state) {
     std::array<dev_cfg, router_room_devices> devices{};
     int count = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(get_devs_cfg(devices.data(), &count));
+    while (state.KeepRunning()) benchmark::DoNotOptimize(get_devs_cfg(devices.data(), &count));
     state.counters["devices"] = count;
 }
 BENCHMARK(RouterListsDevices)->Unit(benchmark::kMicrosecond);
@@ -101,7 +102,7 @@ void Scan(State& state) {
         return;
     }
     SetLoggedIn(true);
-    for (auto _ : state)
+    while (state.KeepRunning())
         if (!ScanAndReport()) state.SkipWithError("no scan");
     state.counters["devices"] = kDevices;
     state.counters["pauses_ms"] = 3 * 20;
@@ -125,18 +126,18 @@ Transfers& Shared() {
 
 /// Runs a program once an iteration.
 void RunProgram(State& state, const std::vector<std::string>& argv) {
-    for (auto _ : state)
+    while (state.KeepRunning())
         if (Run({.argv = argv, .environment = {}, .directory = {}}).status != 0)
             state.SkipWithError("it failed");
 }
 
 void CountBytes(State& state) {
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kBody));
+    state.SetBytesProcessed(state.iterations() * kBody);
 }
 
 void Download(State& state) {
     Transfers& transfers = Shared();
-    for (auto _ : state)
+    while (state.KeepRunning())
         if (DownLoadFIle("127.0.0.1", transfers.server.port(), "/plug", transfers.fetched.c_str()) != 0)
             state.SkipWithError("it failed");
     CountBytes(state);
@@ -153,7 +154,7 @@ BENCHMARK(DownloadByCurl)->Unit(benchmark::kMillisecond)->UseRealTime();
 void FileMd5(State& state) {
     WriteFile(Shared().fetched, Shared().server.content());
     Md5Text md5;
-    for (auto _ : state)
+    while (state.KeepRunning())
         if (Compute_file_md5(Shared().fetched.c_str(), md5) != 0) state.SkipWithError("it failed");
     CountBytes(state);
 }

@@ -75,7 +75,9 @@ TEST_F(PlugData, WhatIsLogged) {
         {16, FirmwareFile(), "send update firmware command failed."},
     };
     for (const auto& [type, json, text] : cases)
-        EXPECT_TRUE(Contains(FullLogOf([&] { ParserPlugData(type, json.c_str()); }), text)) << text;
+        EXPECT_TRUE(
+            Contains(FullLogOf([type = type, json = json] { ParserPlugData(type, json.c_str()); }), text))
+            << text;
 }
 
 TEST_F(PlugData, TheReportIntervalIsInMinutes) {
