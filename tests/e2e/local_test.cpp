@@ -141,6 +141,7 @@ TEST_F(Local, SequencesRunOnOverConnections) {
     ASSERT_TRUE(peer_->Send(84, Text("first")));
     ExpectNextJson("first");
     peer_->Disconnect();
+    AwaitLog("release ok", 2);
     ASSERT_TRUE(peer_->Connect());
     ASSERT_TRUE(peer_->SendBytes(peer_->RepeatedFrame(84, Text("repeated"))));
     ASSERT_TRUE(peer_->Send(84, Text("second")));
