@@ -8,7 +8,7 @@
 #include "bench/http_server.h"
 #include "bench/layout.h"
 #include "bench/sandbox.h"
-#include "commands/download.h"
+#include "platform/download.h"
 #include "platform/link_state.h"
 #include "platform/tcp_server.h"
 #include "router_sdk.h"

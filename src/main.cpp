@@ -1,4 +1,4 @@
-#include "core/agent.h"
+#include "agent.h"
 
 int main(int argc, char** argv) {
     return plug::RunAgent(argc, argv);

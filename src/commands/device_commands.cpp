@@ -3,7 +3,7 @@
 
 #include "commands/handlers.h"
 #include "commands/parameters.h"
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 #include "core/log.h"
 #include "core/text.h"
 #include "platform/settings.h"

@@ -3,13 +3,13 @@
 #include <atomic>
 
 #include "commands/diagnostics.h"
-#include "commands/download.h"
+#include "platform/download.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/sync.h"
 #include "core/text.h"
 #include "core/url.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "platform/uplink.h"
 
 namespace plug {

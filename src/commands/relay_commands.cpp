@@ -1,6 +1,6 @@
 // Commands that the local mesh/Wi-Fi agent answers.
 #include "commands/handlers.h"
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 #include "commserver/auto_report_config.h"
 #include "commserver/comm_request.h"
 #include "core/log.h"

@@ -6,9 +6,9 @@
 #include <tuple>
 
 #include "commands/answer.h"
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 #include "core/log.h"
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 

@@ -1,9 +1,9 @@
 // Commands about the router as a whole: its identity, WANs, LAN ports, flows and settings.
 #include "commands/handlers.h"
 #include "commands/parameters.h"
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 #include "core/text.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 
 namespace plug {
 namespace {

@@ -1,6 +1,6 @@
 // Commands about the Wi-Fi radios and their SSIDs.
 #include "commands/handlers.h"
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 #include "core/log.h"
 
 namespace plug {

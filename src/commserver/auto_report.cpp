@@ -4,10 +4,10 @@
 #include <limits>
 #include <numeric>
 
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 #include "core/clock.h"
 #include "core/log.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "platform/uplink.h"
 
 namespace plug {

@@ -10,7 +10,7 @@
 #include "core/log.h"
 #include "core/sync.h"
 #include "core/text.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 
 namespace plug {
 namespace {

@@ -7,7 +7,6 @@
 #include "commserver/comm_request.h"
 #include "commserver/comm_send.h"
 #include "core/log.h"
-#include "subdev/function40.h"
 
 namespace plug {
 namespace {
@@ -18,12 +17,17 @@ constexpr std::size_t kShortestFrame = 15;  // a frame without a payload is not 
 constexpr std::size_t kLongestFrame = 8100;
 
 struct DispatchState {
-    std::uint32_t last_sequence = 0;  // dispatcher thread
+    void (*device_list)(ConstBytes payload) = nullptr;  // set once at start-up
+    std::uint32_t last_sequence = 0;                    // dispatcher thread
 };
 constinit DispatchState state;
 
 void LogRequest(ConstBytes, std::uint16_t func_id) {
     PLUG_LOG(kDebug, "%s", CommandName(func_id));
+}
+
+void DeviceList(ConstBytes payload, std::uint16_t) {
+    state.device_list(payload);
 }
 
 void PluginStateRequest(ConstBytes payload, std::uint16_t) {
@@ -48,7 +52,7 @@ struct DispatchRow {
 
 constexpr DispatchRow kHandlers[] = {
     {1, 5, LogRequest},
-    {40, 40, Of<Fn40Handle>},
+    {40, 40, DeviceList},
     {70, 80, Of<CommFuncRecv>},
     {81, 81, Of<CommAutoReport>},
     {82, 83, Of<CommFuncRecv>},
@@ -70,6 +74,10 @@ const DispatchRow* FindRow(std::uint16_t func_id) {
 }
 
 }  // namespace
+
+void SetDeviceListHandler(void (*handler)(ConstBytes payload)) {
+    state.device_list = handler;
+}
 
 void ResetDispatch() {
     state.last_sequence = 0;

@@ -5,6 +5,9 @@
 
 namespace plug {
 
+/// Who takes the device lists (FuncID 40). Given once at start-up, before the server starts.
+void SetDeviceListHandler(void (*handler)(ConstBytes payload));
+
 /// Forgets the last sequence. Before any thread starts.
 void ResetDispatch();
 

@@ -7,12 +7,11 @@
 #include "core/clock.h"
 #include "core/json.h"
 #include "core/log.h"
-#include "core/sdk_code.h"
 #include "core/status_file.h"
+#include "platform/identity.h"
 #include "platform/link_state.h"
 #include "platform/settings.h"
 #include "platform/uplink.h"
-#include "router_sdk.h"
 
 namespace plug {
 namespace {
@@ -30,9 +29,6 @@ constexpr std::array<std::uint8_t, 25> kLoginRecord = {0, 0, 0, 0, 0, 0, 0, 0,  
                                                        0, 0, 0, 0, 0, 0, 2, 0x00, 0x00, 0x07, 0x01, 0x36};
 
 struct SessionState {
-    // Main thread; other threads read the MAC only once it is known.
-    MacAddress mac{};
-    std::array<char, 64> serial{};
     // From the register ack: written by the response thread, read by main after it joined that thread.
     std::array<char, 16> login_ip{};
     std::uint16_t login_port = 0;
@@ -50,28 +46,6 @@ void ForgetRegistration() {
     state.login_port = 0;
     state.token = {};
     state.second_value = {};
-}
-
-void LearnMac() {
-    if (AllZero(state.mac)) get_router_mac(state.mac.data());
-    const MacAddress& mac = state.mac;
-    PLUG_LOG(kDebug, "ROUTER MAC: %02X %02X %02X %02X %02X %02X", mac[0], mac[1], mac[2], mac[3], mac[4],
-             mac[5]);
-}
-
-void LearnSerial() {
-    if (AllZero(state.serial)) {
-        if (SdkCode(get_router_sn(state.serial.data())) != 0) {
-            PLUG_LOG(kErr, "ERROR: get sn failed!");
-            exit(-1);
-        }
-        state.serial.back() = '\0';
-        if (state.serial[0] == '\0') {
-            PLUG_LOG(kErr, "ERROR: SN is invalid!");
-            exit(-1);
-        }
-    }
-    PLUG_LOG(kDebug, "SN: %s LEN: %zu", state.serial.data(), strlen(state.serial.data()));
 }
 
 ConstBytes PinBytes() {
@@ -180,15 +154,6 @@ void CheckProc() {
 
 }  // namespace
 
-const MacAddress& RouterMac() {
-    return state.mac;
-}
-
-void SetRouterIdentity(const MacAddress& mac) {
-    state.mac = mac;
-    state.serial = {};
-}
-
 void ResetLinkState(LinkThreads& threads) {
     threads = {};
     ResetLinkRunning();
@@ -204,13 +169,13 @@ int RegistSendMsg() {
     head.Zeros(3);
     head.Copy(PinBytes());
 
-    const std::string_view serial(state.serial.data());
+    const std::string_view serial = RouterSerial();
     std::array<std::uint8_t, 128> plain;
     ByteWriter record(plain);
     record.Zeros(2);
     record.U8(static_cast<std::uint8_t>(serial.size()));
     record.Copy(AsBytes(serial));
-    record.Copy(state.mac);
+    record.Copy(RouterMac());
     record.Zeros(32);
     PLUG_LOG(kDebug, "aes_crypt_ecb encode: ----len %zu---", PaddedSize(record.size()));
     return SendRecord(MsgType::kRegister, 1, head_bytes, record.written());
@@ -218,8 +183,7 @@ int RegistSendMsg() {
 
 int RegisterStart(LinkThreads& threads, const char* server_ip) {
     ForgetRegistration();
-    LearnMac();
-    LearnSerial();
+    LearnRouterIdentity();
     BeginAttempt();
     if (ServerInit(server_ip, PlatformSettings().port, threads) != 0) {
         DeleteServer(threads);
@@ -261,7 +225,7 @@ int LoginServer() {
 }
 
 int RulesRequest() {
-    const MacAddress& mac = state.mac;
+    const MacAddress& mac = RouterMac();
     char mac_text[13];
     snprintf(mac_text, sizeof mac_text, "%02X%02X%02X%02X%02X%02X", mac[0], mac[1], mac[2], mac[3], mac[4],
              mac[5]);

@@ -8,12 +8,6 @@
 
 namespace plug {
 
-/// The router's MAC: its identity in every report. From -m, else from the SDK at the first registration.
-const MacAddress& RouterMac();
-/// Takes the MAC of the command line (all zero: none) and forgets the serial number. Before any thread
-/// starts.
-void SetRouterIdentity(const MacAddress& mac);
-
 /// Readies the link state for a first try at a server.
 void ResetLinkState(LinkThreads& threads);
 

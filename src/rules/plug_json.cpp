@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "commands/download.h"
+#include "platform/download.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "core/sdk_code.h"
@@ -11,7 +11,7 @@
 #include "platform/settings.h"
 #include "router_sdk.h"
 #include "subdev/online_report.h"
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <memory>
 
-#include "commands/download.h"
+#include "platform/download.h"
 #include "core/clock.h"
 #include "core/file.h"
 #include "core/log.h"

@@ -8,7 +8,7 @@
 #include "platform/settings.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {

@@ -6,7 +6,7 @@
 #include "core/log.h"
 #include "core/sdk_code.h"
 #include "platform/settings.h"
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {

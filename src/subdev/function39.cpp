@@ -9,7 +9,7 @@
 #include "platform/link_state.h"
 #include "router_sdk.h"
 #include "subdev/online_report.h"
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "core/log.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "platform/uplink.h"
 
 namespace plug {

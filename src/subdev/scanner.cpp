@@ -11,11 +11,11 @@
 #include "core/paths.h"
 #include "core/sdk_code.h"
 #include "core/shell.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "platform/uplink.h"
 #include "router_sdk.h"
 #include "subdev/arp_table.h"
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {

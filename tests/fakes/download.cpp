@@ -1,5 +1,5 @@
-// Downloads for commands/download.h that bring nothing: they succeed without a file.
-#include "commands/download.h"
+// Downloads for platform/download.h that bring nothing: they succeed without a file.
+#include "platform/download.h"
 
 namespace plug {
 

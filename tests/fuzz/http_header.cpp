@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "bench/process.h"
-#include "commands/download.h"
+#include "platform/download.h"
 #include "core/paths.h"
 #include "fuzz/surroundings.h"
 

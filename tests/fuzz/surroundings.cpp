@@ -8,7 +8,7 @@
 #include "core/profile.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "platform/settings.h"
 #include "rules/plug_data.h"
 

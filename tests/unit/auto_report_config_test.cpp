@@ -8,7 +8,7 @@
 #include "core/clock.h"
 #include "core/json.h"
 #include "core/text.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "support/local_peer.h"
 
 namespace plug::test {

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "commands/diagnostics.h"
-#include "platform/session.h"
+#include "platform/identity.h"
 #include "support/command.h"
 #include "support/home.h"
 #include "support/sandbox.h"

@@ -1,5 +1,5 @@
 // The HTTP client against a real server on loopback.
-#include "commands/download.h"
+#include "platform/download.h"
 
 #include <unistd.h>
 

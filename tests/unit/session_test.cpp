@@ -1,10 +1,11 @@
 // Registration, login and the upward sends, byte by byte, over a loopback link of its own network. The frames
-// were made with openssl as in wire_test.cpp.
+// were made with openssl as in frame_test.cpp.
 #include "platform/session.h"
 
 #include <ctime>
 #include <thread>
 
+#include "platform/identity.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
 #include "platform/uplink.h"

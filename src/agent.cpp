@@ -1,10 +1,11 @@
-#include "core/agent.h"
+#include "agent.h"
 
 #include <cstdlib>
 
 #include "commands/dispatcher.h"
 #include "commands/version_report.h"
 #include "commserver/auto_report_config.h"
+#include "commserver/comm_dispatch.h"
 #include "commserver/comm_request.h"
 #include "commserver/comm_server.h"
 #include "core/clock.h"
@@ -16,6 +17,7 @@
 #include "core/status_file.h"
 #include "core/version.h"
 #include "platform/inbound.h"
+#include "platform/identity.h"
 #include "platform/link_state.h"
 #include "platform/session.h"
 #include "platform/settings.h"
@@ -66,6 +68,7 @@ ServerChoice InitLink(const Options& options) {
     PrepareCipher();
     SetLinkHandlers({CBHandle, OnLinkLost});
     SetCommandHandlers({ParserProtoolData, ParserPlugData});
+    SetDeviceListHandler(Fn40Handle);
     NewProgramProfile(options.profile_path.data(), kDefaultProfilePath);
     return InitProtool();
 }

@@ -1,4 +1,4 @@
-#include "commands/sdk_records.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 namespace {

@@ -1,4 +1,4 @@
-#include "commands/download.h"
+#include "platform/download.h"
 
 #include <netdb.h>
 #include <netinet/in.h>

@@ -1,4 +1,4 @@
-#include "subdev/sdk_lock.h"
+#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {
