@@ -2,10 +2,12 @@
 
 #include <cstdlib>
 
+#include "commands/diagnostics.h"
 #include "commands/dispatcher.h"
 #include "commands/version_report.h"
 #include "commserver/auto_report_config.h"
 #include "commserver/comm_dispatch.h"
+#include "commserver/comm_reply.h"
 #include "commserver/comm_request.h"
 #include "commserver/comm_server.h"
 #include "core/clock.h"
@@ -14,10 +16,12 @@
 #include "core/paths.h"
 #include "core/process.h"
 #include "core/profile.h"
+#include "core/shell.h"
+#include "core/signals.h"
 #include "core/status_file.h"
 #include "core/version.h"
-#include "platform/inbound.h"
 #include "platform/identity.h"
+#include "platform/inbound.h"
 #include "platform/link_state.h"
 #include "platform/session.h"
 #include "platform/settings.h"
@@ -34,9 +38,11 @@ constexpr char kLogModule[] = "Plug.c";
 
 constexpr int kMostRegisterFailures = 10;  // one more round ends the process
 constexpr int kServer1Tries = 3;
-constexpr int kStepMilliseconds = 2000;
-constexpr int kStepsInAWeek = 302400;
+constexpr int kAfterServer1Milliseconds = 5000;
+constexpr std::int64_t kStepMilliseconds = 2000;
+constexpr std::int64_t kStepsInAWeek = 302400;
 constexpr int kAfterLossMilliseconds = 20'000;
+constexpr std::int64_t kDayMilliseconds = 86'400'000;
 constexpr std::int64_t kRegistrationLife = 72000;  // seconds since the login after which a new one is due
 
 /// The main thread's session with the platform.
@@ -45,7 +51,7 @@ struct Session {
     LinkThreads threads;
     int register_failures = 0;
     std::int64_t login_time = 0;  // monotonic seconds
-    int step = 0;                 // two-second steps since the last login after a registration
+    std::int64_t step = 0;        // two-second steps of a standing link since the last registration
 };
 
 [[noreturn]] void FatalExit() {
@@ -91,10 +97,42 @@ void StartServices() {
     }
 }
 
+/// Called on the thread of signals: ends what the other threads wait for.
+void WakeForTheEnd() {
+    KillShellCommands();
+    EndReplyWaits();
+    EndLinks();
+}
+
+/// Ends the agent as it was asked to: the link first, so that nothing new is begun, the local peer last.
+[[noreturn]] void EndInOrder(Session& session) {
+    PLUG_LOG(kInfo, "asked to end");
+    SetLoggedIn(false);
+    ComF_send_pluginstate();
+    DeleteHeartbear(session.threads);
+    DeleteServer(session.threads);
+    WriteStatus(Status::kLinkLost);
+    StopDiagnostics();
+    StopEaccess();
+    StopSubdev();
+    Fn39Stop();
+    Fn40Stop();
+    CommServerStop();
+    EndBySignal();
+}
+
+/// A pause between two attempts. It, and whatever else the main thread waits for, ends early for the end of
+/// the agent, which is then carried out here.
+void PauseSession(Session& session, std::int64_t milliseconds) {
+    if (WaitEndAsked(milliseconds)) EndInOrder(session);
+}
+
 int RegisterAt(Session& session, const char* server_ip, const char* log_text) {
     ResetLinkState(session.threads);
     PLUG_LOG(kDebug, "%s", log_text);
-    return RegisterStart(session.threads, server_ip);
+    const int result = RegisterStart(session.threads, server_ip);
+    PauseSession(session, 0);
+    return result;
 }
 
 /// Three tries at server 1, then one at server 2.
@@ -102,7 +140,7 @@ int RegisterAtEither(Session& session) {
     const Settings& settings = PlatformSettings();
     for (int attempt = 0; attempt < kServer1Tries; ++attempt) {
         if (RegisterAt(session, settings.address1.data(), "Register server1...") == 0) return 0;
-        Pace(5000);
+        PauseSession(session, kAfterServer1Milliseconds);
     }
     return RegisterAt(session, settings.address2.data(), "Register server2...");
 }
@@ -150,7 +188,9 @@ int StartHeartbeat(Session& session) {
 
 /// 0 once logged in with the heartbeat running, -1 when a registration must come first.
 int LoginPhase(Session& session) {
-    if (LoginStart(session.threads) != 0) {
+    const int started = LoginStart(session.threads);
+    PauseSession(session, 0);
+    if (started != 0) {
         PLUG_LOG(kErr, "LoginStart error.");
         return -1;
     }
@@ -170,7 +210,7 @@ void SendCalibration() {
 
 /// What is done once after a registration, at its step.
 struct StepAction {
-    int step;
+    std::int64_t step;
     void (*act)();
 };
 constexpr StepAction kStepActions[] = {
@@ -180,19 +220,23 @@ constexpr StepAction kStepActions[] = {
     {100, SendCalibration},
 };
 
-/// Counts two-second steps until the link is lost, with the actions that are due at them.
+/// Sleeps until the link is lost, but for the actions that are due at their steps.
 void StepUntilLost(Session& session) {
-    while (!LinkError()) {
-        for (const StepAction& action : kStepActions) {
-            if (action.step == session.step) action.act();
-        }
-        ++session.step;
-        Pace(kStepMilliseconds);
+    if (LinkError()) return;
+    const std::int64_t begin = MonotonicMilliseconds() - session.step * kStepMilliseconds;
+    for (const StepAction& action : kStepActions) {
+        if (action.step < session.step) continue;
+        if (WaitLinkError(begin + action.step * kStepMilliseconds - MonotonicMilliseconds())) break;
+        action.act();
     }
+    while (!WaitLinkError(kDayMilliseconds)) {
+    }
+    session.step = (MonotonicMilliseconds() - begin) / kStepMilliseconds + 1;  // the one under way counts
 }
 
 /// Takes the lost link down. A week of steps ends the process here, for its supervisor to start it afresh.
 void LeaveLostLink(Session& session) {
+    PauseSession(session, 0);
     SetLoggedIn(false);
     ComF_send_pluginstate();
     if (session.step > kStepsInAWeek) {
@@ -203,7 +247,7 @@ void LeaveLostLink(Session& session) {
     DeleteServer(session.threads);
     SetLoggedIn(false);  // an ack may have come while the link was taken down
     WriteStatus(Status::kLinkLost);
-    Pace(kAfterLossMilliseconds);
+    PauseSession(session, kAfterLossMilliseconds);
 }
 
 /// Logs in again with the registration at hand. 0, or -1 when a new registration is due.
@@ -216,7 +260,9 @@ int RecoverLogin(Session& session) {
     ClearLinkError();
     SetLoggedIn(false);
     PLUG_LOG(kDebug, "ReLogin...");
-    if (ReLogin(session.threads) != 0) {
+    const int logged_in = ReLogin(session.threads);
+    PauseSession(session, 0);
+    if (logged_in != 0) {
         PLUG_LOG(kErr, "LoginStart error.");
         session.register_failures = 0;
         return -1;
@@ -241,6 +287,7 @@ int RecoverLogin(Session& session) {
 }  // namespace
 
 int RunAgent(int argc, char** argv) {
+    const LogAuthor author("main");
     PrepareProcess();
     Options options;
     if (config_line_proc(argc, argv, options) != 0) {
@@ -255,6 +302,7 @@ int RunAgent(int argc, char** argv) {
     Pace(50);
     const ServerChoice choice = InitLink(options);
     if (choice == ServerChoice::kNone) DnsExit();
+    WatchSignals(WakeForTheEnd);
     StartServices();
     RunSession(choice);
 }

@@ -17,6 +17,7 @@ constexpr std::size_t kLongest = 1023;
 }  // namespace
 
 int ParseConfigData(std::string_view json) {
+    const LogAuthor author(__func__);
     if (json.size() < kShortest || json.size() > kLongest) return 1;
     std::array<char, kLongest + 1> text;
     CopyText(text, json);

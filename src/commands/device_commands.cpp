@@ -3,10 +3,10 @@
 
 #include "commands/handlers.h"
 #include "commands/parameters.h"
-#include "router/sdk_records.h"
 #include "core/log.h"
 #include "core/text.h"
 #include "platform/settings.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 namespace {

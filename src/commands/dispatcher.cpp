@@ -135,6 +135,7 @@ std::size_t FinishAnswer(ConstBytes command, Bytes answer, std::uint16_t result,
 }  // namespace
 
 int ParserProtoolData(ConstBytes command, Bytes answer, std::size_t& length) {
+    const LogAuthor author(__func__);
     // Behind a short command its missing parameters read as zeros, and every text ends.
     std::array<std::uint8_t, 8192> filled{};
     ByteReader(command).Copy(Bytes(filled).first(filled.size() - 1));

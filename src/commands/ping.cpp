@@ -57,6 +57,7 @@ void PingWorker() {
 }  // namespace
 
 int PopenParsePing(int size, int count, const char* address) {
+    const LogAuthor author(__func__);
     state.running = true;
     state.result = {};
     state.length = 0;
@@ -86,7 +87,7 @@ int StartPing(std::uint16_t size, std::uint16_t count, std::string_view address)
     state.count = count;
     CopyText(state.address, address);
     state.running = true;
-    const int error = state.worker.Start(PingWorker);
+    const int error = state.worker.Start(PingWorker, "ping");
     if (error != 0) {
         PLUG_LOG(kErr, "Created to pingThreadId Failed.");
         state.running = false;

@@ -3,12 +3,12 @@
 #include <atomic>
 
 #include "commands/diagnostics.h"
-#include "platform/download.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/sync.h"
 #include "core/text.h"
 #include "core/url.h"
+#include "platform/download.h"
 #include "platform/identity.h"
 #include "platform/uplink.h"
 
@@ -65,10 +65,12 @@ void UrlWorker() {
 }  // namespace
 
 void RateTestThread() {
+    const LogAuthor author(__func__);
     Measure(kDefaultServer, kDefaultPort, kDefaultPath);
 }
 
 void RateTestProc(const char* url) {
+    const LogAuthor author(__func__);
     const std::optional<UrlParts> parts = SplitUrl(url, PortMark::kBeforePath);
     if (!parts) return;
     if (parts->port) PLUG_LOG(kDebug, "port length: %zu", parts->port->size());
@@ -87,7 +89,8 @@ int StartRateTest(const char* url) {
     JoinRateTest();
     Pace(kStartPace);
     if (url != nullptr) CopyText(state.url, url);
-    const int error = state.worker.Start(url != nullptr ? UrlWorker : DefaultWorker);
+    const int error = url != nullptr ? state.worker.Start(UrlWorker, "RateTestProc")
+                                     : state.worker.Start(DefaultWorker, "RateTestThread");
     if (error != 0) {
         PLUG_LOG(kDebug, "Create RateTestThread Failed.");
         state.busy = false;

@@ -1,9 +1,9 @@
 // Commands that the local mesh/Wi-Fi agent answers.
 #include "commands/handlers.h"
-#include "router/sdk_records.h"
 #include "commserver/auto_report_config.h"
 #include "commserver/comm_request.h"
 #include "core/log.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 namespace {

@@ -6,9 +6,9 @@
 #include <tuple>
 
 #include "commands/answer.h"
-#include "router/sdk_records.h"
 #include "core/log.h"
 #include "router/sdk_lock.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 

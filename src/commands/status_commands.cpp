@@ -1,9 +1,9 @@
 // Commands about the router as a whole: its identity, WANs, LAN ports, flows and settings.
 #include "commands/handlers.h"
 #include "commands/parameters.h"
-#include "router/sdk_records.h"
 #include "core/text.h"
 #include "platform/identity.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 namespace {

@@ -49,6 +49,7 @@ void JoinBoth() {
 }  // namespace
 
 void KillTrace500s() {
+    const LogAuthor author(__func__);
     if (!state.finished.WaitFor(kWatchdogMilliseconds)) {
         RunShell(kKillCommand);
         PLUG_LOG(kDebug, "kill traceroute");
@@ -61,11 +62,11 @@ int StartTraceroute(std::string_view address) {
     JoinBoth();
     CopyText(state.address, address);
     state.finished.Clear();
-    if (state.worker.Start(TracerouteWorker) != 0) {
+    if (state.worker.Start(TracerouteWorker, "traceroute") != 0) {
         PLUG_LOG(kErr, "Create TracerouteThread Failed.");
         return 1;
     }
-    if (state.watchdog.Start(KillTrace500s) != 0) {
+    if (state.watchdog.Start(KillTrace500s, "KillTrace500s") != 0) {
         PLUG_LOG(kErr, "Create KillTrace500s Failed.");
         return 1;
     }

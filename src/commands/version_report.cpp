@@ -45,6 +45,7 @@ JsonPtr VersionReport(const router_version& firmware, const ReportIntervals& int
 }
 
 int dev_fwversion_report() {
+    const LogAuthor author(__func__);
     router_version firmware{};
     if (SdkCode(get_router_version(&firmware)) != 0) return -1;
     const JsonPtr report = VersionReport(firmware, AutoReportIntervals());

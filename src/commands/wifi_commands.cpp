@@ -1,7 +1,7 @@
 // Commands about the Wi-Fi radios and their SSIDs.
 #include "commands/handlers.h"
-#include "router/sdk_records.h"
 #include "core/log.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 namespace {

@@ -4,11 +4,11 @@
 #include <limits>
 #include <numeric>
 
-#include "router/sdk_records.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "platform/identity.h"
 #include "platform/uplink.h"
+#include "router/sdk_records.h"
 
 namespace plug {
 namespace {
@@ -110,6 +110,7 @@ const char* FirmwareResultText(std::uint8_t result) {
 }  // namespace
 
 void CommAutoReport(ConstBytes payload) {
+    const LogAuthor author(__func__);
     constexpr std::uint16_t kFuncId = 81;
     if (!HasData(payload)) return;
     // A short record is swapped together with the zeros behind it, and sent as long as it is.
@@ -123,15 +124,18 @@ void CommAutoReport(ConstBytes payload) {
 }
 
 void CommAutoJsonReport(ConstBytes payload, std::uint16_t func_id) {
+    const LogAuthor author(__func__);
     if (HasData(payload)) RelayAsReceived(payload, func_id);
 }
 
 void CommAutoReport89(ConstBytes payload) {
+    const LogAuthor author(__func__);
     if (HasData(payload) && AdmitReport(state.history, payload, MonotonicSeconds()))
         RelayAsReceived(payload, 89);
 }
 
 void CommFwUpdateResult(ConstBytes payload) {
+    const LogAuthor author(__func__);
     if (payload.size() != 1) {
         PLUG_LOG(kErr, "Firmware update return length error.");
         return;

@@ -117,6 +117,7 @@ ReportIntervals AutoReportIntervals() {
 }
 
 unsigned ComF_set_auto_report(std::string_view text) {
+    const LogAuthor author(__func__);
     if (text.size() < 2 || text.size() > kMaxConfig) return kFailed;
     ConfigText config;
     CopyText(config, text);
@@ -137,19 +138,21 @@ unsigned ComF_set_auto_report(std::string_view text) {
                  config.data(), settings.server_diff, times.day, times.cycle_start);
     const ConstBytes written = Written(message, length);
     StoreIntervals(settings);
-    return RequestResult({kSetFuncId, kUsualPolls, kSetFailure}, written);
+    return RequestResult({__func__, kSetFuncId, kUsualPolls, kSetFailure}, written);
 }
 
 unsigned ComF_get_autoreport_conf() {
+    const LogAuthor author(__func__);
     LocalReply reply;
-    const RequestOutcome outcome =
-        Exchange({kGetFuncId, kUsualPolls, "ERROR: get auto report config info failed!"}, {}, reply);
+    const RequestOutcome outcome = Exchange(
+        {__func__, kGetFuncId, kUsualPolls, "ERROR: get auto report config info failed!"}, {}, reply);
     if (outcome == RequestOutcome::kNotSent) return kFailed;
     PLUG_LOG(kDebug, "DEBUG: get auto report config info success.");
     return outcome == RequestOutcome::kReplied ? reply.result : kFailed;
 }
 
 void Comm_get_88Conf(ConstBytes payload) {
+    const LogAuthor author(__func__);
     ReportSettings settings;
     if (payload.size() >= 5 && payload.size() <= kMaxConfig && payload[0] == 0) {
         ConfigText config;
@@ -163,6 +166,7 @@ void Comm_get_88Conf(ConstBytes payload) {
 }
 
 void ComF_send_calibration() {
+    const LogAuthor author(__func__);
     const ReportSettings settings = CurrentSettings();
     if (!ValidReferNum(settings.refer_num)) return;
     if (settings.interval2 == 0 && settings.interval3 == 0) {

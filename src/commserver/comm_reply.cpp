@@ -1,5 +1,7 @@
 #include "commserver/comm_reply.h"
 
+#include <atomic>
+
 #include "core/log.h"
 #include "core/sync.h"
 
@@ -15,6 +17,7 @@ struct ReplyState {
     Mutex mutex;
     LocalReply reply PLUG_CHECKED(guarded_by(mutex));
     Event ready;
+    std::atomic<bool> ended{false};
 };
 constinit ReplyState state;
 
@@ -27,6 +30,7 @@ void ResetReply() {
 }
 
 void CommFuncRecv(ConstBytes payload) {
+    const LogAuthor author(__func__);
     const Guard guard(state.mutex);
     LocalReply& reply = state.reply;
     reply.result = payload.empty() ? std::uint8_t{0} : payload[0];
@@ -49,8 +53,15 @@ void ClearReplyReady() {
     state.ready.Clear();
 }
 
+void EndReplyWaits() {
+    state.ended = true;
+    state.ready.Set();
+}
+
 bool Route_Wait(int polls) {
-    if (state.ready.WaitFor(std::int64_t{polls} * kPollMilliseconds)) return true;
+    const LogAuthor author(__func__);
+    if (state.ended) return false;
+    if (state.ready.WaitFor(std::int64_t{polls} * kPollMilliseconds)) return !state.ended;
     PLUG_LOG(kErr, "ERROR: request timeout!");
     return false;
 }

@@ -27,6 +27,8 @@ void CommFuncRecv(ConstBytes payload);
 void SetReplyReady();
 
 void ClearReplyReady();
+/// Ends the wait under way, and every later one at once, without a reply. For the end of the agent.
+void EndReplyWaits();
 /// Waits for the ready flag, at most `polls` times 50 ms; true when it is set.
 bool Route_Wait(int polls);
 void CopyReply(LocalReply& out);

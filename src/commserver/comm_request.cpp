@@ -33,6 +33,7 @@ ConstBytes OneByte(const std::uint8_t& value) {
 }  // namespace
 
 RequestOutcome Exchange(const LocalRequest& request, ConstBytes data, LocalReply& reply) {
+    const LogAuthor author(request.operation);
     const Guard guard(request_mutex);
     ClearReplyReady();
     if (CommSendCmd(request.func_id, data) != 0) {
@@ -50,69 +51,76 @@ unsigned RequestResult(const LocalRequest& request, ConstBytes data) {
 }
 
 unsigned ComF_get_wifi_freqband(std::uint8_t band, std::uint8_t& out) {
-    return GetByte({70, kUsualPolls, "ERROR: send command failed!"}, OneByte(band), out);
+    return GetByte({__func__, 70, kUsualPolls, "ERROR: send command failed!"}, OneByte(band), out);
 }
 
 unsigned ComF_get_mesh_support(std::uint8_t& out) {
-    return GetByte({71, kUsualPolls, "ERROR: send get mesh support command failed!"}, {}, out);
+    return GetByte({__func__, 71, kUsualPolls, "ERROR: send get mesh support command failed!"}, {}, out);
 }
 
 unsigned ComF_set_mesh_switch(std::uint8_t value) {
-    return RequestResult({72, kUsualPolls, "ERROR: send set mesh switch command failed!"}, OneByte(value));
+    return RequestResult({__func__, 72, kUsualPolls, "ERROR: send set mesh switch command failed!"},
+                         OneByte(value));
 }
 
 unsigned ComF_get_mesh_switch(std::uint8_t& out) {
-    return GetByte({73, kUsualPolls, "ERROR: send get mesh switch command failed!"}, {}, out);
+    return GetByte({__func__, 73, kUsualPolls, "ERROR: send get mesh switch command failed!"}, {}, out);
 }
 
 unsigned ComF_set_mesh_roaming_switch(std::uint8_t value) {
-    return RequestResult({74, kUsualPolls, "ERROR: send set mesh roaming switch command failed!"},
+    return RequestResult({__func__, 74, kUsualPolls, "ERROR: send set mesh roaming switch command failed!"},
                          OneByte(value));
 }
 
 unsigned ComF_get_mesh_roaming_switch(std::uint8_t& out) {
-    return GetByte({75, kUsualPolls, "ERROR: send get mesh roaming switch command failed!"}, {}, out);
+    return GetByte({__func__, 75, kUsualPolls, "ERROR: send get mesh roaming switch command failed!"}, {},
+                   out);
 }
 
 unsigned ComF_set_mesh_roaming_threshold(std::uint8_t first, std::uint8_t second) {
     const std::uint8_t values[] = {first, second};
-    return RequestResult({76, kUsualPolls, "ERROR: send set mesh roaming threshold command failed!"}, values);
+    return RequestResult(
+        {__func__, 76, kUsualPolls, "ERROR: send set mesh roaming threshold command failed!"}, values);
 }
 
 unsigned ComF_get_mesh_roaming_threshold(RoamingThreshold& out) {
     LocalReply reply;
-    const LocalRequest request{77, kUsualPolls, "ERROR: send get mesh roaming threshold command failed!"};
+    const LocalRequest request{__func__, 77, kUsualPolls,
+                               "ERROR: send get mesh roaming threshold command failed!"};
     if (Exchange(request, {}, reply) != RequestOutcome::kReplied) return kFailed;
     out = {reply.data[0], reply.data[1]};
     return reply.result;
 }
 
 unsigned ComF_get_mesh_topology(LocalReply& reply) {
-    return Fetch({78, kUsualPolls, "ERROR: send get mesh topology command failed!"}, reply);
+    return Fetch({__func__, 78, kUsualPolls, "ERROR: send get mesh topology command failed!"}, reply);
 }
 
 unsigned ComF_get_adj_wifi_info(LocalReply& reply) {
-    return Fetch({79, kLongPolls, "ERROR: send get adj wifi info command failed!"}, reply);
+    return Fetch({__func__, 79, kLongPolls, "ERROR: send get adj wifi info command failed!"}, reply);
 }
 
 unsigned ComF_get_bssid(LocalReply& reply) {
-    return Fetch({80, kUsualPolls, "ERROR: send get bssid command failed!"}, reply);
+    return Fetch({__func__, 80, kUsualPolls, "ERROR: send get bssid command failed!"}, reply);
 }
 
 unsigned ComF_set_wan_cfg(const wan_cfg& record) {
-    return RequestResult({82, kUsualPolls, "ERROR: send set wan cfg command failed!"},
+    return RequestResult({__func__, 82, kUsualPolls, "ERROR: send set wan cfg command failed!"},
                          AsBytes({reinterpret_cast<const char*>(&record), sizeof record}));
 }
 
 unsigned ComF_trig_onekey_optimize() {
-    return RequestResult({83, kUsualPolls, "ERROR: send trigger onekey optimize command failed!"}, {});
+    return RequestResult({__func__, 83, kUsualPolls, "ERROR: send trigger onekey optimize command failed!"},
+                         {});
 }
 
 unsigned ComF_trig_fault_diagnosis() {
-    return RequestResult({85, kUsualPolls, "ERROR: send trigger fault diagnosis command failed!"}, {});
+    return RequestResult({__func__, 85, kUsualPolls, "ERROR: send trigger fault diagnosis command failed!"},
+                         {});
 }
 
 int ComF_send_pluginstate() {
+    const LogAuthor author(__func__);
     if (CommSendCmd(998, {}) != 0) {
         PLUG_LOG(kErr, "ERROR: send plugin state failed!");
         return 1;

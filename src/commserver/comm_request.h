@@ -12,8 +12,10 @@ namespace plug {
 
 constexpr int kUsualPolls = 200;
 
-/// One request: its FuncID, how long it waits (in polls of 50 ms) and the log text of a failed send.
+/// One request: the operation that makes it, its FuncID, how long it waits (in polls of 50 ms) and the log
+/// text of a failed send.
 struct LocalRequest {
+    const char* operation;
     std::uint16_t func_id;
     int polls;
     const char* send_failure;

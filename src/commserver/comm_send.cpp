@@ -93,6 +93,7 @@ ConstBytes PayloadOf(const CommandRow& row, ConstBytes data, std::span<char> scr
 
 /// The number of bytes that went out, or -1.
 ssize_t CommServerSend(ConstBytes frame) PLUG_CHECKED(requires_capability(state.mutex)) {
+    const LogAuthor author(__func__);
     if (state.client == kNoClient) return -1;
     const ssize_t sent = send(state.client, frame.data(), frame.size(), MSG_NOSIGNAL);
     if (sent < 0) {
@@ -132,6 +133,7 @@ const char* CommandName(std::uint16_t func_id) {
 }
 
 int CommSendCmd(std::uint16_t func_id, ConstBytes data) {
+    const LogAuthor author(__func__);
     const Guard guard(state.mutex);
     if (func_id < 1 || func_id > kHighestFuncId) {
         PLUG_LOG(kErr, "Function CMD error.");

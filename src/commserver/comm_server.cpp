@@ -98,13 +98,13 @@ void ServeClient(int socket) {
     int wait_errors = 0;
     int read_errors = 0;
     while (state.running) {
-        const Readiness readiness = WaitReadable(socket, state.stop, -1);
+        const Readiness readiness = WaitReady(socket, Direction::kRead, state.stop, -1);
         if (readiness == Readiness::kError) {
             if (++wait_errors <= kMostErrors) continue;
             PLUG_LOG(kDebug, "Error. socket err.");
             return;
         }
-        if (readiness != Readiness::kReadable) continue;
+        if (readiness != Readiness::kReady) continue;
         const ssize_t count = ReceiveOnce(socket);
         if (count > 0) {
             wait_errors = read_errors = 0;
@@ -119,6 +119,7 @@ void ServeClient(int socket) {
 }
 
 void ServerThread() {
+    const LogAuthor author(__func__);
     PLUG_LOG(kDebug, "create a instance...");
     const int socket = state.accepted;
     SetLocalClient(socket);
@@ -132,11 +133,11 @@ void Admit(int client) {
     if (state.instance) {
         close(client);
         PLUG_LOG(kErr, "link quntity is large.");
-        if (state.running) Pace(kRefusedClientMilliseconds);
+        WaitReady(-1, Direction::kRead, state.stop, kRefusedClientMilliseconds);
         return;
     }
     state.accepted = client;
-    if (state.connection.Start(ServerThread) != 0) {
+    if (state.connection.Start(ServerThread, "ServerThread") != 0) {
         PLUG_LOG(kErr, "create instance err.");
         close(client);
         return;
@@ -147,11 +148,12 @@ void Admit(int client) {
 }
 
 void CommServerProc() {
+    const LogAuthor author(__func__);
     const int listener = Listen();
     if (listener < 0) return;
     state.instance = false;
     while (state.running) {
-        const Readiness readiness = WaitReadable(listener, state.stop, -1);
+        const Readiness readiness = WaitReady(listener, Direction::kRead, state.stop, -1);
         if (readiness == Readiness::kStopped || readiness == Readiness::kTimeout) continue;
         const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (client >= 0) {
@@ -162,10 +164,12 @@ void CommServerProc() {
         }
     }
     close(listener);
+    unlink(kCommServerPath);
 }
 
 /// Joins each connection thread once it has ended, which lets the listener take the next client.
 void CommReleaseProc() {
+    const LogAuthor author(__func__);
     while (state.running) {
         state.connected.Take();
         if (!state.instance) continue;
@@ -177,6 +181,7 @@ void CommReleaseProc() {
 
 /// Hands out what was received, frame by frame. Without a platform to report to, frames are discarded.
 void CommRecvHandle() {
+    const LogAuthor author(__func__);
     while (state.running) {
         const ConstBytes received = state.queue->Pop();
         if (received.empty()) {
@@ -204,6 +209,7 @@ int CreateQueue() {
 }  // namespace
 
 int CommServerStart() {
+    const LogAuthor author(__func__);
     state.instance = false;
     state.client_seen = false;
     state.received.Clear();
@@ -214,12 +220,12 @@ int CommServerStart() {
     ResetAutoReport();
     if (CreateQueue() != 0) return -1;
     state.running = true;
-    if (state.stop.Prepare() != 0 || state.dispatcher.Start(CommRecvHandle) != 0 ||
-        state.listener.Start(CommServerProc) != 0) {
+    if (state.stop.Prepare() != 0 || state.dispatcher.Start(CommRecvHandle, "CommRecvHandle") != 0 ||
+        state.listener.Start(CommServerProc, "CommServerProc") != 0) {
         PLUG_LOG(kErr, "Create CommServerProc failed.");
         return -1;
     }
-    if (state.release.Start(CommReleaseProc) != 0) {
+    if (state.release.Start(CommReleaseProc, "CommReleaseProc") != 0) {
         PLUG_LOG(kErr, "Create CommReleaseProc failed.");
         return -1;
     }

@@ -91,6 +91,7 @@ double CycleStart(std::int64_t now, std::int64_t midnight, int mac_value, const 
 }  // namespace
 
 int jumpTimeToSec(int& end, int& start, std::string_view text) {
+    const LogAuthor author(__func__);
     const std::string_view first = TakeToken(text);
     if (first.empty()) {
         PLUG_LOG(kErr, "jump time error!!!");

@@ -49,9 +49,8 @@ int LogTest(std::uint32_t level) {
     return 1;
 }
 
-void LogWrite(std::uint32_t level, const char* module, const char* function, int line, const char* format,
-              ...) {
-    fprintf(stderr, "%s [%s->%s->%d]-> \x1b[0m%s", PrefixColour(level), module, function, line,
+void LogWrite(std::uint32_t level, const char* module, int line, const char* format, ...) {
+    fprintf(stderr, "%s [%s->%s->%d]-> \x1b[0m%s", PrefixColour(level), module, LogAuthor::Current(), line,
             level == kInfo ? "\x1b[1;32m" : "\x1b[1;33m");
     va_list arguments;
     va_start(arguments, format);

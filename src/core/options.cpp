@@ -45,6 +45,7 @@ int TakeMac(const char* text, Options& options) {
 }  // namespace
 
 int config_line_proc(int argc, char* const* argv, Options& options) {
+    const LogAuthor author(__func__);
     opterr = 0;
     optind = 1;
     for (int option = 0, result = 0; (option = getopt(argc, argv, "df:m:")) != -1;) {

@@ -66,6 +66,7 @@ bool Scan(FILE* file, std::string_view section, std::string_view key, std::span<
 }  // namespace
 
 void NewProgramProfile(const char* given_path, const char* default_path) {
+    const LogAuthor author(__func__);
     for (const char* path : {given_path, default_path}) {
         if (access(path, R_OK) != 0) continue;
         PLUG_LOG(kInfo, "use config file  [%s]", path);
@@ -77,6 +78,7 @@ void NewProgramProfile(const char* given_path, const char* default_path) {
 }
 
 int getKeyValueStr(const char* section, const char* key, const char* default_value, std::span<char> value) {
+    const LogAuthor author(__func__);
     const FilePtr file = OpenToRead(state.path.data());
     if (file && Scan(file.get(), section, key, value)) return 0;
     if (!file) PLUG_LOG(kErr, "Can not fopen(\"%s\").\n", state.path.data());

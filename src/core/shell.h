@@ -1,4 +1,5 @@
-// The shell: programs of the router that the agent runs. A test may link its own implementation instead.
+// The shell: programs of the router that the agent runs. A test may link its own implementation instead. Any
+// thread.
 #pragma once
 
 #include <cstdio>
@@ -11,5 +12,8 @@ int RunShell(const char* command);
 /// Starts a command and yields its output to read, or null. CloseShell waits for its end; -1 when that fails.
 FILE* OpenShell(const char* command);
 int CloseShell(FILE* output);
+
+/// Kills all that the commands under way have started.
+void KillShellCommands();
 
 }  // namespace plug

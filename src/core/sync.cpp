@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -23,11 +24,6 @@ timespec Deadline(std::int64_t milliseconds) {
         ++deadline.tv_sec;
     }
     return deadline;
-}
-
-void* RunBody(void* body) {
-    reinterpret_cast<void (*)()>(body)();
-    return nullptr;
 }
 
 }  // namespace
@@ -100,23 +96,33 @@ int PollableEvent::Prepare() {
 
 void PollableEvent::Set() {
     const std::uint64_t one = 1;
-    (void)!write(descriptor_, &one, sizeof one);
+    if (descriptor_ > 0) (void)!write(descriptor_, &one, sizeof one);
 }
 
-Readiness WaitReadable(int socket, const PollableEvent& stop, int milliseconds) {
-    pollfd waited[] = {{socket, POLLIN, 0}, {stop.descriptor(), POLLIN, 0}};
+Readiness WaitReady(int socket, Direction direction, const PollableEvent& stop, int milliseconds) {
+    const short events = direction == Direction::kRead ? POLLIN : POLLOUT;
+    pollfd waited[] = {{socket, events, 0}, {stop.descriptor(), POLLIN, 0}};
     const int ready = poll(waited, 2, milliseconds);
     if (ready < 0) return errno == EINTR ? Readiness::kTimeout : Readiness::kError;
     if (ready == 0) return Readiness::kTimeout;
     if (waited[1].revents != 0) return Readiness::kStopped;
-    return (waited[0].revents & POLLNVAL) != 0 ? Readiness::kError : Readiness::kReadable;
+    return (waited[0].revents & POLLNVAL) != 0 ? Readiness::kError : Readiness::kReady;
 }
 
-int Thread::Start(void (*body)()) {
+void* Thread::Run(void* thread) {
+    const auto* const self = static_cast<const Thread*>(thread);
+    prctl(PR_SET_NAME, self->name_);
+    self->body_();
+    return nullptr;
+}
+
+int Thread::Start(void (*body)(), const char* name) {
+    body_ = body;
+    name_ = name;
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, kStackBytes);
-    const int error = pthread_create(&handle_, &attributes, RunBody, reinterpret_cast<void*>(body));
+    const int error = pthread_create(&handle_, &attributes, Run, this);
     pthread_attr_destroy(&attributes);
     started_ = error == 0;
     return error;

@@ -77,33 +77,44 @@ class PollableEvent {
   public:
     constexpr PollableEvent() = default;
 
-    /// Opens the descriptor when it is not open yet and clears the flag. 0, or -1 without descriptors.
+    /// Opens the descriptor when it is not open yet and clears the flag. 0; -1 without descriptors: then Set
+    /// does nothing and no wait sees it.
     int Prepare();
     void Set();
-    int descriptor() const { return descriptor_; }
+    /// -1 when it is not open.
+    int descriptor() const { return descriptor_ > 0 ? descriptor_ : -1; }
 
   private:
     int descriptor_ = 0;  // 0: not open yet
 };
 
-/// What WaitReadable saw.
-enum class Readiness : std::uint8_t { kReadable, kStopped, kTimeout, kError };
+/// What a wait on a descriptor is for, and what it saw; a signal in between looks like a time-out.
+enum class Direction : std::uint8_t { kRead, kWrite };
+enum class Readiness : std::uint8_t { kReady, kStopped, kTimeout, kError };
 
-/// Waits until `socket` has bytes (or its end) to read or `stop` is set; a negative time waits without limit.
-Readiness WaitReadable(int socket, const PollableEvent& stop, int milliseconds);
+/// Waits until `socket` can be read (bytes, or its end) or written, or `stop` is set. A negative time waits
+/// without limit, a negative socket for `stop` only.
+Readiness WaitReady(int socket, Direction direction, const PollableEvent& stop, int milliseconds);
 
-/// One thread, started and joined by its owner. Start and Join are called by one thread at a time.
+/// One thread, started and joined by its owner, where it stays until then. Start and Join are called by one
+/// thread at a time.
 class Thread {
   public:
     constexpr Thread() = default;
 
-    /// 0, or the error number of pthread_create.
-    int Start(void (*body)());
+    /// Starts `body` in a thread that tools such as top show as `name`, of at most 15 characters. 0, or the
+    /// error number of pthread_create.
+    int Start(void (*body)(), const char* name);
     /// Waits for the body to return; 0 at once when none was started, else the error number.
     int Join();
     bool started() const { return started_; }
 
   private:
+    static void* Run(void* thread);
+
+    // Read by the thread at its start.
+    void (*body_)() = nullptr;
+    const char* name_ = nullptr;
     pthread_t handle_{};
     bool started_ = false;
 };

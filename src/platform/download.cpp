@@ -178,6 +178,7 @@ bool ReceiveBody(Connection& connection, int length, FILE* file) {
 }  // namespace
 
 int DownLoadFIle(const char* host, unsigned port, const char* path, const char* local_file) {
+    const LogAuthor author(__func__);
     const FilePtr file = OpenToWrite(local_file);
     if (!file) {
         PLUG_LOG(kDebug, "download filename: %s", local_file);
@@ -202,6 +203,7 @@ int DownLoadFIle(const char* host, unsigned port, const char* path, const char* 
 }
 
 int DownTestRateFIle(const char* host, unsigned port, const char* path, const char* /*file_name*/) {
+    const LogAuthor author(__func__);
     state.rate = kNoRate;
     Connection connection;
     int length = 0;

@@ -10,7 +10,8 @@
 
 namespace plug {
 
-/// Takes the MAC of the command line (all zero: none) and forgets the serial number. Before any thread starts.
+/// Takes the MAC of the command line (all zero: none) and forgets the serial number. Before any thread
+/// starts.
 void SetRouterIdentity(const MacAddress& mac);
 
 /// Asks the SDK for what is not known yet. A router without a serial number ends the process: no retry can

@@ -136,7 +136,7 @@ void HandleFunctionReply(const InboundFrame& frame) {
 [[noreturn]] void ForcedDisconnect() {
     PLUG_LOG(kInfo, "force disconnect exit !!!!!");
     WriteStatus(Status::kForcedDisconnect);
-    PLUG_LOG(kErr, "exit at [%s] %d", static_cast<const char*>(__func__), __LINE__);
+    PLUG_LOG(kErr, "exit at [CBHandle] %d", __LINE__);
     exit(-1);
 }
 
@@ -147,6 +147,7 @@ void SetCommandHandlers(const CommandHandlers& handlers) {
 }
 
 void CBHandle(const InboundFrame& frame) {
+    const LogAuthor author(__func__);
     if (frame.body_lead_word == kReconnectWord) {
         PLUG_LOG(kErr, "net error reconnect");
         RaiseLinkError();

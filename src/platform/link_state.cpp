@@ -3,7 +3,6 @@
 #include <atomic>
 
 #include "core/clock.h"
-#include "core/sync.h"
 
 namespace plug {
 namespace {
@@ -15,7 +14,9 @@ struct LinkState {
     std::atomic<bool> logged_in{false};
     std::atomic<bool> ack_seen{false};
     std::atomic<std::int64_t> last_ack{kNever};  // monotonic seconds
+    std::atomic<bool> ended{false};
     Event error;
+    PollableEvent pollable_error;
     Event decided;  // one of the three ways an attempt ends has happened
 };
 constinit LinkState state;
@@ -46,17 +47,29 @@ bool LinkError() {
 }
 void RaiseLinkError() {
     state.error.Set();
+    state.pollable_error.Set();
     state.decided.Set();
 }
 void ClearLinkError() {
     state.error.Clear();
+    state.pollable_error.Prepare();
+    if (state.ended) RaiseLinkError();
 }
 bool WaitLinkError(std::int64_t milliseconds) {
     return state.error.WaitFor(milliseconds);
 }
 
+const PollableEvent& LinkErrorEvent() {
+    return state.pollable_error;
+}
+void EndLinks() {
+    state.ended = true;
+    RaiseLinkError();
+}
+
 void BeginAttempt() {
     state.decided.Clear();
+    if (LinkError()) state.decided.Set();
 }
 void WaitAttempt(std::int64_t milliseconds) {
     state.decided.WaitFor(milliseconds);

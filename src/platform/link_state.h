@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "core/sync.h"
+
 namespace plug {
 
 /// True after a good login ack until the link is lost; every upward send is refused without it.
@@ -22,6 +24,10 @@ void RaiseLinkError();
 void ClearLinkError();
 /// Waits for the link error, at most `milliseconds`; true when it is raised.
 bool WaitLinkError(std::int64_t milliseconds);
+/// Set together with the link error, for waits on a socket.
+const PollableEvent& LinkErrorEvent();
+/// Raises the link error for good: from now on nothing clears it. For the end of the agent.
+void EndLinks();
 
 /// Marks the start of a registration or login, before its connection is made.
 void BeginAttempt();

@@ -53,6 +53,7 @@ void PrepareCipher() {
 }
 
 int aes_encrypt(const CipherKey& key, ConstBytes in, Bytes out, std::size_t& out_length) {
+    const LogAuthor author(__func__);
     const std::size_t padded = PaddedSize(in.size());
     if (out.size() < padded) return -1;
     const std::size_t whole = padded - kAesBlock;
@@ -72,6 +73,7 @@ int aes_encrypt(const CipherKey& key, ConstBytes in, Bytes out, std::size_t& out
 }
 
 int aes_decrypt(const CipherKey& key, ConstBytes in, Bytes out, std::size_t& out_length) {
+    const LogAuthor author(__func__);
     const std::size_t whole = in.size() / kAesBlock * kAesBlock;
     if (out.size() < whole) return -1;
     const Guard guard(state.mutex);

@@ -145,6 +145,7 @@ void HeartbeatProc() {
 }
 
 void CheckProc() {
+    const LogAuthor author(__func__);
     while (!WaitLinkError(kCheckSeconds * 1000)) {
         if (AckSeen() || !HeartbeatAckOlderThan(kSilentIntervals * state.heartbeat_seconds)) continue;
         RaiseLinkError();
@@ -163,6 +164,7 @@ void ResetLinkState(LinkThreads& threads) {
 }
 
 int RegistSendMsg() {
+    const LogAuthor author(__func__);
     RequireIdentity();
     std::array<std::uint8_t, 3 + kPinBytes> head_bytes;
     ByteWriter head(head_bytes);
@@ -182,6 +184,7 @@ int RegistSendMsg() {
 }
 
 int RegisterStart(LinkThreads& threads, const char* server_ip) {
+    const LogAuthor author(__func__);
     ForgetRegistration();
     LearnRouterIdentity();
     BeginAttempt();
@@ -204,16 +207,19 @@ int RegisterStart(LinkThreads& threads, const char* server_ip) {
 }
 
 int LoginStart(LinkThreads& threads) {
+    const LogAuthor author(__func__);
     PLUG_LOG(kInfo, "quit regist,start login %s:%d", state.login_ip.data(), state.login_port);
     return Login(threads, 10'000, true);
 }
 
 int ReLogin(LinkThreads& threads) {
+    const LogAuthor author(__func__);
     PLUG_LOG(kInfo, "Re-login %s:%d", state.login_ip.data(), state.login_port);
     return Login(threads, 5'000, false);
 }
 
 int LoginServer() {
+    const LogAuthor author(__func__);
     if (LoggedIn()) return -1;
     PLUG_LOG(kDebug, "LoginServer command -----%s-----%s ", PlatformSettings().pin.data(),
              PlatformSettings().key.data());
@@ -225,6 +231,7 @@ int LoginServer() {
 }
 
 int RulesRequest() {
+    const LogAuthor author(__func__);
     const MacAddress& mac = RouterMac();
     char mac_text[13];
     snprintf(mac_text, sizeof mac_text, "%02X%02X%02X%02X%02X%02X", mac[0], mac[1], mac[2], mac[3], mac[4],
@@ -240,7 +247,8 @@ int RulesRequest() {
 }
 
 int HeartbeatStart(LinkThreads& threads) {
-    if (const int error = threads.check.Start(CheckProc); error != 0) {
+    const LogAuthor author(__func__);
+    if (const int error = threads.check.Start(CheckProc, "CheckProc"); error != 0) {
         PLUG_LOG(kErr, "Created check thread failed errno=%d", error);
         WriteStatus(Status::kStartFailed);
         PLUG_LOG(kErr, "exit");
@@ -249,7 +257,7 @@ int HeartbeatStart(LinkThreads& threads) {
     Pace(10);
     RulesRequest();
     Pace(10);
-    if (const int error = threads.heartbeat.Start(HeartbeatProc); error != 0) {
+    if (const int error = threads.heartbeat.Start(HeartbeatProc, "HeartbeatProc"); error != 0) {
         PLUG_LOG(kErr, "Created heartbeat thread failed errno=%d", error);
         WriteStatus(Status::kStartFailed);
         return -1;
@@ -258,6 +266,7 @@ int HeartbeatStart(LinkThreads& threads) {
 }
 
 void DeleteHeartbear(LinkThreads& threads) {
+    const LogAuthor author(__func__);
     RaiseLinkError();
     if (threads.check.Join() != 0) PLUG_LOG(kErr, "Stop check thread error...");
     if (threads.heartbeat.Join() != 0) PLUG_LOG(kErr, "Stop heartbeat thread error...");

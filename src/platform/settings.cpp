@@ -60,6 +60,7 @@ ServerChoice ResolveServers(const ServerNames& names, Settings& settings) {
 }  // namespace
 
 ServerChoice InitProtool() {
+    const LogAuthor author(__func__);
     Settings& settings = state.settings;
     ServerNames names;
     std::array<char, 8> port{};

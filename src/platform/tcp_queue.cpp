@@ -15,6 +15,7 @@ void ReceiveQueue::Reset() {
 }
 
 int ReceiveQueue::Push(ConstBytes bytes) {
+    const LogAuthor author(__func__);
     const Guard guard(mutex_);
     if (bytes.size() > bytes_.size() - used_) {
         PLUG_LOG(kDebug, "over flow");
@@ -38,6 +39,7 @@ void ReceiveQueue::Drop(std::size_t count) {
 }
 
 int ReceiveQueue::Pop(InboundFrame& frame) {
+    const LogAuthor author(__func__);
     const Guard guard(mutex_);
     for (;;) {
         if (used_ < 4) return -1;

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,6 +11,8 @@
 #include "core/clock.h"
 #include "core/log.h"
 #include "core/text.h"
+#include "platform/link_state.h"
+#include "platform/socket.h"
 
 namespace plug {
 namespace {
@@ -37,7 +38,7 @@ struct TcpState {
 };
 constinit TcpState state;
 
-/// The socket connected to the server and non-blocking, or kNoSocket.
+/// Sets up the socket and connects it to the server. 0 or -1.
 int Connect(int fd, const char* ip, int port) {
     const int on = 1;
     if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
@@ -52,7 +53,7 @@ int Connect(int fd, const char* ip, int port) {
     server.sin_family = AF_INET;
     server.sin_port = htons(static_cast<std::uint16_t>(port));
     server.sin_addr.s_addr = inet_addr(ip);
-    if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
+    if (!ConnectTo(fd, server, LinkErrorEvent())) {
         PLUG_LOG(kErr, "connect failed!......");
         return -1;
     }
@@ -60,7 +61,8 @@ int Connect(int fd, const char* ip, int port) {
 }
 
 int SocketInit(const char* ip, int port) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const LogAuthor author(__func__);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0) {
         PLUG_LOG(kErr, "Create socket failed!");
         return -1;
@@ -70,8 +72,6 @@ int SocketInit(const char* ip, int port) {
         return -1;
     }
     PLUG_LOG(kDebug, "connected.");
-    int on = 1;
-    ioctl(fd, FIONBIO, &on);
     const Guard guard(state.link);
     state.socket = fd;
     return 0;
@@ -110,7 +110,7 @@ bool ReceiveUntilLost() {
     int read_errors = 0;
     int empty_reads = 0;
     while (state.running) {
-        const Readiness readiness = WaitReadable(socket, state.stop, -1);
+        const Readiness readiness = WaitReady(socket, Direction::kRead, state.stop, -1);
         if (!state.running) return false;
         if (readiness == Readiness::kError) {
             if (++wait_errors > kMostErrors) return true;
@@ -118,7 +118,7 @@ bool ReceiveUntilLost() {
             continue;
         }
         wait_errors = 0;
-        if (readiness != Readiness::kReadable) continue;
+        if (readiness != Readiness::kReady) continue;
         const ssize_t received = ReceiveOnce();
         if (received > 0) {
             read_errors = empty_reads = 0;
@@ -138,11 +138,13 @@ bool ReceiveUntilLost() {
 }
 
 void ServerRecv() {
+    const LogAuthor author(__func__);
     if (ReceiveUntilLost()) state.handlers.on_lost();
     CloseSocket();
 }
 
 void RespProc() {
+    const LogAuthor author(__func__);
     while (state.running) {
         if (state.queue.Pop(state.frame) != 0) {
             state.work.Take();
@@ -163,6 +165,7 @@ void SetLinkHandlers(const LinkHandlers& handlers) {
 }
 
 int GetServerIp(const char* name, std::span<char> ip) {
+    const LogAuthor author(__func__);
     const hostent* const host = gethostbyname(name);
     if (host == nullptr) {
         PLUG_LOG(kErr, "gethostbyname error for host:%s", name);
@@ -182,6 +185,7 @@ int GetServerIp(const char* name, std::span<char> ip) {
 }
 
 int ServerInit(const char* ip, int port, LinkThreads& threads) {
+    const LogAuthor author(__func__);
     if (state.running) {
         PLUG_LOG(kErr, "Client running.");
         return -1;
@@ -193,11 +197,11 @@ int ServerInit(const char* ip, int port, LinkThreads& threads) {
         PLUG_LOG(kErr, "SocketInit error");
         return -1;
     }
-    if (threads.response.Start(RespProc) != 0) {
+    if (threads.response.Start(RespProc, "RespProc") != 0) {
         PLUG_LOG(kErr, "Create response thread failed");
         return -1;
     }
-    if (threads.receive.Start(ServerRecv) != 0) {
+    if (threads.receive.Start(ServerRecv, "ServerRecv") != 0) {
         PLUG_LOG(kErr, "Create receive thread error.");
         return -1;
     }
@@ -205,6 +209,7 @@ int ServerInit(const char* ip, int port, LinkThreads& threads) {
 }
 
 void DeleteServer(LinkThreads& threads) {
+    const LogAuthor author(__func__);
     state.running = false;
     state.work.Set();
     state.stop.Set();

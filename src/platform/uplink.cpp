@@ -20,6 +20,7 @@ bool Fits(ConstBytes data) {
 }  // namespace
 
 int SendRouteUpData(ConstBytes head, ConstBytes body, MsgType type, int flag, std::uint8_t checksum) {
+    const LogAuthor author(__func__);
     if (head.empty() && body.empty()) return -1;
     std::array<std::uint8_t, kMaxFrameSize> frame;
     const std::size_t size = WriteFrame(frame, type, flag, head, body, checksum);
@@ -40,6 +41,7 @@ int SendRecord(MsgType type, int flag, ConstBytes head, ConstBytes plain) {
 }
 
 int SendIpUpData(ConstBytes data, std::uint8_t data_type, const MacAddress* address) {
+    const LogAuthor author(__func__);
     if (!LoggedIn() || data.empty() || !Fits(data)) return -1;
     std::array<std::uint8_t, kMaxFrameSize> plain;
     ByteWriter record(plain);
@@ -52,6 +54,7 @@ int SendIpUpData(ConstBytes data, std::uint8_t data_type, const MacAddress* addr
 
 int SendReplyUpData(std::uint16_t result_code, ConstBytes data, std::uint8_t data_type,
                     const MacAddress* address) {
+    const LogAuthor author(__func__);
     if (!LoggedIn() || !Fits(data)) return -1;
     const MsgType type = address != nullptr ? MsgType::kFunctionReply : MsgType::kPlugReply;
     std::array<std::uint8_t, sizeof result_code> head_bytes;

@@ -6,9 +6,9 @@
 
 #include "core/json.h"
 #include "core/log.h"
+#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
-#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {
@@ -71,6 +71,7 @@ int ApplyElement(const cJSON* element) {
 }  // namespace
 
 int ParseTcParam(const char* json) {
+    const LogAuthor author(__func__);
     if (json == nullptr) return kRulesNull;
     const JsonPtr rules(cJSON_Parse(json));
     if (rules == nullptr) {

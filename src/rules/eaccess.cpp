@@ -26,7 +26,8 @@ void EaccessProc() {
 }  // namespace
 
 int StartEaccess() {
-    const int error = state.thread.Start(EaccessProc);
+    const LogAuthor author(__func__);
+    const int error = state.thread.Start(EaccessProc, "eaccess");
     if (error != 0) {
         PLUG_LOG(kErr, "Create EaccessThread feiled !!!!!");
         WriteStatus(Status::kStartFailed);
@@ -35,6 +36,7 @@ int StartEaccess() {
 }
 
 void StopEaccess() {
+    const LogAuthor author(__func__);
     StopDaemon();
     state.thread.Join();
     PLUG_LOG(kDebug, "Stop Eaccess success !!!!!");

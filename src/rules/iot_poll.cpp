@@ -27,10 +27,12 @@ int InitEpoll() {
 }
 
 void thread_epoll() {
+    const LogAuthor author(__func__);
     if (InitEpoll() != 0) PLUG_LOG(kErr, " daemon init error");
 }
 
 void TimeRuleProc() {
+    const LogAuthor author(__func__);
     PLUG_LOG(kDebug, "TimeRuleProc runing...");
     while (!state.stop.TakeWithin(kPassMilliseconds)) surf_rule_func(LocalCalendar(WallSeconds()));
     PLUG_LOG(kDebug, "TimeRuleProc return...");
@@ -45,15 +47,16 @@ int JoinLogged(Thread& thread) {
 }  // namespace
 
 int no_feeling_daemon(int mode, int value, int port) {
+    const LogAuthor author(__func__);
     state.mode = mode;
     state.value = value;
     state.port = port;
-    if (state.epoll.Start(thread_epoll) != 0) return -3;
+    if (state.epoll.Start(thread_epoll, "thread_epoll") != 0) return -3;
     {
         const Guard guard(SurfRuleMutex());
         hash_table_init();
     }
-    const int error = state.time_rules.Start(TimeRuleProc);
+    const int error = state.time_rules.Start(TimeRuleProc, "TimeRuleProc");
     if (error != 0)
         PLUG_LOG(kDebug, "create TimeRuleProc error!");
     else

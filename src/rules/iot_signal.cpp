@@ -19,6 +19,7 @@ constexpr int kNoSocket = -1;
 }  // namespace
 
 int eaccess_send(const char* function, int line) {
+    const LogAuthor author(__func__);
     PLUG_LOG(kErr, " %s %d error!", function, line);
     return -1;
 }
@@ -49,6 +50,7 @@ std::array<char, 16> DottedAddress(std::uint32_t address) {
 }
 
 void printhex(ConstBytes bytes) {
+    const LogAuthor author(__func__);
     if (!DebugMode()) return;
     std::array<char, 3071 * 3> room;
     const std::string_view text = HexPairs(bytes, room);

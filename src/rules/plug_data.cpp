@@ -121,6 +121,7 @@ constexpr DataTypeRow kDataTypes[] = {
 }  // namespace
 
 int ParserPlugData(std::uint32_t data_type, const char* payload) {
+    const LogAuthor author(__func__);
     for (const DataTypeRow& row : kDataTypes) {
         if (row.type != data_type) continue;
         if (row.name != nullptr) PLUG_LOG(kDebug, "%s", row.name);

@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "platform/download.h"
 #include "core/json.h"
 #include "core/log.h"
 #include "core/sdk_code.h"
 #include "core/url.h"
+#include "platform/download.h"
 #include "platform/settings.h"
+#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "subdev/online_report.h"
-#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {
@@ -235,6 +235,7 @@ const FirmwareUpdate& FirmwareRecord() {
 }
 
 int ParserPlug(std::uint32_t data_type, const char* payload) {
+    const LogAuthor author(__func__);
     if (payload == nullptr) return -1;
     const JsonPtr tree(cJSON_Parse(payload));
     if (!tree) return -1;
@@ -249,6 +250,7 @@ int ParserPlug(std::uint32_t data_type, const char* payload) {
 }
 
 std::uint32_t BuildJson(int kind, int result, const char* text, const char* data, std::span<char> out) {
+    const LogAuthor author(__func__);
     const PluginUpdate& update = state.plugin;
     char name[32] = {};
     if (kind == 1 || kind == 5) {

@@ -131,20 +131,23 @@ int ApplyRule(const char* json) {
 }  // namespace
 
 int AddRoute() {
+    const LogAuthor author(__func__);
     RunPair('D');
     RunPair('A');
     return 0;
 }
 
 int DeleteRoute() {
+    const LogAuthor author(__func__);
     RunPair('D');
     return 0;
 }
 
 int ParseRouteParam(const char* json) {
+    const LogAuthor author(__func__);
     constexpr int kErrorMark = 556;  // what readers of the log look for
     const int result = ApplyRule(json);
-    if (result < 0) PLUG_LOG(kDebug, " %s %d : error = [%d]", __func__, kErrorMark, result);
+    if (result < 0) PLUG_LOG(kDebug, " ParseRouteParam %d : error = [%d]", kErrorMark, result);
     return result;
 }
 

@@ -8,12 +8,12 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/download.h"
 #include "core/clock.h"
 #include "core/file.h"
 #include "core/log.h"
 #include "core/paths.h"
 #include "core/status_file.h"
+#include "platform/download.h"
 #include "platform/uplink.h"
 #include "rules/plug_json.h"
 
@@ -74,6 +74,7 @@ bool FetchUpdate(const char* payload) {
 }  // namespace
 
 int Compute_file_md5(const char* path, Md5Text& md5) {
+    const LogAuthor author(__func__);
     md5 = {};
     const FilePtr file = OpenOwnToRead(path);
     if (!file) {
@@ -95,6 +96,7 @@ int Compute_file_md5(const char* path, Md5Text& md5) {
 }
 
 int DownLoadProc(const char* md5, const char* server, int port, const char* path) {
+    const LogAuthor author(__func__);
     if (const int result = DownLoadFIle(server, static_cast<unsigned>(port), path, kDownloadPath);
         result != 0)
         return result;
@@ -118,7 +120,7 @@ int UpdatePlugin(const char* payload) {
     SendProgress(0);
     Pace(kExitPace);
     WriteStatus(Status::kUpdateReady);  // a link lost meanwhile has its own
-    PLUG_LOG(kErr, "exit at [%s] %d ", static_cast<const char*>(__func__), __LINE__);
+    PLUG_LOG(kErr, "exit at [ParserPlugData] %d ", __LINE__);
     exit(-1);
 }
 

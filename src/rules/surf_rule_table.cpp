@@ -39,6 +39,7 @@ std::int64_t MinuteOfDay(int hour, int minute) {
 }  // namespace
 
 RuleNode* rule_node_init(RuleNode* list, const RuleWindow* window) {
+    const LogAuthor author(__func__);
     if (window == nullptr) {
         PLUG_LOG(kErr, "rule empty! ");
         return nullptr;
@@ -47,6 +48,7 @@ RuleNode* rule_node_init(RuleNode* list, const RuleWindow* window) {
 }
 
 int rule_node_exist(const RuleNode* list, const RuleWindow& window) {
+    const LogAuthor author(__func__);
     if (list == nullptr) {
         PLUG_LOG(kErr, "rules empty! ");
         return -1;
@@ -60,6 +62,7 @@ int rule_node_exist(const RuleNode* list, const RuleWindow& window) {
 }
 
 RuleNode* rule_node_insert(RuleNode* list, const RuleWindow* window) {
+    const LogAuthor author(__func__);
     if (list == nullptr) return rule_node_init(nullptr, window);
     if (window == nullptr) {
         PLUG_LOG(kErr, "rule empty! ");
@@ -73,6 +76,7 @@ RuleNode* rule_node_insert(RuleNode* list, const RuleWindow* window) {
 }
 
 RuleNode* rule_node_delete(RuleNode* list, const RuleWindow* window) {
+    const LogAuthor author(__func__);
     if (window == nullptr) {
         PLUG_LOG(kErr, "rule is nothing! ");
         return list;
@@ -102,6 +106,7 @@ void rule_node_destroy(RuleNode* list) {
 }
 
 int rule_node_match(const RuleNode* list, int hour, int minute) {
+    const LogAuthor author(__func__);
     if (list == nullptr) {
         PLUG_LOG(kErr, "rules empty! ");
         return -1;
@@ -130,12 +135,14 @@ Mutex& SurfRuleMutex() {
 }
 
 void hash_table_init() {
+    const LogAuthor author(__func__);
     hash_table_destroy();
     state.insertions = 0;
     PLUG_LOG(kInfo, "Rule table init done.");
 }
 
 void hash_table_insert(std::string_view key, const RuleWindow& window) {
+    const LogAuthor author(__func__);
     if (state.insertions >= kMostInsertions) {
         PLUG_LOG(kDebug, "Mem overflow!");
         return;
@@ -151,6 +158,7 @@ void hash_table_insert(std::string_view key, const RuleWindow& window) {
 }
 
 RuleEntry* hash_table_lookup(std::string_view key) {
+    const LogAuthor author(__func__);
     const std::size_t bucket = BucketOf(key);
     for (RuleEntry* entry = state.buckets[bucket]; entry != nullptr; entry = entry->next) {
         if (!key.starts_with(entry->key)) continue;
@@ -161,6 +169,7 @@ RuleEntry* hash_table_lookup(std::string_view key) {
 }
 
 void hash_table_remove(std::string_view key) {
+    const LogAuthor author(__func__);
     PLUG_LOG(kDebug, "remove %.*s", static_cast<int>(key.size()), key.data());
     for (RuleEntry** link = &state.buckets[BucketOf(key)]; *link != nullptr; link = &(*link)->next) {
         if ((*link)->key != key) continue;
@@ -172,6 +181,7 @@ void hash_table_remove(std::string_view key) {
 }
 
 void hash_table_print() {
+    const LogAuthor author(__func__);
     for (std::size_t bucket = 0; bucket < kBuckets; ++bucket) {
         if (state.buckets[bucket] == nullptr) continue;
         PLUG_LOG(kDebug, "%zu=>", bucket);

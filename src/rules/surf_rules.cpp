@@ -6,9 +6,9 @@
 #include "core/log.h"
 #include "core/sdk_code.h"
 #include "platform/settings.h"
+#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
-#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {
@@ -70,6 +70,7 @@ void RestoreAccess(const char* mac_text, const MacAddress& mac) {
 }  // namespace
 
 int ParseSurfRulesParam(const char* json) {
+    const LogAuthor author(__func__);
     if (json == nullptr) {
         PLUG_LOG(kErr, "Json is null.");
         return kRulesNull;
@@ -84,6 +85,7 @@ int ParseSurfRulesParam(const char* json) {
 
 int CommitSurfRule(int flag, int /*allow*/, const char* mac, const char* days, const char* start,
                    const char* stop) {
+    const LogAuthor author(__func__);
     if (mac == nullptr || days == nullptr || start == nullptr || stop == nullptr) {
         PLUG_LOG(kErr, "Wrong surf rule");
         return -1;
@@ -98,6 +100,7 @@ int CommitSurfRule(int flag, int /*allow*/, const char* mac, const char* days, c
 }
 
 int set_surf_rule(const char* mac, int day, const RuleWindow& window) {
+    const LogAuthor author(__func__);
     const RuleKey key = MakeRuleKey(mac, day);
     const Guard guard(SurfRuleMutex());
     if (RuleEntry* const entry = hash_table_lookup(key.data()); entry != nullptr)
@@ -109,6 +112,7 @@ int set_surf_rule(const char* mac, int day, const RuleWindow& window) {
 }
 
 int del_surf_rule(const char* mac_text, int day, const RuleWindow& window) {
+    const LogAuthor author(__func__);
     MacAddress mac;
     ReadMac(mac_text, mac);
     const RuleKey key = MakeRuleKey(mac_text, day);

@@ -46,6 +46,7 @@ std::optional<std::uint8_t> DueAccess(const CalendarTime& now, const dev_cfg& de
 }
 
 void surf_rule_func(const CalendarTime& now) {
+    const LogAuthor author(__func__);
     std::array<dev_cfg, router_room_devices> devices{};
     const SubdevLock lock;
     if (lock.error() != 0) {

@@ -7,9 +7,9 @@
 #include "core/sdk_code.h"
 #include "core/sync.h"
 #include "platform/link_state.h"
+#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "subdev/online_report.h"
-#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {
@@ -64,6 +64,7 @@ int ReadListed() {
 
 /// Reports the device when it is new. False when it was, and cannot be remembered.
 bool Fn39OnlineReport(const dev_cfg& device) {
+    const LogAuthor author(__func__);
     const MacAddress mac = std::to_array(device.mac);
     if (Known(mac)) return true;
     const OnlineReport report = SendOnlineReport(mac, {device.name, sizeof device.name});
@@ -79,6 +80,7 @@ void ForgetOthers() {
 }
 
 void Fn39ReportProc() {
+    const LogAuthor author(__func__);
     while (!state.stop.IsSet()) {
         if (LocalClientSeen()) {
             PLUG_LOG(kDebug, "Use function 40");
@@ -93,6 +95,7 @@ void Fn39ReportProc() {
 }  // namespace
 
 int Fn39Init() {
+    const LogAuthor author(__func__);
     state.known_count = 0;
     if (LocalClientSeen()) {
         PLUG_LOG(kDebug, "Use function 40");
@@ -101,7 +104,7 @@ int Fn39Init() {
     Fn39LoadMac();
     state.round = 1;
     state.stop.Clear();
-    if (state.thread.Start(Fn39ReportProc) != 0) {
+    if (state.thread.Start(Fn39ReportProc, "Fn39ReportProc") != 0) {
         PLUG_LOG(kErr, "Create FnReportProc failed.");
         return -1;
     }
@@ -114,6 +117,7 @@ void Fn39Stop() {
 }
 
 int Fn39LoadMac() {
+    const LogAuthor author(__func__);
     PLUG_LOG(kDebug, "LOAD macconfig");
     state.known_count = 0;
     const FilePtr file = OpenOwnToRead(kMacListPath);
@@ -137,6 +141,7 @@ int Fn39LoadMac() {
 }
 
 int Fn39UpdateMac() {
+    const LogAuthor author(__func__);
     if (!LoggedIn()) return -2;
     PLUG_LOG(kDebug, "UpdateMacProfile");
     const FilePtr file = OpenToWrite(kMacListPath);

@@ -67,6 +67,7 @@ void Add(const Device& device) {
 }
 
 void Fn40OnlineReport(Entry& entry) {
+    const LogAuthor author(__func__);
     entry.pending = false;
     const OnlineReport report = SendOnlineReport(entry.mac, {entry.name.data(), entry.name.size()});
     PLUG_LOG(kDebug, "Online subdev:");
@@ -74,6 +75,7 @@ void Fn40OnlineReport(Entry& entry) {
 }
 
 void Fn40FilterProc() {
+    const LogAuthor author(__func__);
     while (!state.stop.IsSet()) {
         const bool serving = LocalClientSeen();
         if (state.stop.WaitFor(serving ? kRoundMilliseconds : kNoClientMilliseconds)) return;
@@ -84,13 +86,14 @@ void Fn40FilterProc() {
 }  // namespace
 
 int Fn40Init() {
+    const LogAuthor author(__func__);
     {
         const Guard guard(state.mutex);
         state.table.fill({});
     }
     state.round = 0;
     state.stop.Clear();
-    if (state.thread.Start(Fn40FilterProc) != 0) {
+    if (state.thread.Start(Fn40FilterProc, "Fn40FilterProc") != 0) {
         PLUG_LOG(kErr, "Create Fn40FilterProc failed.");
         return -1;
     }
@@ -103,6 +106,7 @@ void Fn40Stop() {
 }
 
 void Fn40Handle(ConstBytes payload) {
+    const LogAuthor author(__func__);
     ByteReader in(payload);
     const std::uint16_t count = in.U16();
     if (count < 1 || count > kMostDevices) {

@@ -3,8 +3,6 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
-#include <atomic>
-
 #include "core/clock.h"
 #include "core/file.h"
 #include "core/log.h"
@@ -13,9 +11,9 @@
 #include "core/shell.h"
 #include "platform/identity.h"
 #include "platform/uplink.h"
+#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "subdev/arp_table.h"
-#include "router/sdk_lock.h"
 
 namespace plug {
 namespace {
@@ -62,9 +60,9 @@ struct DeviceTable {
 };
 
 struct ScannerState {
-    std::atomic<bool> running{false};  // set and cleared by the owner, read by the scanner
-    Event trigger;                     // set by any thread
-    Thread thread;                     // the owner's
+    Event stop;     // set by the owner
+    Event trigger;  // set by any thread
+    Thread thread;  // the owner's
     // The rest is the scanner's own.
     std::array<dev_cfg, kMostDevices + 1> sdk_devices{};
     DeviceTable table;
@@ -110,6 +108,7 @@ int ReadListedDevices() {
 
 /// The bandwidths of all devices in the table; 0 where they cannot be had.
 void GetFlowStatisData() {
+    const LogAuthor author(__func__);
     for (SubdevRecord& device : state.table.devices()) {
         const SubdevLock lock;
         if (lock.error() != 0) {
@@ -160,6 +159,7 @@ void AppendUnlisted(const ArpEntry& entry) {
 
 /// Appends what only the ARP table knows, as long as there is room.
 void GetOffLineInfo() {
+    const LogAuthor author(__func__);
     std::array<char, 128> command;
     snprintf(command.data(), command.size(), "cat /proc/net/arp | grep %s | grep -v 00:00:00:00:00:00 > %s",
              state.net_prefix.data(), kArpFilePath);
@@ -206,6 +206,7 @@ void ApplyBlackList() {
 
 /// Every device is allowed; the black list counts in debug mode only.
 void GetBlackInfo() {
+    const LogAuthor author(__func__);
     if (state.table.count > kMostDevices) {
         PLUG_LOG(kErr, "TotalDevice is too large.");
         return;
@@ -215,6 +216,7 @@ void GetBlackInfo() {
 }
 
 void printHexBuf(ConstBytes bytes) {
+    const LogAuthor author(__func__);
     std::array<char, kHexPairsPerLine * 3> room;
     while (!bytes.empty()) {
         const std::size_t length = std::min(bytes.size(), kHexPairsPerLine);
@@ -236,6 +238,7 @@ void WriteRecord(ByteWriter& report, const SubdevRecord& device) {
 }
 
 void SendtoServer() {
+    const LogAuthor author(__func__);
     if (state.table.count > kMostDevices) {
         PLUG_LOG(kErr, "TotalDevice is too large.");
         return;
@@ -253,18 +256,19 @@ void SendtoServer() {
 
 /// Tries until one report is out, then leaves the router and the platform in peace for a while.
 void ScanUntilReported() {
-    while (state.running) {
+    while (!state.stop.IsSet()) {
         if (ScanAndReport()) {
             const bool few = state.table.count <= kFewDevices;
-            Pace(few ? kAfterReportMilliseconds + 1000 : kAfterReportMilliseconds);
+            state.stop.WaitFor(few ? kAfterReportMilliseconds + 1000 : kAfterReportMilliseconds);
             return;
         }
-        Pace(kRetryMilliseconds);
+        state.stop.WaitFor(kRetryMilliseconds);
     }
 }
 
 void SubdevThread() {
-    while (state.running) {
+    const LogAuthor author(__func__);
+    while (!state.stop.IsSet()) {
         state.trigger.Take();
         ScanUntilReported();
         state.trigger.Clear();
@@ -274,16 +278,17 @@ void SubdevThread() {
 }  // namespace
 
 int StartSubdev() {
+    const LogAuthor author(__func__);
     state.net_prefix = {};
     state.table.count = 0;
     PLUG_LOG(kDebug, "Start Subdevice task.");
-    state.running = true;
+    state.stop.Clear();
     state.trigger.Clear();
-    return state.thread.Start(SubdevThread);
+    return state.thread.Start(SubdevThread, "SubdevThread");
 }
 
 void StopSubdev() {
-    state.running = false;
+    state.stop.Set();
     state.trigger.Set();
     state.thread.Join();
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <thread>
 
 #include "support/text.h"
 
@@ -49,12 +50,33 @@ void LogEntry(LogLevel level) {
     PLUG_LOG(level, "%d of %s", 7, "it");
 }
 
+std::string AuthorOf(const std::string& entry) {
+    const std::size_t begin = entry.find("->") + 2;
+    return entry.substr(begin, entry.find("->", begin) - begin);
+}
+
+TEST(Log, AHelperLogsInTheNameOfItsOperation) {
+    SetLogMask(kAllLevels);
+    const auto author = [] { return AuthorOf(LogOf([] { LogEntry(kErr); })); };
+    EXPECT_EQ("?", author());
+    const LogAuthor outer("Outer");
+    {
+        const LogAuthor inner("Inner");
+        EXPECT_EQ("Inner", author());
+        std::string other;
+        std::thread([&] { other = author(); }).join();
+        EXPECT_EQ("?", other) << "each thread has its own";
+    }
+    EXPECT_EQ("Outer", author());
+}
+
 TEST(Log, AnEntryIsStampPlaceAndColouredText) {
     setenv("TZ", "UTC", 1);
     tzset();
     fixed_time = 1709622249;  // 2024-03-05 07:04:09
     SetLogMask(kAllLevels);
-    const std::string place = " [Plug.c->LogEntry->" + std::to_string(kEntryLine) + "]-> \x1b[0m";
+    const LogAuthor author("main");
+    const std::string place = " [Plug.c->main->" + std::to_string(kEntryLine) + "]-> \x1b[0m";
     const std::tuple<LogLevel, const char*, const char*> entries[] = {
         {kErr, "[ERR]\x1b[1;31m", "\x1b[1;33m"},
         {kInfo, "[INFO]\x1b[1;32m", "\x1b[1;32m"},
