@@ -84,7 +84,7 @@ void AppendRecord(std::string& line, const Record& record) {
 }  // namespace
 
 void Append(std::string& line, Mac mac) {
-    line += MacText(mac.bytes);
+    line += plug::TextOf(MacOf(mac.bytes)).data();
 }
 
 void Append(std::string& line, Address address) {

@@ -43,6 +43,13 @@ bool ReadNumber(const cJSON* item, std::uint64_t max, std::uint64_t* number) {
     return true;
 }
 
+bool ReadMac(const char* text, std::uint8_t* out) {
+    plug::MacAddress mac;
+    if (!plug::ParseMac(text, mac)) return false;
+    std::ranges::copy(mac, out);
+    return true;
+}
+
 bool ParseAddress(const char* text, void* address) {
     in_addr parsed{};
     if (inet_pton(AF_INET, text, &parsed) != 1) return false;
@@ -72,7 +79,7 @@ bool ReadValue(const cJSON* item, Kind kind, std::size_t size, std::uint8_t* out
     }
     if (!cJSON_IsString(item)) return false;
     const char* text = item->valuestring;
-    if (kind == Kind::kMac) return ParseMac(text, out);
+    if (kind == Kind::kMac) return ReadMac(text, out);
     if (kind == Kind::kAddress) return ParseAddress(text, out);
     if (kind == Kind::kDate) return ParseDate(text, out);
     const std::size_t room = kind == Kind::kFullText ? size : size - 1;
@@ -101,7 +108,7 @@ cJSON* ValueItem(Kind kind, std::size_t size, const std::uint8_t* value) {
             return cJSON_CreateString(std::string(text, strnlen(text, size)).c_str());
         }
         case Kind::kMac:
-            return cJSON_CreateString(MacText(value).c_str());
+            return cJSON_CreateString(plug::TextOf(MacOf(value)).data());
         case Kind::kAddress: {
             std::uint32_t address;
             std::memcpy(&address, value, sizeof address);
@@ -130,14 +137,14 @@ int LoadValue(const cJSON* item, const Field& field, void* out) {
         return kOk;
     }
     if (ReadValue(item, field.kind, field.size, static_cast<std::uint8_t*>(out))) return kOk;
-    Complain("\"%s\" has a value that does not fit", field.key);
+    Complain("\"%s\" has a value that does not fit", field.name);
     return kBadState;
 }
 
 int LoadFields(const cJSON* object, std::span<const Field> fields, void* out) {
     for (const Field& field : fields) {
         const int result =
-            LoadValue(Member(object, field.key), field, static_cast<std::uint8_t*>(out) + field.offset);
+            LoadValue(Member(object, field.name), field, static_cast<std::uint8_t*>(out) + field.offset);
         if (result != kOk) return result;
     }
     return kOk;
@@ -146,10 +153,10 @@ int LoadFields(const cJSON* object, std::span<const Field> fields, void* out) {
 void StoreValue(cJSON* object, const Field& field, const void* value) {
     cJSON* item = ValueItem(field.kind, field.size, static_cast<const std::uint8_t*>(value));
     if (item == nullptr) return;
-    if (Member(object, field.key) != nullptr) {
-        cJSON_ReplaceItemInObjectCaseSensitive(object, field.key, item);
+    if (Member(object, field.name) != nullptr) {
+        cJSON_ReplaceItemInObjectCaseSensitive(object, field.name, item);
     } else {
-        cJSON_AddItemToObject(object, field.key, item);
+        cJSON_AddItemToObject(object, field.name, item);
     }
 }
 
@@ -159,23 +166,10 @@ void StoreFields(cJSON* object, std::span<const Field> fields, const void* recor
     }
 }
 
-std::string MacText(const std::uint8_t* mac) {
-    char text[18];
-    std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3], mac[4],
-                  mac[5]);
-    return text;
-}
-
-bool ParseMac(const char* text, std::uint8_t* mac) {
-    if (std::strlen(text) != 17) return false;
-    for (std::size_t i = 0; i < 17; ++i) {
-        const bool colon = i % 3 == 2;
-        if (colon ? text[i] != ':' : std::strchr("0123456789ABCDEFabcdef", text[i]) == nullptr) return false;
-    }
-    for (std::size_t i = 0; i < 6; ++i) {
-        mac[i] = static_cast<std::uint8_t>(std::strtoul(text + 3 * i, nullptr, 16));
-    }
-    return true;
+plug::MacAddress MacOf(const std::uint8_t* bytes) {
+    plug::MacAddress mac;
+    std::copy_n(bytes, mac.size(), mac.begin());
+    return mac;
 }
 
 std::string AddressText(std::uint32_t address) {

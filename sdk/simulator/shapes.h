@@ -12,7 +12,7 @@ namespace simulator {
 // One value of a section; zeros when the section is missing.
 inline int GetValue(const char* function, const char* section, const Field& field, void* out) {
     return Get(function, {}, [&](const cJSON* home) {
-        return LoadValue(Member(Member(home, section), field.key), field, out);
+        return LoadValue(Member(Member(home, section), field.name), field, out);
     });
 }
 

@@ -38,8 +38,8 @@ cJSON* FindDevice(const cJSON* home, const std::uint8_t* mac) {
     cJSON* device = nullptr;
     cJSON_ArrayForEach(device, Member(home, "devices")) {
         const char* text = cJSON_GetStringValue(Member(device, "mac"));
-        std::uint8_t known[6];
-        if (text != nullptr && ParseMac(text, known) && std::equal(known, known + 6, mac)) return device;
+        plug::MacAddress known;
+        if (text != nullptr && plug::ParseMac(text, known) && known == MacOf(mac)) return device;
     }
     return nullptr;
 }
@@ -50,7 +50,7 @@ cJSON* Section(cJSON* home, const char* name) {
 }
 
 int LoadFrom(const cJSON* owner, const Field& field, void* out) {
-    return owner != nullptr ? LoadValue(Member(owner, field.key), field, out) : int{kUnknown};
+    return owner != nullptr ? LoadValue(Member(owner, field.name), field, out) : int{kUnknown};
 }
 
 int StoreInto(cJSON* owner, const Field& field, const void* value) {

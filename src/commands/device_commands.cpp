@@ -5,7 +5,7 @@
 #include "commands/parameters.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "platform/settings.h"
+#include "router/device_access.h"
 #include "router/sdk_records.h"
 
 namespace plug {
@@ -29,15 +29,14 @@ void TwoDeviceValues(DeviceValueGetter get_up, DeviceValueGetter get_down, const
 
 }  // namespace
 
-void SetDeviceAccess(ByteReader& parameters, Answer& answer) {
+void SetAccess(ByteReader& parameters, Answer& answer) {
     auto device = TakeRecord<dev_cfg>(parameters);
     if (memchr(device.name, '\0', sizeof device.name) == nullptr) {
         PLUG_LOG(kErr, "device name without an end refused");
         answer.Fail(kLocalFailure);
         return;
     }
-    if (PlatformSettings().run_mode) device.by_name = 1;
-    answer.result = SdkCode(set_dev_access_control(&device));
+    answer.result = SetDeviceAccess(device);
 }
 
 void DeviceBandwidth(ByteReader& parameters, Answer& answer) {

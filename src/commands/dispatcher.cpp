@@ -53,7 +53,7 @@ constexpr auto kCommands = std::to_array<CommandRow>({
     {29, SetServiceAccounts},
     {30, Get<get_wps_switch>},
     {31, Set<set_wps_switch>},
-    {32, WithDevices<SetDeviceAccess>},
+    {32, WithDevices<SetAccess>},
     {33, WithDevices<DeviceBandwidth>},
     {34, WithDevices<GetDeviceLimits>},
     {35, WithDevices<SetDeviceLimits>},

@@ -29,7 +29,7 @@ void GetServiceAccounts(ByteReader& parameters, Answer& answer);
 void SetServiceAccounts(ByteReader& parameters, Answer& answer);
 
 // device_commands.cpp: the devices behind the router; call them under SubdevMutex
-void SetDeviceAccess(ByteReader& parameters, Answer& answer);
+void SetAccess(ByteReader& parameters, Answer& answer);
 void DeviceBandwidth(ByteReader& parameters, Answer& answer);
 void GetDeviceLimits(ByteReader& parameters, Answer& answer);
 void SetDeviceLimits(ByteReader& parameters, Answer& answer);

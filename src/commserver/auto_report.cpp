@@ -4,6 +4,7 @@
 #include <limits>
 #include <numeric>
 
+#include "commserver/firmware_result.h"
 #include "core/clock.h"
 #include "core/log.h"
 #include "platform/identity.h"
@@ -15,7 +16,6 @@ namespace {
 
 constexpr char kLogModule[] = "CommServer.c";
 
-constexpr std::uint8_t kFirmwareResultType = 17;
 constexpr std::int64_t kDigestSeconds = 120;  // a type-1 report that repeats the last is dropped within these
 constexpr std::int64_t kShortestSeconds1 = 5;
 constexpr std::int64_t kShortestSeconds2 = 1170;
@@ -92,21 +92,6 @@ bool AdmitType3(ReportHistory& history, std::int64_t now) {
     return false;
 }
 
-const char* FirmwareResultText(std::uint8_t result) {
-    constexpr const char* kTexts[] = {
-        "success",
-        "fromVersion not match.",
-        "toVersion not support.",
-        "url address error.",
-        "check method not match.",
-        "fileLength error.",
-        "file download failed.",
-        "check sum error.",
-        "firmware update faiiled.",
-    };
-    return result < std::size(kTexts) ? kTexts[result] : "unKnown error.";
-}
-
 }  // namespace
 
 void CommAutoReport(ConstBytes payload) {
@@ -119,7 +104,7 @@ void CommAutoReport(ConstBytes payload) {
     PutHeader(report, kFuncId);
     const std::size_t header_size = report.size();
     report.Copy(payload);
-    SwapFields(Bytes(buffer).subspan(header_size), kRecordFields<wan_cfg>);
+    SwapAddresses<wan_cfg>(Bytes(buffer).subspan(header_size));
     Relay(report.written(), kFuncId);
 }
 
@@ -142,9 +127,7 @@ void CommFwUpdateResult(ConstBytes payload) {
     }
     const std::uint8_t result = payload[0];
     PLUG_LOG(kDebug, "%s", result == 0 ? "update firmware success." : "update firmware file error.");
-    char text[256];
-    snprintf(text, sizeof text, "{\"result\":%d,\"resultDesc\":\"%s\"}", result, FirmwareResultText(result));
-    SendIpUpData(AsBytes(text), kFirmwareResultType, nullptr);
+    SendFirmwareResult(result, FirmwareResultText(result));
 }
 
 bool AdmitReport(ReportHistory& history, ConstBytes payload, std::int64_t now) {

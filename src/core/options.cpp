@@ -9,14 +9,6 @@ namespace {
 
 constexpr char kLogModule[] = "Common.c";
 
-/// The value of a hexadecimal digit, or -1.
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
-}
-
 /// Lenient by intent: a first character that is no digit leaves the byte as it was, a second one adds
 /// nothing.
 void ReadHexPair(const char* pair, std::uint8_t& byte) {

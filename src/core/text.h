@@ -8,10 +8,9 @@
 #include <span>
 #include <string_view>
 
-namespace plug {
+#include "core/mac.h"
 
-/// A router's or a device's MAC, in the order of its text.
-using MacAddress = std::array<std::uint8_t, 6>;
+namespace plug {
 
 /// Copies `text` into `field`, cut at its room, and fills the rest with NULs (at least one).
 inline void CopyText(std::span<char> field, std::string_view text) {

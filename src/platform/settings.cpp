@@ -35,11 +35,6 @@ int ReadPort(const char* text) {
     return port < kLowestPort || port > kHighestPort ? -1 : static_cast<int>(port);
 }
 
-void ClearByteOrderSwap() {
-    SetSwapFlag(false);
-    PLUG_LOG(kDebug, "byte order: no swap");
-}
-
 ServerChoice ResolveServers(const ServerNames& names, Settings& settings) {
     const bool first = GetServerIp(names.first.data(), settings.address1) == 0;
     const bool second = GetServerIp(names.second.data(), settings.address2) == 0;
@@ -79,7 +74,7 @@ ServerChoice InitProtool() {
     PLUG_LOG(kDebug, "SERVER1:\t%s", names.first.data());
     PLUG_LOG(kDebug, "SERVER2:\t%s", names.second.data());
     PLUG_LOG(kDebug, "PORT:\t%s", port.data());
-    ClearByteOrderSwap();
+    PLUG_LOG(kDebug, "byte order: no swap");
 
     settings.run_mode = strstr(names.first.data(), "com") != nullptr;
     if (settings.run_mode) return ResolveServers(names, settings);

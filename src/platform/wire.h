@@ -1,9 +1,8 @@
-// Byte order of the platform link, and bounded reading and writing of its records.
+// Bounded reading and writing of the platform link's records, and their byte order.
 //
-// Integers of the link pass through the swap routines below and nowhere else. The ordinary ones swap only
-// while the process-wide swap flag is set, and start-up clears it for good, so those fields travel
-// little-endian. IPv4 address fields are in host order inside the agent and always travel most significant
-// byte first.
+// This is the one place that knows the order, whatever that of the machine: integers travel least significant
+// byte first. Only IPv4 addresses, which are in host order inside the agent, travel most significant byte
+// first.
 //
 // Reader and writer never touch a byte outside their span: past its end a reader yields zeros and a writer
 // drops, and ok() turns false for good.
@@ -12,24 +11,13 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <concepts>
 #include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>
 
 namespace plug {
-
-static_assert(std::endian::native == std::endian::little, "records are laid out for little-endian hosts");
-
-/// Set once at start-up, before any thread starts.
-void SetSwapFlag(bool swap);
-std::uint16_t Swap16(std::uint16_t value);
-std::uint32_t Swap32(std::uint32_t value);
-std::uint64_t Swap64(std::uint64_t value);
-/// The one unconditional swap, for IPv4 address fields.
-constexpr std::uint32_t SwapAddress(std::uint32_t value) {
-    return __builtin_bswap32(value);
-}
 
 using ConstBytes = std::span<const std::uint8_t>;
 using Bytes = std::span<std::uint8_t>;
@@ -47,10 +35,10 @@ class ByteReader {
     explicit ByteReader(ConstBytes bytes) : left_(bytes) {}
 
     std::uint8_t U8() { return Load<std::uint8_t>(); }
-    std::uint16_t U16() { return Swap16(Load<std::uint16_t>()); }
-    std::uint32_t U32() { return Swap32(Load<std::uint32_t>()); }
-    std::uint64_t U64() { return Swap64(Load<std::uint64_t>()); }
-    std::uint32_t Ip4() { return SwapAddress(Load<std::uint32_t>()); }
+    std::uint16_t U16() { return Load<std::uint16_t>(); }
+    std::uint32_t U32() { return Load<std::uint32_t>(); }
+    std::uint64_t U64() { return Load<std::uint64_t>(); }
+    std::uint32_t Ip4() { return __builtin_bswap32(U32()); }
 
     /// The next `count` bytes; fewer, and not ok, when the span is shorter.
     ConstBytes Take(std::size_t count) {
@@ -79,12 +67,13 @@ class ByteReader {
         if (count > left_.size()) ok_ = false;
         return std::min(count, left_.size());
     }
-    template <class Integer>
+    template <std::unsigned_integral Integer>
     Integer Load() {
-        Integer value{};
-        if (const ConstBytes taken = Take(sizeof value); taken.size() == sizeof value)
-            memcpy(&value, taken.data(), sizeof value);
-        return value;
+        const ConstBytes taken = Take(sizeof(Integer));
+        if (taken.size() < sizeof(Integer)) return 0;
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < sizeof(Integer); ++i) value |= std::uint64_t{taken[i]} << 8 * i;
+        return static_cast<Integer>(value);
     }
 
     ConstBytes left_;
@@ -97,10 +86,10 @@ class ByteWriter {
     explicit ByteWriter(Bytes room) : room_(room) {}
 
     void U8(std::uint8_t value) { Store(value); }
-    void U16(std::uint16_t value) { Store(Swap16(value)); }
-    void U32(std::uint32_t value) { Store(Swap32(value)); }
-    void U64(std::uint64_t value) { Store(Swap64(value)); }
-    void Ip4(std::uint32_t value) { Store(SwapAddress(value)); }
+    void U16(std::uint16_t value) { Store(value); }
+    void U32(std::uint32_t value) { Store(value); }
+    void U64(std::uint64_t value) { Store(value); }
+    void Ip4(std::uint32_t value) { Store(__builtin_bswap32(value)); }
 
     void Copy(ConstBytes bytes) {
         if (const Bytes room = Reserve(bytes.size()); !room.empty())
@@ -129,10 +118,13 @@ class ByteWriter {
     bool ok() const { return ok_; }
 
   private:
-    template <class Integer>
+    template <std::unsigned_integral Integer>
     void Store(Integer value) {
-        if (const Bytes room = Reserve(sizeof value); !room.empty())
-            memcpy(room.data(), &value, sizeof value);
+        std::uint64_t left = value;
+        for (std::uint8_t& byte : Reserve(sizeof value)) {
+            byte = static_cast<std::uint8_t>(left);
+            left >>= 8;
+        }
     }
 
     Bytes room_;

@@ -6,6 +6,7 @@
 
 #include "core/json.h"
 #include "core/log.h"
+#include "core/text.h"
 #include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
@@ -33,8 +34,8 @@ void SetLimits(const MacAddress& mac, std::uint64_t up, std::uint64_t down) {
 }
 
 int ApplyLimits(std::string_view flag, const char* mac_text, const char* up, const char* down) {
-    MacAddress mac;
-    if (!ReadMac(mac_text, mac)) {
+    MacAddress mac{};
+    if (ScanColonMac(mac_text, mac) == EOF) {
         PLUG_LOG(kDebug, "Wrong tc rule param dev_mac");
         return kRulesUnusable;
     }

@@ -2,6 +2,7 @@
 
 #include "core/log.h"
 #include "rules/surf_schedule.h"
+#include "rules/unreached.h"
 
 namespace plug {
 namespace {
@@ -11,25 +12,11 @@ constexpr char kLogModule[] = "iot_poll.c";
 constexpr int kPassMilliseconds = 30'000;
 
 struct DaemonState {
-    // The daemon's settings, kept as they were given.
-    int mode = 0;
-    int value = 0;
-    int port = 0;
     Event stop;  // taken by TimeRuleProc
     Thread epoll;
     Thread time_rules;
 };
 constinit DaemonState state;
-
-/// Nothing is polled on this router.
-int InitEpoll() {
-    return 0;
-}
-
-void thread_epoll() {
-    const LogAuthor author(__func__);
-    if (InitEpoll() != 0) PLUG_LOG(kErr, " daemon init error");
-}
 
 void TimeRuleProc() {
     const LogAuthor author(__func__);
@@ -48,9 +35,7 @@ int JoinLogged(Thread& thread) {
 
 int no_feeling_daemon(int mode, int value, int port) {
     const LogAuthor author(__func__);
-    state.mode = mode;
-    state.value = value;
-    state.port = port;
+    KeepDaemonSettings({mode, value, port});
     if (state.epoll.Start(thread_epoll, "thread_epoll") != 0) return -3;
     {
         const Guard guard(SurfRuleMutex());

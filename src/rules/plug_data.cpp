@@ -2,11 +2,10 @@
 
 #include <array>
 #include <bit>
-#include <cstdio>
 
 #include "commserver/comm_send.h"
+#include "commserver/firmware_result.h"
 #include "core/log.h"
-#include "platform/uplink.h"
 #include "rules/plug_json.h"
 #include "rules/port_forward.h"
 #include "rules/self_update.h"
@@ -16,14 +15,7 @@ namespace {
 
 constexpr char kLogModule[] = "ParseJson.c";
 
-constexpr std::uint8_t kFirmwareAnswerType = 17;
 constexpr std::uint16_t kFirmwareUpdateFunction = 999;
-
-void SendFirmwareAnswer(int result, const char* description) {
-    char text[256];
-    snprintf(text, sizeof text, "{\"result\":%d,\"resultDesc\":\"%s\"}", result, description);
-    SendIpUpData(AsBytes(text), kFirmwareAnswerType, nullptr);
-}
 
 int UpdateCommand(const char* payload) {
     const int result = ParserPlug(1, payload);
@@ -37,56 +29,32 @@ int FirmwareCommand(const char* payload) {
     switch (result) {
         case 0:
             PLUG_LOG(kDebug, "update firmware cmd ok");
-            SendFirmwareAnswer(0, "success");
+            SendFirmwareResult(0, "success");
             return 0;
         case kNoFromVersion:
             PLUG_LOG(kDebug, "update firmware cmd error.");
-            SendFirmwareAnswer(1, "fromVersion not match");
+            SendFirmwareResult(1, "fromVersion not match");
             return 1;
         case kNoToVersion:
             PLUG_LOG(kDebug, "update firmware cmd error.");
-            SendFirmwareAnswer(2, "toVersion not support.");
+            SendFirmwareResult(2, "toVersion not support.");
             return 2;
         default:
-            SendFirmwareAnswer(9, "unknown error.");
+            SendFirmwareResult(9, "unknown error.");
             return -1;
-    }
-}
-
-/// What the platform is told for each result of a firmware file command.
-const char* FirmwareFileError(int result) {
-    switch (result) {
-        case kNoFromVersion:
-            return "fromVersion not match.";
-        case kNoToVersion:
-            return "toVersion not support.";
-        case kNoUrl:
-            return "url address error.";
-        case kNoCheckMethod:
-            return "check method not match.";
-        case kNoFileLength:
-            return "fileLength error.";
-        case 6:
-            return "file download failed.";
-        case kNoCheckSum:
-            return "check sum error.";
-        case 8:
-            return "firmware update faiiled.";
-        default:
-            return "unKnown error.";
     }
 }
 
 int FirmwareFile(const char* payload) {
     if (const int result = ParserPlug(16, payload); result != 0) {
         PLUG_LOG(kDebug, "update firmware file error.");
-        SendFirmwareAnswer(result, FirmwareFileError(result));
+        SendFirmwareResult(result, FirmwareResultText(result));
         return -1;
     }
     const auto record = std::bit_cast<std::array<std::uint8_t, sizeof(FirmwareUpdate)>>(FirmwareRecord());
     if (CommSendCmd(kFirmwareUpdateFunction, record) != 0) {
         PLUG_LOG(kErr, "send update firmware command failed.");
-        SendFirmwareAnswer(9, "unKnown error.");
+        SendFirmwareResult(9, "unKnown error.");
         return -1;
     }
     PLUG_LOG(kDebug, "send update firmware command success.");

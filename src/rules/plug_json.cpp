@@ -33,18 +33,10 @@ struct PlugJsonState {
 };
 constinit PlugJsonState state;
 
-/// Reads "001122AABBCC" into the bytes of a MAC; those that the text does not reach stay as they are.
-void ReadMac(const char* text, MacAddress& mac) {
-    unsigned bytes[6] = {};
-    const int count =
-        sscanf(text, "%2x%2x%2x%2x%2x%2x", &bytes[0], &bytes[1], &bytes[2], &bytes[3], &bytes[4], &bytes[5]);
-    for (int i = 0; i < count; ++i) mac[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(bytes[i]);
-}
-
 // What is done with the value of a key that is neither stored nor only logged. 0, or what ParserPlug returns.
 
 int TakeMac(const cJSON& value) {
-    ReadMac(value.valuestring, state.plugin.device);
+    ScanMac(value.valuestring, state.plugin.device);
     return 0;
 }
 
@@ -215,7 +207,7 @@ int TakeKey(const cJSON* object, const Key& key) {
 std::uint32_t FindDeviceName(const char* mac_text, char (&name)[32]) {
     if (strlen(mac_text) < 12) return 0xFFFF;
     MacAddress mac{};
-    ReadMac(mac_text, mac);
+    ScanMac(mac_text, mac);
     const SubdevLock lock;
     if (lock.error() != 0) {
         PLUG_LOG(kErr, "Get SubdevMutex failed");
@@ -226,12 +218,16 @@ std::uint32_t FindDeviceName(const char* mac_text, char (&name)[32]) {
 
 }  // namespace
 
-PluginUpdate& PluginRecord() {
+const PluginUpdate& PluginRecord() {
     return state.plugin;
 }
 
 const FirmwareUpdate& FirmwareRecord() {
     return state.firmware;
+}
+
+void SetUpdateProcessed() {
+    state.plugin.process = 1;
 }
 
 int ParserPlug(std::uint32_t data_type, const char* payload) {

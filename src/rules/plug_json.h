@@ -38,8 +38,11 @@ struct FirmwareUpdate {
 static_assert(sizeof(FirmwareUpdate) == 432 && offsetof(FirmwareUpdate, url) == 128);
 static_assert(offsetof(FirmwareUpdate, file_length) == 384 && offsetof(FirmwareUpdate, check_sum) == 392);
 
-PluginUpdate& PluginRecord();
+const PluginUpdate& PluginRecord();
 const FirmwareUpdate& FirmwareRecord();
+
+/// Notes that a downloaded file has passed its check.
+void SetUpdateProcessed();
 
 /// Which key the firmware commands (DataTypes 15 and 16) miss.
 enum MissingKey : int {

@@ -1,7 +1,5 @@
 #include "rules/rule_list.h"
 
-#include <cstdio>
-
 #include "platform/link_state.h"
 
 namespace plug {
@@ -29,12 +27,6 @@ int WalkRuleList(const cJSON* rules, int (*apply)(const cJSON* element)) {
         if (code != kRulesDone) return code;
     }
     return kRulesDone;
-}
-
-bool ReadMac(const char* text, MacAddress& mac) {
-    mac = {};
-    return sscanf(text, "%hhX:%hhX:%hhX:%hhX:%hhX:%hhX", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4],
-                  &mac[5]) != EOF;
 }
 
 }  // namespace plug

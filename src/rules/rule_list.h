@@ -1,9 +1,7 @@
-// What the rule commands share: the walk over a LIST of elements, and the MAC in an element.
+// What the rule commands share: the walk over a LIST of elements.
 #pragma once
 
 #include <cjson/cJSON.h>
-
-#include "core/text.h"
 
 namespace plug {
 
@@ -19,9 +17,5 @@ enum RuleCode : int {
 /// walk and is returned. An unusable element is tried again and again, which blocks the caller until the
 /// login is lost; then the walk ends as if done.
 int WalkRuleList(const cJSON* rules, int (*apply)(const cJSON* element));
-
-/// Reads hexadecimal pairs joined by colons; the bytes behind a partial text are zero. False for an empty
-/// text.
-bool ReadMac(const char* text, MacAddress& mac);
 
 }  // namespace plug

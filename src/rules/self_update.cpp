@@ -39,18 +39,6 @@ bool FinishDigest(EVP_MD_CTX* context, Md5Text& md5) {
     return true;
 }
 
-/// Compares the downloaded file with `md5` and removes it when they differ. `result` is that of the
-/// computation.
-bool DownloadMatches(const char* md5, int& result) {
-    PLUG_LOG(kDebug, "1-----------md5: down :%s", md5);
-    Md5Text own;
-    result = Compute_file_md5(kDownloadPath, own);
-    PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
-    if (strcmp(own.data(), md5) == 0 && own[0] != '\0') return true;
-    DeleteDownloadFile();
-    return false;
-}
-
 void SendProgress(int result) {
     std::array<char, kReportBytes> report;
     if (BuildJson(4, result, "", nullptr, report) == 0)
@@ -64,11 +52,9 @@ bool FetchUpdate(const char* payload) {
     PLUG_LOG(kDebug, "md5: down :%s", update.file_md5.data());
     if (parsed != 0) return false;
     PLUG_LOG(kDebug, "plug update url :%s", update.path.data());
-    if (DownLoadFIle(update.server.data(), static_cast<unsigned>(update.port), update.path.data(),
-                     kDownloadPath) != 0)
-        return false;
-    int result = 0;
-    return DownloadMatches(update.file_md5.data(), result);
+    bool matches = false;
+    DownLoadProc(update.file_md5.data(), update.server.data(), update.port, update.path.data(), matches);
+    return matches;
 }
 
 }  // namespace
@@ -95,13 +81,21 @@ int Compute_file_md5(const char* path, Md5Text& md5) {
     return FinishDigest(context.get(), md5) ? 0 : -1;
 }
 
-int DownLoadProc(const char* md5, const char* server, int port, const char* path) {
+int DownLoadProc(const char* md5, const char* server, int port, const char* path, bool& matches) {
     const LogAuthor author(__func__);
-    if (const int result = DownLoadFIle(server, static_cast<unsigned>(port), path, kDownloadPath);
-        result != 0)
-        return result;
-    int result = 0;
-    if (DownloadMatches(md5, result)) WriteStatus(Status::kUpdateReady);
+    matches = false;
+    if (const int failed = DownLoadFIle(server, static_cast<unsigned>(port), path, kDownloadPath);
+        failed != 0)
+        return failed;
+    PLUG_LOG(kDebug, "1-----------md5: down :%s", md5);
+    Md5Text own;
+    const int result = Compute_file_md5(kDownloadPath, own);
+    PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
+    matches = result == 0 && strcmp(own.data(), md5) == 0;
+    if (matches)
+        WriteStatus(Status::kUpdateReady);
+    else
+        DeleteDownloadFile();
     return result;
 }
 
@@ -115,8 +109,7 @@ int UpdatePlugin(const char* payload) {
         WriteStatus(Status::kUpdateFailed);
         return 0;
     }
-    WriteStatus(Status::kUpdateReady);
-    PluginRecord().process = 1;
+    SetUpdateProcessed();
     SendProgress(0);
     Pace(kExitPace);
     WriteStatus(Status::kUpdateReady);  // a link lost meanwhile has its own

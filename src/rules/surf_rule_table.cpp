@@ -10,12 +10,11 @@ namespace {
 
 constexpr char kLogModule[] = "eaccess.c";
 
-constexpr std::size_t kBuckets = 512;
 constexpr int kMostInsertions = 512;
 
 struct TableState {
     Mutex mutex;
-    std::array<RuleEntry*, kBuckets> buckets PLUG_CHECKED(guarded_by(SurfRuleMutex())){};
+    std::array<RuleEntry*, kRuleBuckets> buckets PLUG_CHECKED(guarded_by(SurfRuleMutex())){};
     int insertions PLUG_CHECKED(guarded_by(SurfRuleMutex())) = 0;  // since the last hash_table_init
 };
 constinit TableState state;
@@ -24,7 +23,7 @@ std::size_t BucketOf(std::string_view key) {
     // Every character counts with its sign.
     std::uint32_t hash = 0;
     for (const char c : key) hash = hash * 31 + static_cast<std::uint32_t>(static_cast<signed char>(c));
-    return hash & (kBuckets - 1);
+    return hash & (kRuleBuckets - 1);
 }
 
 void Free(RuleEntry* entry) {
@@ -180,20 +179,8 @@ void hash_table_remove(std::string_view key) {
     }
 }
 
-void hash_table_print() {
-    const LogAuthor author(__func__);
-    for (std::size_t bucket = 0; bucket < kBuckets; ++bucket) {
-        if (state.buckets[bucket] == nullptr) continue;
-        PLUG_LOG(kDebug, "%zu=>", bucket);
-        for (const RuleEntry* entry = state.buckets[bucket]; entry != nullptr; entry = entry->next) {
-            PLUG_LOG(kDebug, "%s", entry->key.c_str());
-            for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
-                const RuleWindow& window = node->window;
-                PLUG_LOG(kDebug, "START %d:%d STOP %d:%d ", window.start_hour, window.start_minute,
-                         window.stop_hour, window.stop_minute);
-            }
-        }
-    }
+const RuleEntry* hash_table_bucket(std::size_t bucket) {
+    return state.buckets[bucket];
 }
 
 void hash_table_destroy() {

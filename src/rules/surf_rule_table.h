@@ -53,6 +53,8 @@ constexpr std::size_t kLongestRuleMac = kRuleKeySize - 3;
 using RuleKey = std::array<char, kRuleKeySize>;
 RuleKey MakeRuleKey(const char* mac, int day);
 
+constexpr std::size_t kRuleBuckets = 512;
+
 Mutex& SurfRuleMutex();
 
 /// Empties the table and begins counting anew.
@@ -65,8 +67,8 @@ void hash_table_insert(std::string_view key, const RuleWindow& window)
 RuleEntry* hash_table_lookup(std::string_view key) PLUG_CHECKED(requires_capability(SurfRuleMutex()));
 /// Removes the entry with exactly this key.
 void hash_table_remove(std::string_view key) PLUG_CHECKED(requires_capability(SurfRuleMutex()));
-/// Logs the whole table.
-void hash_table_print() PLUG_CHECKED(requires_capability(SurfRuleMutex()));
+/// The first entry of a bucket, or null.
+const RuleEntry* hash_table_bucket(std::size_t bucket) PLUG_CHECKED(requires_capability(SurfRuleMutex()));
 /// Frees every entry.
 void hash_table_destroy() PLUG_CHECKED(requires_capability(SurfRuleMutex()));
 

@@ -5,7 +5,8 @@
 #include "core/json.h"
 #include "core/log.h"
 #include "core/sdk_code.h"
-#include "platform/settings.h"
+#include "core/text.h"
+#include "router/device_access.h"
 #include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
@@ -62,8 +63,7 @@ void RestoreAccess(const char* mac_text, const MacAddress& mac) {
     dev_cfg device{};
     if (SdkCode(get_dev_cfg(&device, mac.data())) != 0 || device.access != 0) return;
     device.access = 1;
-    if (PlatformSettings().run_mode) device.by_name = 1;
-    set_dev_access_control(&device);
+    SetDeviceAccess(device);
     PLUG_LOG(kDebug, "set_dev_access_control for: %s to 1", mac_text);
 }
 
@@ -113,8 +113,8 @@ int set_surf_rule(const char* mac, int day, const RuleWindow& window) {
 
 int del_surf_rule(const char* mac_text, int day, const RuleWindow& window) {
     const LogAuthor author(__func__);
-    MacAddress mac;
-    ReadMac(mac_text, mac);
+    MacAddress mac{};
+    ScanColonMac(mac_text, mac);
     const RuleKey key = MakeRuleKey(mac_text, day);
     const SubdevLock devices;  // before the table, as the scheduler takes them
     const Guard guard(SurfRuleMutex());

@@ -4,8 +4,9 @@
 #include <span>
 
 #include "core/log.h"
+#include "core/mac.h"
 #include "core/sdk_code.h"
-#include "platform/settings.h"
+#include "router/device_access.h"
 #include "router/sdk_lock.h"
 
 namespace plug {
@@ -13,26 +14,17 @@ namespace {
 
 constexpr char kLogModule[] = "eaccess.c";
 
-using MacText = std::array<char, 18>;
-
-MacText TextOf(const std::uint8_t (&mac)[6]) {
-    MacText text{};
-    snprintf(text.data(), text.size(), "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3],
-             mac[4], mac[5]);
-    return text;
-}
-
 void SwitchAccess(dev_cfg device, std::uint8_t access) {
     device.access = access;
-    if (PlatformSettings().run_mode) device.by_name = 1;
-    set_dev_access_control(&device);
-    PLUG_LOG(kDebug, "set_dev_access_control for: %s to %d", TextOf(device.mac).data(), access);
+    SetDeviceAccess(device);
+    PLUG_LOG(kDebug, "set_dev_access_control for: %s to %d", TextOf(std::to_array(device.mac)).data(),
+             access);
 }
 
 }  // namespace
 
 std::optional<std::uint8_t> DueAccess(const CalendarTime& now, const dev_cfg& device) {
-    const MacText mac = TextOf(device.mac);
+    const MacText mac = TextOf(std::to_array(device.mac));
     const RuleEntry* const entry = hash_table_lookup(MakeRuleKey(mac.data(), now.weekday).data());
     if (entry == nullptr) {
         PLUG_LOG(kDebug, "Can't find rule for : %s", mac.data());

@@ -5,7 +5,6 @@
 namespace plug {
 namespace {
 
-constexpr std::size_t kMacText = 17;
 constexpr std::size_t kLongestPrefix = 12;
 
 /// The next token of `line`, which loses it; empty at its end.
@@ -15,26 +14,6 @@ std::string_view TakeToken(std::string_view& line) {
     const std::string_view token = line.substr(0, line.find_first_of(kBlanks));
     line.remove_prefix(token.size());
     return token;
-}
-
-/// 0 to 15, or -1.
-int HexDigit(char digit) {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-    return -1;
-}
-
-bool ParseMac(std::string_view text, MacAddress& mac) {
-    if (text.size() != kMacText) return false;
-    for (std::size_t i = 0; i < mac.size(); ++i) {
-        const int high = HexDigit(text[3 * i]);
-        const int low = HexDigit(text[3 * i + 1]);
-        if (high < 0 || low < 0) return false;
-        if (i + 1 < mac.size() && text[3 * i + 2] != ':') return false;
-        mac[i] = static_cast<std::uint8_t>(high << 4 | low);
-    }
-    return true;
 }
 
 bool ParseAddress(std::string_view text, std::uint32_t& address) {

@@ -128,14 +128,8 @@ int Fn39LoadMac() {
     std::array<char, 32> line;
     for (std::size_t lines = 0; lines < kMostDevices; ++lines) {
         if (fgets(line.data(), static_cast<int>(line.size()), file.get()) == nullptr) break;
-        std::array<unsigned, 6> bytes{};
-        if (sscanf(line.data(), "%02x%02x%02x%02x%02x%02x", &bytes[0], &bytes[1], &bytes[2], &bytes[3],
-                   &bytes[4], &bytes[5]) != 6)
-            continue;
         MacAddress mac;
-        std::transform(bytes.begin(), bytes.end(), mac.begin(),
-                       [](unsigned byte) { return static_cast<std::uint8_t>(byte); });
-        Remember(mac);
+        if (ScanMac(line.data(), mac) == static_cast<int>(mac.size())) Remember(mac);
     }
     return 0;
 }

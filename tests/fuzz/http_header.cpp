@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include "bench/process.h"
-#include "platform/download.h"
 #include "core/paths.h"
 #include "fuzz/surroundings.h"
+#include "platform/download.h"
 
 namespace plug::test {
 namespace {

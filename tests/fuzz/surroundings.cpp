@@ -6,9 +6,9 @@
 #include "core/log.h"
 #include "core/paths.h"
 #include "core/profile.h"
+#include "platform/identity.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
-#include "platform/identity.h"
 #include "platform/settings.h"
 #include "rules/plug_data.h"
 

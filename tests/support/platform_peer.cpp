@@ -1,7 +1,7 @@
 #include "support/platform_peer.h"
 
-#include "platform/link_state.h"
 #include "platform/identity.h"
+#include "platform/link_state.h"
 #include "platform/settings.h"
 #include "platform/uplink.h"
 

@@ -1,4 +1,4 @@
-#include "rules/iot_signal.h"
+#include "rules/unreached.h"
 
 #include <sys/socket.h>
 
@@ -12,11 +12,36 @@ namespace {
 
 constexpr char kLogModule[] = "iot_signal.c";
 
+constinit DaemonSettings daemon_settings{};
+
 constexpr std::size_t kLongestCopy = 1024;
 constexpr int kTries = 5;
 constexpr int kNoSocket = -1;
 
 }  // namespace
+
+void KeepDaemonSettings(const DaemonSettings& settings) {
+    daemon_settings = settings;
+}
+
+void thread_epoll() {}
+
+void hash_table_print() {
+    constexpr char kLogModule[] = "eaccess.c";
+    const LogAuthor author(__func__);
+    for (std::size_t bucket = 0; bucket < kRuleBuckets; ++bucket) {
+        const RuleEntry* entry = hash_table_bucket(bucket);
+        if (entry != nullptr) PLUG_LOG(kDebug, "%zu=>", bucket);
+        for (; entry != nullptr; entry = entry->next) {
+            PLUG_LOG(kDebug, "%s", entry->key.c_str());
+            for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
+                const RuleWindow& window = node->window;
+                PLUG_LOG(kDebug, "START %d:%d STOP %d:%d ", window.start_hour, window.start_minute,
+                         window.stop_hour, window.stop_minute);
+            }
+        }
+    }
+}
 
 int eaccess_send(const char* function, int line) {
     const LogAuthor author(__func__);
