@@ -38,7 +38,7 @@ void SetDeviceName(ByteReader& parameters, Answer& answer);
 void GetDevice(ByteReader& parameters, Answer& answer);
 void DeviceSpeeds(ByteReader& parameters, Answer& answer);
 
-// relay_commands.cpp: what the local mesh/Wi-Fi agent answers
+// relay_commands.cpp: what the local peer answers
 void GetWifiFreqband(ByteReader& parameters, Answer& answer);
 void GetMeshSupport(ByteReader& parameters, Answer& answer);
 void SetMeshSwitch(ByteReader& parameters, Answer& answer);

@@ -1,4 +1,4 @@
-// Commands that the local mesh/Wi-Fi agent answers.
+// Commands that the local peer answers.
 #include "commands/handlers.h"
 #include "commserver/auto_report_config.h"
 #include "commserver/comm_request.h"

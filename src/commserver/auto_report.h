@@ -1,4 +1,4 @@
-// What the local agent reports unasked, relayed to the platform. Dispatcher thread.
+// What the local peer reports unasked, relayed to the platform. Dispatcher thread.
 #pragma once
 
 #include "platform/wire.h"

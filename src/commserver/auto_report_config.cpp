@@ -33,7 +33,7 @@ struct ConfigState {
 };
 constinit ConfigState state;
 
-/// What the platform and the local agent both tell, where present.
+/// What the platform and the local peer both tell, where present.
 void ReadSettings(const cJSON* json, ReportSettings& settings) {
     const auto read = [json](const char* key, int& value) { value = JsonInteger(json, key).value_or(value); };
     read("referNum", settings.refer_num);

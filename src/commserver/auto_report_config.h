@@ -1,4 +1,4 @@
-// The configuration of the local agent's automatic reports: taken from the platform, kept by the local agent,
+// The configuration of the local peer's automatic reports: taken from the platform, kept by the local peer,
 // asked back at start-up, and re-sent with fresh times as calibration.
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace plug {
 
-/// The settings before the local agent's configuration has arrived. Before any thread starts.
+/// The settings before the local peer's configuration has arrived. Before any thread starts.
 void ResetAutoReport();
 
 struct ReportIntervals {
@@ -20,7 +20,7 @@ ReportIntervals AutoReportIntervals();
 /// result, or 1 when it is refused or no reply came.
 unsigned ComF_set_auto_report(std::string_view text);
 
-/// Asks the local agent for its configuration. The result byte, or 1 when the send failed or no reply came.
+/// Asks the local peer for its configuration. The result byte, or 1 when the send failed or no reply came.
 unsigned ComF_get_autoreport_conf();
 /// Takes the answer to it: a result byte and, with result 0, the configuration as JSON. Dispatcher thread.
 void Comm_get_88Conf(ConstBytes payload);

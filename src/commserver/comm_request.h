@@ -1,4 +1,4 @@
-// The synchronous requests to the local mesh/Wi-Fi agent: send one frame, wait for the reply.
+// The synchronous requests to the local peer: send one frame, wait for the reply.
 //
 // Each returns the reply's result byte (0: success), or 1 when the send failed or no reply came in time: ten
 // seconds, for the neighbouring Wi-Fi networks a minute. A getter writes its value whenever a reply arrived;
@@ -51,7 +51,7 @@ unsigned ComF_set_wan_cfg(const wan_cfg& record);
 unsigned ComF_trig_onekey_optimize();
 unsigned ComF_trig_fault_diagnosis();
 
-/// Tells the local agent whether the platform is reachable; waits for nothing. 0, or 1 when the send failed.
+/// Tells the local peer whether the platform is reachable; waits for nothing. 0, or 1 when the send failed.
 int ComF_send_pluginstate();
 
 }  // namespace plug

@@ -17,11 +17,11 @@ namespace {
 constexpr char kLogModule[] = "CommServer.c";
 
 constexpr std::uint16_t kHighestFuncId = 1000;
-constexpr int kNoClient = 0;
+constexpr int kNoPeer = 0;
 
 struct SendState {
-    Mutex mutex;  // the send mutex: held while a frame is built and sent, and while the client changes
-    int client PLUG_CHECKED(guarded_by(mutex)) = kNoClient;
+    Mutex mutex;  // the send mutex: held while a frame is built and sent, and while the peer changes
+    int peer PLUG_CHECKED(guarded_by(mutex)) = kNoPeer;
     std::uint32_t sequence PLUG_CHECKED(guarded_by(mutex)) = 0;  // of the last frame
 };
 constinit SendState state;
@@ -94,8 +94,8 @@ ConstBytes PayloadOf(const CommandRow& row, ConstBytes data, std::span<char> scr
 /// The number of bytes that went out, or -1.
 ssize_t CommServerSend(ConstBytes frame) PLUG_CHECKED(requires_capability(state.mutex)) {
     const LogAuthor author(__func__);
-    if (state.client == kNoClient) return -1;
-    const ssize_t sent = send(state.client, frame.data(), frame.size(), MSG_NOSIGNAL);
+    if (state.peer == kNoPeer) return -1;
+    const ssize_t sent = send(state.peer, frame.data(), frame.size(), MSG_NOSIGNAL);
     if (sent < 0) {
         PLUG_LOG(kErr, "please reconnect server");
         return -1;
@@ -112,19 +112,19 @@ ssize_t CommServerSend(ConstBytes frame) PLUG_CHECKED(requires_capability(state.
 
 void ResetCommSend() {
     const Guard guard(state.mutex);
-    state.client = kNoClient;
+    state.peer = kNoPeer;
     state.sequence = 0;
 }
 
-void SetLocalClient(int socket) {
+void SetLocalPeer(int socket) {
     const Guard guard(state.mutex);
-    state.client = socket;
+    state.peer = socket;
 }
 
-void CloseLocalClient() {
+void CloseLocalPeer() {
     const Guard guard(state.mutex);
-    close(state.client);
-    state.client = kNoClient;
+    close(state.peer);
+    state.peer = kNoPeer;
 }
 
 const char* CommandName(std::uint16_t func_id) {

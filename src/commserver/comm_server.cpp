@@ -30,19 +30,19 @@ constexpr std::size_t kReceiveBytes = 8192;
 constexpr int kBacklog = 3;
 constexpr int kMostErrors = 4;  // in a row, of the wait or of the read
 constexpr int kFailedAcceptMilliseconds = 100;
-constexpr int kRefusedClientMilliseconds = 5000;
+constexpr int kRefusedPeerMilliseconds = 5000;
 constexpr int kAfterFrameMilliseconds = 10;
 
 struct ServerState {
     std::atomic<bool> running{false};  // main sets and clears, every thread polls
     std::atomic<bool> instance{
         false};  // a connection thread is not joined yet; listener sets, release clears
-    std::atomic<bool> client_seen{false};  // listener sets
-    int accepted = 0;                      // the new client: from the listener to the ServerThread it starts
-    CommRQ* queue = nullptr;               // made before the threads start, freed after they are joined
-    PollableEvent stop;                    // wakes the listener and the connection
-    Event received;                        // wakes the dispatcher: bytes were queued, or stop
-    Event connected;                       // wakes the release: a connection thread was started, or stop
+    std::atomic<bool> peer_seen{false};  // listener sets
+    int accepted = 0;                    // the new peer: from the listener to the ServerThread it starts
+    CommRQ* queue = nullptr;             // made before the threads start, freed after they are joined
+    PollableEvent stop;                  // wakes the listener and the connection
+    Event received;                      // wakes the dispatcher: bytes were queued, or stop
+    Event connected;                     // wakes the release: a connection thread was started, or stop
     Thread dispatcher;
     Thread listener;
     Thread release;
@@ -77,7 +77,7 @@ int Listen() {
     return fd;
 }
 
-/// Queues what one read of the client's socket yields. What recv returned.
+/// Queues what one read of the peer's socket yields. What recv returned.
 ssize_t ReceiveOnce(int socket) {
     const ssize_t count = recv(socket, state.buffer.data(), state.buffer.size(), 0);
     if (count <= 0) return count;
@@ -93,8 +93,8 @@ ssize_t ReceiveOnce(int socket) {
     return count;
 }
 
-/// Reads until the client closes, its socket fails or the server stops.
-void ServeClient(int socket) {
+/// Reads until the peer closes, its socket fails or the server stops.
+void ServePeer(int socket) {
     int wait_errors = 0;
     int read_errors = 0;
     while (state.running) {
@@ -122,28 +122,28 @@ void ServerThread() {
     const LogAuthor author(__func__);
     PLUG_LOG(kDebug, "create a instance...");
     const int socket = state.accepted;
-    SetLocalClient(socket);
-    ServeClient(socket);
-    CloseLocalClient();
+    SetLocalPeer(socket);
+    ServePeer(socket);
+    CloseLocalPeer();
     PLUG_LOG(kDebug, "Close instance.");
 }
 
-/// Takes a new client, or turns it away while another one is served.
-void Admit(int client) {
+/// Takes a new peer, or turns it away while another one is served.
+void Admit(int peer) {
     if (state.instance) {
-        close(client);
+        close(peer);
         PLUG_LOG(kErr, "link quntity is large.");
-        WaitReady(-1, Direction::kRead, state.stop, kRefusedClientMilliseconds);
+        WaitReady(-1, Direction::kRead, state.stop, kRefusedPeerMilliseconds);
         return;
     }
-    state.accepted = client;
+    state.accepted = peer;
     if (state.connection.Start(ServerThread, "ServerThread") != 0) {
         PLUG_LOG(kErr, "create instance err.");
-        close(client);
+        close(peer);
         return;
     }
     state.instance = true;
-    state.client_seen = true;
+    state.peer_seen = true;
     state.connected.Set();
 }
 
@@ -155,9 +155,9 @@ void CommServerProc() {
     while (state.running) {
         const Readiness readiness = WaitReady(listener, Direction::kRead, state.stop, -1);
         if (readiness == Readiness::kStopped || readiness == Readiness::kTimeout) continue;
-        const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (client >= 0) {
-            Admit(client);
+        const int peer = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (peer >= 0) {
+            Admit(peer);
         } else {
             PLUG_LOG(kErr, "accept err");
             Pace(kFailedAcceptMilliseconds);
@@ -167,7 +167,7 @@ void CommServerProc() {
     unlink(kCommServerPath);
 }
 
-/// Joins each connection thread once it has ended, which lets the listener take the next client.
+/// Joins each connection thread once it has ended, which lets the listener take the next peer.
 void CommReleaseProc() {
     const LogAuthor author(__func__);
     while (state.running) {
@@ -211,7 +211,7 @@ int CreateQueue() {
 int CommServerStart() {
     const LogAuthor author(__func__);
     state.instance = false;
-    state.client_seen = false;
+    state.peer_seen = false;
     state.received.Clear();
     state.connected.Clear();
     ResetCommSend();
@@ -246,8 +246,8 @@ int CommServerStop() {
     return error == 0 ? 0 : -1;
 }
 
-bool LocalClientSeen() {
-    return state.client_seen;
+bool LocalPeerSeen() {
+    return state.peer_seen;
 }
 
 }  // namespace plug

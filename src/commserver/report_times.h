@@ -1,4 +1,4 @@
-// When the local agent makes its reports: computed from the settings, spread over the day by the router's
+// When the local peer makes its reports: computed from the settings, spread over the day by the router's
 // MAC.
 #pragma once
 

@@ -26,7 +26,7 @@ struct PluginUpdate {
     std::uint8_t recognition = 0;
 };
 
-/// The order to update the router's firmware, byte for byte as the local updater takes it.
+/// The order to update the router's firmware, byte for byte as the local peer takes it.
 struct FirmwareUpdate {
     std::array<char, 64> from_version;
     std::array<char, 64> to_version;

@@ -37,7 +37,7 @@ std::int64_t MinuteOfDay(int hour, int minute) {
 
 }  // namespace
 
-RuleNode* rule_node_init(RuleNode* list, const RuleWindow* window) {
+RuleNode* rule_node_init(RuleNode* list, const AccessWindow* window) {
     const LogAuthor author(__func__);
     if (window == nullptr) {
         PLUG_LOG(kErr, "rule empty! ");
@@ -46,7 +46,7 @@ RuleNode* rule_node_init(RuleNode* list, const RuleWindow* window) {
     return new RuleNode{*window, list};
 }
 
-int rule_node_exist(const RuleNode* list, const RuleWindow& window) {
+int rule_node_exist(const RuleNode* list, const AccessWindow& window) {
     const LogAuthor author(__func__);
     if (list == nullptr) {
         PLUG_LOG(kErr, "rules empty! ");
@@ -60,7 +60,7 @@ int rule_node_exist(const RuleNode* list, const RuleWindow& window) {
     return 0;
 }
 
-RuleNode* rule_node_insert(RuleNode* list, const RuleWindow* window) {
+RuleNode* rule_node_insert(RuleNode* list, const AccessWindow* window) {
     const LogAuthor author(__func__);
     if (list == nullptr) return rule_node_init(nullptr, window);
     if (window == nullptr) {
@@ -74,7 +74,7 @@ RuleNode* rule_node_insert(RuleNode* list, const RuleWindow* window) {
     return list;
 }
 
-RuleNode* rule_node_delete(RuleNode* list, const RuleWindow* window) {
+RuleNode* rule_node_delete(RuleNode* list, const AccessWindow* window) {
     const LogAuthor author(__func__);
     if (window == nullptr) {
         PLUG_LOG(kErr, "rule is nothing! ");
@@ -112,7 +112,7 @@ int rule_node_match(const RuleNode* list, int hour, int minute) {
     }
     const std::int64_t now = MinuteOfDay(hour, minute);
     for (const RuleNode* node = list; node != nullptr; node = node->next) {
-        const RuleWindow& window = node->window;
+        const AccessWindow& window = node->window;
         if (now < MinuteOfDay(window.start_hour, window.start_minute) ||
             now > MinuteOfDay(window.stop_hour, window.stop_minute))
             continue;
@@ -140,7 +140,7 @@ void hash_table_init() {
     PLUG_LOG(kInfo, "Rule table init done.");
 }
 
-void hash_table_insert(std::string_view key, const RuleWindow& window) {
+void hash_table_insert(std::string_view key, const AccessWindow& window) {
     const LogAuthor author(__func__);
     if (state.insertions >= kMostInsertions) {
         PLUG_LOG(kDebug, "Mem overflow!");

@@ -14,29 +14,29 @@
 namespace plug {
 
 /// From start to stop of one day, both minutes included. One that stops before it starts never matches.
-struct RuleWindow {
+struct AccessWindow {
     int start_hour = 0;
     int start_minute = 0;
     int stop_hour = 0;
     int stop_minute = 0;
 
-    bool operator==(const RuleWindow&) const = default;
+    bool operator==(const AccessWindow&) const = default;
 };
 
 /// A list of different windows in the order of their arrival; the head owns the rest.
 struct RuleNode {
-    RuleWindow window;
+    AccessWindow window;
     RuleNode* next = nullptr;
 };
 
 /// A new node in front of `list`; null without a window.
-RuleNode* rule_node_init(RuleNode* list, const RuleWindow* window);
+RuleNode* rule_node_init(RuleNode* list, const AccessWindow* window);
 /// 1 when the list has the window, 0 when not, -1 for an empty list.
-int rule_node_exist(const RuleNode* list, const RuleWindow& window);
+int rule_node_exist(const RuleNode* list, const AccessWindow& window);
 /// Appends the window unless the list has it. The list's head.
-RuleNode* rule_node_insert(RuleNode* list, const RuleWindow* window);
+RuleNode* rule_node_insert(RuleNode* list, const AccessWindow* window);
 /// Removes the window. The list's head, null when it is now empty.
-RuleNode* rule_node_delete(RuleNode* list, const RuleWindow* window);
+RuleNode* rule_node_delete(RuleNode* list, const AccessWindow* window);
 void rule_node_destroy(RuleNode* list);
 /// 1 when a window holds the time, 0 when none does, -1 for an empty list.
 int rule_node_match(const RuleNode* list, int hour, int minute);
@@ -61,7 +61,7 @@ Mutex& SurfRuleMutex();
 void hash_table_init() PLUG_CHECKED(requires_capability(SurfRuleMutex()));
 /// Adds a key with its first window. Refused for a key that exists, and from the 513th insertion on, removals
 /// or not.
-void hash_table_insert(std::string_view key, const RuleWindow& window)
+void hash_table_insert(std::string_view key, const AccessWindow& window)
     PLUG_CHECKED(requires_capability(SurfRuleMutex()));
 /// The first entry of the key's bucket whose key begins the given one, or null.
 RuleEntry* hash_table_lookup(std::string_view key) PLUG_CHECKED(requires_capability(SurfRuleMutex()));

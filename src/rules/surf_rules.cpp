@@ -51,8 +51,8 @@ int ApplyElement(const cJSON* element) {
     return kRulesDone;
 }
 
-RuleWindow ReadWindow(const char* start, const char* stop) {
-    RuleWindow window;
+AccessWindow ReadWindow(const char* start, const char* stop) {
+    AccessWindow window;
     sscanf(start, "%d:%d", &window.start_hour, &window.start_minute);
     sscanf(stop, "%d:%d", &window.stop_hour, &window.stop_minute);
     return window;
@@ -90,7 +90,7 @@ int CommitSurfRule(int flag, int /*allow*/, const char* mac, const char* days, c
         PLUG_LOG(kErr, "Wrong surf rule");
         return -1;
     }
-    const RuleWindow window = ReadWindow(start, stop);
+    const AccessWindow window = ReadWindow(start, stop);
     for (int day = 1; day <= 7; ++day) {
         if (strchr(days, '0' + day) == nullptr) continue;
         if (flag == 1) set_surf_rule(mac, day, window);
@@ -99,7 +99,7 @@ int CommitSurfRule(int flag, int /*allow*/, const char* mac, const char* days, c
     return 0;
 }
 
-int set_surf_rule(const char* mac, int day, const RuleWindow& window) {
+int set_surf_rule(const char* mac, int day, const AccessWindow& window) {
     const LogAuthor author(__func__);
     const RuleKey key = MakeRuleKey(mac, day);
     const Guard guard(SurfRuleMutex());
@@ -111,7 +111,7 @@ int set_surf_rule(const char* mac, int day, const RuleWindow& window) {
     return 0;
 }
 
-int del_surf_rule(const char* mac_text, int day, const RuleWindow& window) {
+int del_surf_rule(const char* mac_text, int day, const AccessWindow& window) {
     const LogAuthor author(__func__);
     MacAddress mac{};
     ScanColonMac(mac_text, mac);

@@ -18,8 +18,8 @@ int CommitSurfRule(int flag, int allow, const char* mac, const char* days, const
                    const char* stop);
 
 /// Adds one window of one weekday (1 to 7). 0.
-int set_surf_rule(const char* mac, int day, const RuleWindow& window);
+int set_surf_rule(const char* mac, int day, const AccessWindow& window);
 /// Deletes one; with the last of its day the device gets its access back. 0, or -1 when that day has none.
-int del_surf_rule(const char* mac, int day, const RuleWindow& window);
+int del_surf_rule(const char* mac, int day, const AccessWindow& window);
 
 }  // namespace plug

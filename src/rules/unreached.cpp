@@ -35,7 +35,7 @@ void hash_table_print() {
         for (; entry != nullptr; entry = entry->next) {
             PLUG_LOG(kDebug, "%s", entry->key.c_str());
             for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
-                const RuleWindow& window = node->window;
+                const AccessWindow& window = node->window;
                 PLUG_LOG(kDebug, "START %d:%d STOP %d:%d ", window.start_hour, window.start_minute,
                          window.stop_hour, window.stop_minute);
             }

@@ -82,7 +82,7 @@ void ForgetOthers() {
 void Fn39ReportProc() {
     const LogAuthor author(__func__);
     while (!state.stop.IsSet()) {
-        if (LocalClientSeen()) {
+        if (LocalPeerSeen()) {
             PLUG_LOG(kDebug, "Use function 40");
             return;
         }
@@ -97,7 +97,7 @@ void Fn39ReportProc() {
 int Fn39Init() {
     const LogAuthor author(__func__);
     state.known_count = 0;
-    if (LocalClientSeen()) {
+    if (LocalPeerSeen()) {
         PLUG_LOG(kDebug, "Use function 40");
         return 0;
     }

@@ -1,13 +1,13 @@
 // Function 39: the agent itself looks for new devices, once a minute, and reports each once.
 //
 // The devices it has reported are kept in /tmp/macconfig across restarts, one MAC a line. Every forget period
-// the list becomes what the router then has. It ends for good once a local client has connected: from then on
+// the list becomes what the router then has. It ends for good once a local peer has connected: from then on
 // function 40 reports.
 #pragma once
 
 namespace plug {
 
-/// Loads the known devices and starts the thread; without a thread when a local client has been seen. 0 or
+/// Loads the known devices and starts the thread; without a thread when a local peer has been seen. 0 or
 /// -1.
 int Fn39Init();
 /// Stops and joins the thread.

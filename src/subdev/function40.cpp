@@ -16,7 +16,7 @@ constexpr std::size_t kRecordSize = 39;
 constexpr std::size_t kLongestPayload = 5128;
 constexpr std::uint8_t kOnline = 1;
 constexpr int kRoundMilliseconds = 10'000;
-constexpr int kNoClientMilliseconds = 15'000;
+constexpr int kNoPeerMilliseconds = 15'000;
 
 /// A place of the table; free while the MAC is all zero.
 struct Entry {
@@ -77,8 +77,8 @@ void Fn40OnlineReport(Entry& entry) {
 void Fn40FilterProc() {
     const LogAuthor author(__func__);
     while (!state.stop.IsSet()) {
-        const bool serving = LocalClientSeen();
-        if (state.stop.WaitFor(serving ? kRoundMilliseconds : kNoClientMilliseconds)) return;
+        const bool serving = LocalPeerSeen();
+        if (state.stop.WaitFor(serving ? kRoundMilliseconds : kNoPeerMilliseconds)) return;
         if (serving) Fn40Round();
     }
 }

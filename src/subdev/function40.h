@@ -1,7 +1,7 @@
-// Function 40: the local mesh/Wi-Fi agent says which devices are online, and each is reported once.
+// Function 40: the local peer says which devices are online, and each is reported once.
 //
 // Its lists go into a table of 128 devices. The thread reports what is new every ten seconds, and forgets the
-// whole table every forget period. It does nothing until a local client has connected.
+// whole table every forget period. It does nothing until a local peer has connected.
 #pragma once
 
 #include "platform/wire.h"

@@ -1,4 +1,4 @@
-// The report times, and the configuration on its ways between platform, agent and local agent.
+// The report times, and the configuration on its ways between platform, agent and local peer.
 #include "commserver/auto_report_config.h"
 
 #include <cstdlib>
@@ -117,7 +117,7 @@ TEST_F(AutoReportConfig, SetAddsTheTimes) {
         Set(R"({"referNum":5,"interval1":3,"interval2":0,"INTERVAL3":0})"));
     EXPECT_EQ(3, AutoReportIntervals().interval1);
     EXPECT_EQ(0, AutoReportIntervals().interval3);
-    EXPECT_EQ("", Calibration()) << "the number of slots is known from the local agent only";
+    EXPECT_EQ("", Calibration()) << "the number of slots is known from the local peer only";
 
     const std::string message = Set(
         "{\"referNum\":20000000,\"interval2\":1440,\"timestamp\":" + std::to_string(WallSeconds() + 60) + "}",

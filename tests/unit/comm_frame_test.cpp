@@ -52,10 +52,10 @@ class CommSend : public testing::Test {
         ResetCommSend();
         int ends[2];
         EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
-        SetLocalClient(ends[0]);
+        SetLocalPeer(ends[0]);
         peer_ = std::make_unique<LocalPeer>(ends[1]);
     }
-    ~CommSend() override { CloseLocalClient(); }
+    ~CommSend() override { CloseLocalPeer(); }
 
     std::unique_ptr<LocalPeer> peer_;
 };
@@ -94,7 +94,7 @@ TEST_F(CommSend, RefusalsAndThePluginState) {
                       R"(","pluginVersion":"2.0.0.7-20221227"})",
                   peer_->Next()->text());
     }
-    CloseLocalClient();
+    CloseLocalPeer();
     EXPECT_EQ(-1, CommSendCmd(1, {}));
 }
 

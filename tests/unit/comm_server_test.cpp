@@ -85,9 +85,9 @@ TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
 }
 
 TEST_F(CommServer, TheSocketIsTheOwnersAlone) {
-    EXPECT_FALSE(LocalClientSeen());
+    EXPECT_FALSE(LocalPeerSeen());
     const LocalPeer first = LocalPeer::ConnectServed();
-    WaitUntil(LocalClientSeen);
+    WaitUntil(LocalPeerSeen);
     struct stat status {};
     ASSERT_EQ(0, stat("/tmp/CommServer", &status));
     EXPECT_EQ(0600U | S_IFSOCK, status.st_mode) << "the owner's alone";

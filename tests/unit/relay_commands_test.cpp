@@ -1,4 +1,4 @@
-// The platform's commands that the local agent answers, from command to answer.
+// The platform's commands that the local peer answers, from command to answer.
 #include "support/command.h"
 #include "support/local_peer.h"
 

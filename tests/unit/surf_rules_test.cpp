@@ -21,7 +21,7 @@ std::string WindowsOf(const std::string& key) {
     if (entry == nullptr) return "none";
     std::string text;
     for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
-        const RuleWindow& window = node->window;
+        const AccessWindow& window = node->window;
         text += std::to_string(window.start_hour) + ":" + std::to_string(window.start_minute) + "-" +
                 std::to_string(window.stop_hour) + ":" + std::to_string(window.stop_minute) + " ";
     }
