@@ -17,7 +17,8 @@
 //  - Indexes, LAN ports, WANs and Wi-Fi modules are counted from 1.
 //  - Units: counters in bytes, up-time in seconds; others are named with the field or function.
 //
-// The library makes no promise about threads: calls about devices are made under one lock.
+// Threads: calls come from several threads. Lists of devices, their names and bandwidths are read under one
+// lock; other calls, also about devices, may come at the same time.
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,5 @@
 #include "agent.h"
 
-#include <cstdlib>
-
 #include "commands/diagnostics.h"
 #include "commands/dispatcher.h"
 #include "commands/version_report.h"
@@ -56,7 +54,7 @@ struct Session {
 
 [[noreturn]] void FatalExit() {
     WriteStatus(Status::kStartFailed);
-    exit(-1);
+    EndProcess();
 }
 
 [[noreturn]] void DnsExit() {
@@ -71,7 +69,10 @@ void OnLinkLost() {
 }
 
 ServerChoice InitLink(const Options& options) {
-    PrepareCipher();
+    if (PrepareCipher() != 0) {
+        PLUG_LOG(kErr, "The cipher cannot be had.");
+        FatalExit();
+    }
     SetLinkHandlers({CBHandle, OnLinkLost});
     SetCommandHandlers({ParserProtoolData, ParserPlugData});
     SetDeviceListHandler(Fn40Handle);
@@ -241,7 +242,7 @@ void LeaveLostLink(Session& session) {
     ComF_send_pluginstate();
     if (session.step > kStepsInAWeek) {
         PLUG_LOG(kDebug, "After a week exit, restart ...");
-        exit(-1);
+        EndProcess();
     }
     DeleteHeartbear(session.threads);
     DeleteServer(session.threads);

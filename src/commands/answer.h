@@ -31,6 +31,11 @@ class Answer {
     bool silent_ = false;
 };
 
+/// The text that the rest of the parameters holds, as it came; the dispatcher sees to its end.
+inline const char* TextParameter(const ByteReader& parameters) {
+    return AsText(parameters.rest()).data();
+}
+
 /// Reads its parameters, of which a short command lacks none (they read as zeros), and fills the answer.
 using CommandHandler = void (*)(ByteReader& parameters, Answer& answer);
 

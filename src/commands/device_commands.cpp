@@ -1,8 +1,5 @@
-// Commands about the devices behind the router. The table runs them under SubdevMutex.
-#include <cstring>
-
+// Commands about the devices behind the router.
 #include "commands/handlers.h"
-#include "commands/parameters.h"
 #include "core/log.h"
 #include "core/text.h"
 #include "router/device_access.h"
@@ -30,13 +27,7 @@ void TwoDeviceValues(DeviceValueGetter get_up, DeviceValueGetter get_down, const
 }  // namespace
 
 void SetAccess(ByteReader& parameters, Answer& answer) {
-    auto device = TakeRecord<dev_cfg>(parameters);
-    if (memchr(device.name, '\0', sizeof device.name) == nullptr) {
-        PLUG_LOG(kErr, "device name without an end refused");
-        answer.Fail(kLocalFailure);
-        return;
-    }
-    answer.result = SetDeviceAccess(device);
+    answer.result = SetDeviceAccess(TakeRecord<dev_cfg>(parameters));
 }
 
 void DeviceBandwidth(ByteReader& parameters, Answer& answer) {
@@ -64,9 +55,7 @@ void GetDeviceName(ByteReader& parameters, Answer& answer) {
 
 void SetDeviceName(ByteReader& parameters, Answer& answer) {
     const MacAddress mac = parameters.Array<6>();
-    std::array<char, 32> name;
-    answer.result =
-        TakeName(parameters, name) ? SdkCode(set_dev_name(mac.data(), name.data())) : kLocalFailure;
+    answer.result = SdkCode(set_dev_name(mac.data(), TextParameter(parameters)));
 }
 
 void GetDevice(ByteReader& parameters, Answer& answer) {

@@ -28,7 +28,7 @@ void SetServiceSwitches(ByteReader& parameters, Answer& answer);
 void GetServiceAccounts(ByteReader& parameters, Answer& answer);
 void SetServiceAccounts(ByteReader& parameters, Answer& answer);
 
-// device_commands.cpp: the devices behind the router; call them under SubdevMutex
+// device_commands.cpp: the devices behind the router
 void SetAccess(ByteReader& parameters, Answer& answer);
 void DeviceBandwidth(ByteReader& parameters, Answer& answer);
 void GetDeviceLimits(ByteReader& parameters, Answer& answer);

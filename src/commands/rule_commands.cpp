@@ -5,14 +5,6 @@
 #include "subdev/scanner.h"
 
 namespace plug {
-namespace {
-
-/// The text that the parameters hold; the dispatcher sees to its end.
-const char* TextParameter(const ByteReader& parameters) {
-    return AsText(parameters.rest()).data();
-}
-
-}  // namespace
 
 void ScanDevices(ByteReader&, Answer&) {
     TriggerScan();

@@ -1,6 +1,5 @@
 // Commands about the router as a whole: its identity, WANs, LAN ports, flows and settings.
 #include "commands/handlers.h"
-#include "commands/parameters.h"
 #include "core/text.h"
 #include "platform/identity.h"
 #include "router/sdk_records.h"
@@ -102,8 +101,7 @@ void SetDns(ByteReader& parameters, Answer& answer) {
 }
 
 void SetRouterName(ByteReader& parameters, Answer& answer) {
-    std::array<char, 32> name;
-    answer.result = TakeName(parameters, name) ? SdkCode(set_name(name.data())) : kLocalFailure;
+    answer.result = SdkCode(set_name(TextParameter(parameters)));
 }
 
 void RouterPin(ByteReader&, Answer& answer) {

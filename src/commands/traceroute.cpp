@@ -1,7 +1,5 @@
 #include "commands/traceroute.h"
 
-#include <unistd.h>
-
 #include "commands/diagnostics.h"
 #include "core/file.h"
 #include "core/log.h"
@@ -35,7 +33,7 @@ bool Running() {
 void TracerouteWorker() {
     char command[128];
     snprintf(command, sizeof command, "traceroute -n %s > %s", state.address.data(), kTraceroutePath);
-    unlink(kTraceroutePath);  // the shell follows no planted link
+    OpenToWrite(kTraceroutePath);  // the shell then writes to a file of ours
     RunShell(command);
     state.finished.Set();
 }

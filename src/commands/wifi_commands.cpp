@@ -64,11 +64,6 @@ void GetSsid(ByteReader& parameters, Answer& answer) {
 
 void SetSsid(ByteReader& parameters, Answer& answer) {
     const auto record = TakeRecord<ssid_cfg>(parameters);
-    if (record.ssid[sizeof record.ssid - 1] != '\0' || record.password[sizeof record.password - 1] != '\0') {
-        PLUG_LOG(kErr, "ssid or password of index %d does not end in its field", record.index);
-        answer.Fail(kLocalFailure);
-        return;
-    }
     answer.result = SdkCode(set_ssid_cfg(&record));
 }
 

@@ -43,9 +43,10 @@ void Relay(ConstBytes report, std::uint16_t func_id) {
     SendIpUpData(report, static_cast<std::uint8_t>(func_id), &RouterMac());
     ++state.sequence;
     if (!DebugMode()) return;
-    fprintf(stderr, "\nFuncID %d, Auto report info:\n", func_id);
-    for (const std::uint8_t byte : report) fprintf(stderr, "%02X ", byte);
-    fputc('\n', stderr);
+    std::array<char, 3 * 8192> room;
+    const std::string_view text = HexPairs(report, room);
+    fprintf(stderr, "\nFuncID %d, Auto report info:\n%.*s\n", func_id, static_cast<int>(text.size()),
+            text.data());
 }
 
 void RelayAsReceived(ConstBytes payload, std::uint16_t func_id) {
@@ -57,17 +58,23 @@ void RelayAsReceived(ConstBytes payload, std::uint16_t func_id) {
     Relay(report.written(), func_id);
 }
 
-/// Seconds since the last report of a type; it is noted as having come now.
+constexpr std::int64_t kLongAgo = std::numeric_limits<std::int64_t>::max();
+
+/// Seconds since the last report of a type, or kLongAgo; it is noted as having come now.
 std::int64_t SecondsSince(std::int64_t& last, std::int64_t now) {
-    const std::int64_t seconds =
-        last == ReportHistory::kNever ? std::numeric_limits<std::int32_t>::max() : now - last;
+    const std::int64_t seconds = last == ReportHistory::kNever ? kLongAgo : now - last;
     last = now;
     return seconds;
 }
 
+/// As the log shows them: those since 1970 without a report before.
+long Shown(std::int64_t seconds) {
+    return static_cast<long>(seconds == kLongAgo ? WallSeconds() : seconds);
+}
+
 bool AdmitType1(ReportHistory& history, ConstBytes payload, std::int64_t now) {
     const std::int64_t seconds = SecondsSince(history.last[0], now);
-    PLUG_LOG(kDebug, "Type1 report interval: %ld seconds!", static_cast<long>(seconds));
+    PLUG_LOG(kDebug, "Type1 report interval: %ld seconds!", Shown(seconds));
     if (seconds >= kDigestSeconds) return true;
     const auto digest = static_cast<std::uint8_t>(std::accumulate(payload.begin(), payload.end(), 0U));
     if (digest != history.digest) {
@@ -86,7 +93,7 @@ bool AdmitType2(ReportHistory& history, std::int64_t now) {
 
 bool AdmitType3(ReportHistory& history, std::int64_t now) {
     const std::int64_t seconds = SecondsSince(history.last[2], now);
-    PLUG_LOG(kDebug, "Type3 report interval: %ld seconds!", static_cast<long>(seconds));
+    PLUG_LOG(kDebug, "Type3 report interval: %ld seconds!", Shown(seconds));
     if (seconds >= kShortestSeconds3) return true;
     PLUG_LOG(kErr, "ERROR: type3 report error!");
     return false;

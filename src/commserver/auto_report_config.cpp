@@ -145,7 +145,7 @@ unsigned ComF_get_autoreport_conf() {
     const LogAuthor author(__func__);
     LocalReply reply;
     const RequestOutcome outcome = Exchange(
-        {__func__, kGetFuncId, kUsualPolls, "ERROR: get auto report config info failed!"}, {}, reply);
+        {__func__, kGetFuncId, kUsualPolls, "ERROR: get auto report config info failed!", true}, {}, reply);
     if (outcome == RequestOutcome::kNotSent) return kFailed;
     PLUG_LOG(kDebug, "DEBUG: get auto report config info success.");
     return outcome == RequestOutcome::kReplied ? reply.result : kFailed;

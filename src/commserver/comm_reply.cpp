@@ -10,7 +10,6 @@ namespace {
 
 constexpr char kLogModule[] = "CommServer.c";
 
-constexpr int kPollMilliseconds = 50;
 constexpr std::size_t kMaxReply = 4000;
 
 struct ReplyState {

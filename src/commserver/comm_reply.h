@@ -29,6 +29,7 @@ void SetReplyReady();
 void ClearReplyReady();
 /// Ends the wait under way, and every later one at once, without a reply. For the end of the agent.
 void EndReplyWaits();
+constexpr int kPollMilliseconds = 50;
 /// Waits for the ready flag, at most `polls` times 50 ms; true when it is set.
 bool Route_Wait(int polls);
 void CopyReply(LocalReply& out);

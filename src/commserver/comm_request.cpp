@@ -1,6 +1,7 @@
 #include "commserver/comm_request.h"
 
 #include "commserver/comm_send.h"
+#include "core/clock.h"
 #include "core/log.h"
 #include "core/sync.h"
 
@@ -12,7 +13,47 @@ constexpr char kLogModule[] = "CommServer.c";
 constexpr int kLongPolls = 1200;
 constexpr unsigned kFailed = 1;
 
-constinit Mutex request_mutex;  // from clearing the ready flag until the reply is copied out
+constexpr std::int64_t kNoLimit = 86'400'000;  // milliseconds; a request under way ends long before
+
+struct RequestState {
+    Mutex mutex;
+    bool under_way PLUG_CHECKED(guarded_by(mutex)) = false;  // a request, until its reply is copied out
+    Event ended;
+};
+constinit RequestState state;
+
+/// The turn of one request; the next one waits for its end.
+class Turn {
+  public:
+    /// Waits for the turn, at most `milliseconds`.
+    explicit Turn(std::int64_t milliseconds) {
+        const std::int64_t deadline = MonotonicMilliseconds() + milliseconds;
+        do {
+            taken_ = Take();
+        } while (!taken_ && state.ended.WaitFor(deadline - MonotonicMilliseconds()));
+    }
+    ~Turn() {
+        if (!taken_) return;
+        const Guard guard(state.mutex);
+        state.under_way = false;
+        state.ended.Set();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    bool taken() const { return taken_; }
+
+  private:
+    static bool Take() {
+        const Guard guard(state.mutex);
+        if (state.under_way) return false;
+        state.under_way = true;
+        state.ended.Clear();
+        return true;
+    }
+
+    bool taken_ = false;
+};
 
 /// A large query.
 unsigned Fetch(const LocalRequest& request, LocalReply& reply) {
@@ -34,13 +75,20 @@ ConstBytes OneByte(const std::uint8_t& value) {
 
 RequestOutcome Exchange(const LocalRequest& request, ConstBytes data, LocalReply& reply) {
     const LogAuthor author(request.operation);
-    const Guard guard(request_mutex);
+    const std::int64_t time = std::int64_t{request.polls} * kPollMilliseconds;
+    const std::int64_t deadline = MonotonicMilliseconds() + time;
+    const Turn turn(request.impatient ? time : kNoLimit);
+    if (!turn.taken()) {
+        PLUG_LOG(kErr, "ERROR: request timeout!");
+        return RequestOutcome::kNoReply;
+    }
     ClearReplyReady();
     if (CommSendCmd(request.func_id, data) != 0) {
         PLUG_LOG(kErr, "%s", request.send_failure);
         return RequestOutcome::kNotSent;
     }
-    if (!Route_Wait(request.polls)) return RequestOutcome::kNoReply;
+    const std::int64_t left = request.impatient ? deadline - MonotonicMilliseconds() : time;
+    if (!Route_Wait(static_cast<int>(left / kPollMilliseconds))) return RequestOutcome::kNoReply;
     CopyReply(reply);
     return RequestOutcome::kReplied;
 }

@@ -12,13 +12,14 @@ namespace plug {
 
 constexpr int kUsualPolls = 200;
 
-/// One request: the operation that makes it, its FuncID, how long it waits (in polls of 50 ms) and the log
-/// text of a failed send.
+/// One request: the operation that makes it, its FuncID, how long it waits for its reply (in polls of 50 ms),
+/// the log text of a failed send, and whether that time includes the wait for another request under way.
 struct LocalRequest {
     const char* operation;
     std::uint16_t func_id;
     int polls;
     const char* send_failure;
+    bool impatient = false;
 };
 
 enum class RequestOutcome : std::uint8_t { kNotSent, kNoReply, kReplied };

@@ -12,7 +12,8 @@ std::int64_t WallSeconds();
 std::int64_t MonotonicSeconds();
 std::int64_t MonotonicMilliseconds();
 
-/// Broken-down local time; weekday 0 is Sunday.
+/// Broken-down local time; weekday 0 is Sunday. The time zone is the router's as it is set now, also when it
+/// was set after the agent's start. Any thread.
 struct CalendarTime {
     int year, month, day, hour, minute, second, weekday;
 };

@@ -1,11 +1,15 @@
-// What the process sets for itself once, before anything else.
+// How the process begins and ends.
 #pragma once
 
 namespace plug {
 
-/// Lets only the owner write what the agent and its programs create.
-/// Opens what is closed of the standard descriptors, so that no socket ever gets number 0, 1 or 2.
-/// One heap arena for all threads: a dozen mostly idle threads need no more, and a small router feels each.
+/// Readies the process before anything else: only the owner may write what the agent and its programs create,
+/// the standard descriptors that are closed are opened, so that no socket ever gets number 0, 1 or 2, and the
+/// heap stays in one arena where the C library would give each thread its own.
 void PrepareProcess();
+
+/// Ends the process with status 255, for its supervisor to start it again. At once: other threads still run,
+/// and may hold what the C library's exit would wait for.
+[[noreturn]] void EndProcess();
 
 }  // namespace plug

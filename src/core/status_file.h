@@ -17,8 +17,9 @@ enum class Status : std::uint8_t {
     kUpdateFailed = 104,
 };
 
-/// Replaces the file by the code as three digits and a newline. 0, or -1 when it cannot be written. Any
-/// thread.
+/// Replaces the file's content by the code as three digits and a newline, in one step. An update that is
+/// ready and a forced disconnect are the last word: the process ends for them, and whatever other threads
+/// still write then is dropped. 0, or -1 when it cannot be written. Any thread.
 int WriteStatus(Status status);
 
 }  // namespace plug

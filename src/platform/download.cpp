@@ -3,11 +3,13 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <span>
@@ -17,6 +19,8 @@
 #include "core/log.h"
 #include "core/sync.h"
 #include "core/text.h"
+#include "platform/link_state.h"
+#include "platform/socket.h"
 
 namespace plug {
 namespace {
@@ -28,7 +32,11 @@ constexpr std::size_t kMostHeaderBytes = 1024;
 constexpr std::size_t kChunkBytes = 1024;
 constexpr std::size_t kLengthLineBytes = 64;  // of the Content-Length line, with its NUL
 constexpr long kShortestBody = 1025;
-constexpr int kSilenceSeconds = 30;
+constexpr std::int64_t kStepMilliseconds = 30'000;
+constexpr std::size_t kLeastStepBytes = 1024;
+constexpr std::int64_t kFileMilliseconds = 30 * 60'000;
+constexpr std::int64_t kRateMilliseconds = 90'000;
+constexpr std::uint64_t kSpareBytes = 4 << 20;  // what a download leaves of the file system
 constexpr int kNoRate = -1;
 
 struct DownloadState {
@@ -46,10 +54,39 @@ bool Resolve(const char* host, in_addr& address) {
     return true;
 }
 
+/// The time that a transfer still has: in all, and for what it is about to do.
+class Limits {
+  public:
+    explicit Limits(std::int64_t all_milliseconds) : end_(MonotonicMilliseconds() + all_milliseconds) {
+        Begin();
+    }
+
+    /// Begins what may take 30 seconds.
+    void Begin() {
+        step_end_ = MonotonicMilliseconds() + kStepMilliseconds;
+        step_bytes_ = 0;
+    }
+    /// Counts bytes of the body; every 1024 of them begin 30 seconds anew.
+    void Count(std::size_t bytes) {
+        step_bytes_ += bytes;
+        if (step_bytes_ >= kLeastStepBytes) Begin();
+    }
+    /// In milliseconds; 0 when there are none.
+    int Left() const {
+        return static_cast<int>(
+            std::max<std::int64_t>(std::min(end_, step_end_) - MonotonicMilliseconds(), 0));
+    }
+
+  private:
+    const std::int64_t end_;
+    std::int64_t step_end_ = 0;
+    std::size_t step_bytes_ = 0;
+};
+
 /// A connection to a server, closed with its scope.
 class Connection {
   public:
-    Connection() = default;
+    explicit Connection(std::int64_t all_milliseconds) : limits_(all_milliseconds) {}
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
     ~Connection() {
@@ -64,28 +101,42 @@ class Connection {
             PLUG_LOG(kErr, "gethostbyname error for host:%s", host);
             return false;
         }
-        socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
-        if (socket_ < 0 || !SetTimeout(SO_SNDTIMEO) || !SetTimeout(SO_RCVTIMEO) ||
-            connect(socket_, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
-            PLUG_LOG(kErr, "can't connect to %s, port %u", host, port);
-            return false;
-        }
-        return true;
+        socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_TCP);
+        limits_.Begin();
+        if (socket_ >= 0 && ConnectTo(socket_, server, LinkErrorEvent(), limits_.Left())) return true;
+        PLUG_LOG(kErr, "can't connect to %s, port %u", host, port);
+        return false;
     }
 
     bool Send(std::string_view text) {
+        limits_.Begin();
         return send(socket_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
     }
 
-    /// The number of bytes received, or 0 or less at the end, after an error or after 30 s of silence.
-    ssize_t Receive(std::span<char> room) { return recv(socket_, room.data(), room.size(), 0); }
+    /// The next bytes of the header, which must be whole within its time. 0 or less at the end, after an
+    /// error, when the time is over or the link is lost.
+    ssize_t ReceiveHeader(std::span<char> room) { return Receive(room); }
+    /// The same for the body, within its limits.
+    ssize_t ReceiveBody(std::span<char> room) {
+        const ssize_t received = Receive(room);
+        if (received > 0) limits_.Count(static_cast<std::size_t>(received));
+        return received;
+    }
+    void BeginBody() { limits_.Begin(); }
 
   private:
-    bool SetTimeout(int direction) {
-        const timeval limit{kSilenceSeconds, 0};
-        return setsockopt(socket_, SOL_SOCKET, direction, &limit, sizeof limit) == 0;
+    ssize_t Receive(std::span<char> room) {
+        while (limits_.Left() > 0) {
+            const ssize_t received = recv(socket_, room.data(), room.size(), 0);
+            if (received >= 0 || (errno != EAGAIN && errno != EINTR)) return received;
+            const Readiness readiness =
+                WaitReady(socket_, Direction::kRead, LinkErrorEvent(), limits_.Left());
+            if (readiness == Readiness::kStopped || readiness == Readiness::kError) return -1;
+        }
+        return -1;
     }
 
+    Limits limits_;
     int socket_ = -1;
 };
 
@@ -108,7 +159,7 @@ std::string_view BuildRequest(std::span<char> room, const char* host, const char
 std::string_view ReadHeader(Connection& connection, std::span<char> room) {
     std::size_t used = 0;
     while (used < room.size() && !std::string_view(room.data(), used).ends_with("\r\n\r\n")) {
-        if (connection.Receive(room.subspan(used, 1)) <= 0) return {};
+        if (connection.ReceiveHeader(room.subspan(used, 1)) <= 0) return {};
         ++used;
     }
     return {room.data(), used};
@@ -159,11 +210,23 @@ Opening Open(Connection& connection, const char* host, unsigned port, const char
     return length > 0 ? Opening::kBody : Opening::kFailed;
 }
 
+/// False when the file system has no room for a body of that length.
+bool HasRoom(FILE* file, int length) {
+    struct statvfs room {};
+    if (fstatvfs(fileno(file), &room) != 0) return true;
+    const std::uint64_t free_bytes = std::uint64_t{room.f_bavail} * room.f_frsize;
+    if (static_cast<std::uint64_t>(length) + kSpareBytes <= free_bytes) return true;
+    PLUG_LOG(kErr, "body of %d bytes refused, there is room for %llu less %llu", length,
+             static_cast<unsigned long long>(free_bytes), static_cast<unsigned long long>(kSpareBytes));
+    return false;
+}
+
 /// Receives the whole body, into `file` unless that is null. True when all of it came and was written.
 bool ReceiveBody(Connection& connection, int length, FILE* file) {
+    connection.BeginBody();
     std::array<char, kChunkBytes> chunk;
     for (std::size_t left = static_cast<std::size_t>(length); left > 0;) {
-        const ssize_t received = connection.Receive(std::span(chunk).first(std::min(left, chunk.size())));
+        const ssize_t received = connection.ReceiveBody(std::span(chunk).first(std::min(left, chunk.size())));
         if (received <= 0) {
             PLUG_LOG(kErr, "body of %d bytes ended %zu bytes early", length, left);
             return false;
@@ -185,11 +248,11 @@ int DownLoadFIle(const char* host, unsigned port, const char* path, const char* 
         PLUG_LOG(kDebug, "can't open local file");
         return -1;
     }
-    Connection connection;
+    Connection connection(kFileMilliseconds);
     int length = 0;
     switch (Open(connection, host, port, path, length)) {
         case Opening::kBody:
-            return ReceiveBody(connection, length, file.get()) ? 0 : -1;
+            return HasRoom(file.get(), length) && ReceiveBody(connection, length, file.get()) ? 0 : -1;
         case Opening::kNoRequest:
             PLUG_LOG(kErr, "req is error.");
             break;
@@ -205,7 +268,7 @@ int DownLoadFIle(const char* host, unsigned port, const char* path, const char* 
 int DownTestRateFIle(const char* host, unsigned port, const char* path, const char* /*file_name*/) {
     const LogAuthor author(__func__);
     state.rate = kNoRate;
-    Connection connection;
+    Connection connection(kRateMilliseconds);
     int length = 0;
     const Opening opening = Open(connection, host, port, path, length);
     if (opening == Opening::kNoRequest) PLUG_LOG(kErr, "req error.");

@@ -1,8 +1,7 @@
 #include "platform/identity.h"
 
-#include <cstdlib>
-
 #include "core/log.h"
+#include "core/process.h"
 #include "core/sdk_code.h"
 #include "router_sdk.h"
 
@@ -29,12 +28,12 @@ void LearnSerial() {
     if (AllZero(state.serial)) {
         if (SdkCode(get_router_sn(state.serial.data())) != 0) {
             PLUG_LOG(kErr, "ERROR: get sn failed!");
-            exit(-1);
+            EndProcess();
         }
         state.serial.back() = '\0';
         if (state.serial[0] == '\0') {
             PLUG_LOG(kErr, "ERROR: SN is invalid!");
-            exit(-1);
+            EndProcess();
         }
     }
     PLUG_LOG(kDebug, "SN: %s LEN: %zu", state.serial.data(), strlen(state.serial.data()));

@@ -1,9 +1,9 @@
 #include "platform/inbound.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "core/log.h"
+#include "core/process.h"
 #include "core/status_file.h"
 #include "platform/link_state.h"
 #include "platform/security.h"
@@ -84,7 +84,8 @@ void ExecuteFunctionCommand(const DataRecord& record) {
     }
     state.answer = {};
     std::size_t length = 0;
-    const int result = state.handlers.function_command(record.data, state.answer, length);
+    const Bytes room = Bytes(state.answer).first(kMaxUpData);  // what a reply can carry
+    const int result = state.handlers.function_command(record.data, room, length);
     if (length > 0) reply(kSuccess, ConstBytes(state.answer).first(length));
     if (result != 0) reply(static_cast<std::uint16_t>(result), AsBytes("parser error"));
 }
@@ -137,7 +138,7 @@ void HandleFunctionReply(const InboundFrame& frame) {
     PLUG_LOG(kInfo, "force disconnect exit !!!!!");
     WriteStatus(Status::kForcedDisconnect);
     PLUG_LOG(kErr, "exit at [CBHandle] %d", __LINE__);
-    exit(-1);
+    EndProcess();
 }
 
 }  // namespace

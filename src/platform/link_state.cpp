@@ -87,6 +87,10 @@ void NoteHeartbeatAck() {
     state.ack_seen = true;
 }
 
+void NoteBytesBehind() {
+    if (state.last_ack != kNever) NoteHeartbeatAck();
+}
+
 bool HeartbeatAckOlderThan(std::int64_t seconds) {
     const std::int64_t last = state.last_ack;
     return last != kNever && MonotonicSeconds() - last > seconds;

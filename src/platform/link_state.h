@@ -40,6 +40,9 @@ void SetAckSeen(bool seen);
 
 /// Notes a heartbeat ack now, on the monotonic clock; it also counts as seen.
 void NoteHeartbeatAck();
+/// Notes that bytes have come behind a frame that is still being handled. They may be acks, which nobody
+/// reads before that frame is done, so they count as one if there ever was one.
+void NoteBytesBehind();
 /// True when there was a heartbeat ack and it is more than `seconds` old.
 bool HeartbeatAckOlderThan(std::int64_t seconds);
 void ForgetHeartbeatAck();

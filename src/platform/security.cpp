@@ -48,8 +48,11 @@ EVP_CIPHER_CTX* KeyedContext(const CipherKey& key, Direction direction)
 
 }  // namespace
 
-void PrepareCipher() {
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG | OPENSSL_INIT_NO_ATEXIT, nullptr);
+int PrepareCipher() {
+    if (OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG | OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return -1;
+    const Guard guard(state.mutex);
+    const bool ready = KeyedContext({}, kEncrypt) != nullptr && KeyedContext({}, kDecrypt) != nullptr;
+    return ready && EVP_MD_get_size(EVP_md5()) > 0 ? 0 : -1;
 }
 
 int aes_encrypt(const CipherKey& key, ConstBytes in, Bytes out, std::size_t& out_length) {

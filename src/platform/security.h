@@ -15,8 +15,9 @@ constexpr std::size_t PaddedSize(std::size_t length) {
     return length / kAesBlock * kAesBlock + kAesBlock;
 }
 
-/// Readies OpenSSL without its configuration file and exit handlers. Called once, before any other use.
-void PrepareCipher();
+/// Readies OpenSSL, without its configuration file and exit handlers, and all that is used of it, so that no
+/// memory is missing later. 0 or -1. Called once, before any other use.
+int PrepareCipher();
 
 /// Pads (1 to 16 bytes, each holding their count) and encrypts with a zero IV. `out` needs PaddedSize(in)
 /// bytes; `out_length` receives that size. 0 or -1.

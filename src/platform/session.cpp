@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 
 #include "core/clock.h"
 #include "core/json.h"
 #include "core/log.h"
+#include "core/process.h"
 #include "core/status_file.h"
 #include "platform/identity.h"
 #include "platform/link_state.h"
@@ -55,11 +55,11 @@ ConstBytes PinBytes() {
 void RequireIdentity() {
     if (PlatformSettings().pin[0] == '\0') {
         PLUG_LOG(kErr, "ERROR: PIN is empty, plese check your plug.conf!");
-        exit(-1);
+        EndProcess();
     }
     if (PlatformSettings().key[0] == '\0') {
         PLUG_LOG(kErr, "ERROR: KEY is empty, plese check your plug.conf!");
-        exit(-1);
+        EndProcess();
     }
 }
 

@@ -25,14 +25,17 @@ constexpr int kMostErrors = 5;  // in a row, of the wait or of the read
 constexpr int kMostEmptyReads =
     300;  // in a row, ten milliseconds apart: a closed peer is lost after three seconds
 constexpr int kNoSocket = 0;
+constexpr int kSendMilliseconds = 2000;  // in which a frame that was sent in part must be whole
 
 struct TcpState {
-    LinkHandlers handlers{};           // set once at start-up
-    std::atomic<bool> running{false};  // main sets and clears, both threads poll
-    Mutex link;                        // held around one recv, send or close
+    LinkHandlers handlers{};            // set once at start-up
+    std::atomic<bool> running{false};   // main sets and clears, both threads poll
+    std::atomic<bool> handling{false};  // a frame, by RespProc
+    Mutex link;                         // held around one recv, send or close
     int socket PLUG_CHECKED(guarded_by(link)) = kNoSocket;
-    PollableEvent stop;  // wakes ServerRecv
-    Event work;          // wakes RespProc: bytes were queued, or stop
+    bool torn PLUG_CHECKED(guarded_by(link)) = false;  // half a frame went out: nothing may follow it
+    PollableEvent stop;                                // wakes ServerRecv
+    Event work;                                        // wakes RespProc: bytes were queued, or stop
     ReceiveQueue queue;
     InboundFrame frame;  // RespProc only
 };
@@ -53,7 +56,7 @@ int Connect(int fd, const char* ip, int port) {
     server.sin_family = AF_INET;
     server.sin_port = htons(static_cast<std::uint16_t>(port));
     server.sin_addr.s_addr = inet_addr(ip);
-    if (!ConnectTo(fd, server, LinkErrorEvent())) {
+    if (!ConnectTo(fd, server, LinkErrorEvent(), -1)) {
         PLUG_LOG(kErr, "connect failed!......");
         return -1;
     }
@@ -74,6 +77,7 @@ int SocketInit(const char* ip, int port) {
     PLUG_LOG(kDebug, "connected.");
     const Guard guard(state.link);
     state.socket = fd;
+    state.torn = false;
     return 0;
 }
 
@@ -97,6 +101,7 @@ ssize_t ReceiveOnce() {
         received = recv(state.socket, chunk.data(), chunk.size(), 0);
     }
     if (received > 0) {
+        if (state.handling) NoteBytesBehind();
         state.queue.Push(ConstBytes(chunk).first(static_cast<std::size_t>(received)));
         state.work.Set();
     }
@@ -137,6 +142,14 @@ bool ReceiveUntilLost() {
     return false;
 }
 
+/// Gives up the link whose other end would read the next frame as the rest of this one.
+void GiveUpLink(std::size_t sent, std::size_t size) PLUG_CHECKED(requires_capability(state.link)) {
+    PLUG_LOG(kErr, "link given up, only %zu bytes of a frame of %zu went out", sent, size);
+    state.torn = true;
+    shutdown(state.socket, SHUT_RDWR);
+    RaiseLinkError();
+}
+
 void ServerRecv() {
     const LogAuthor author(__func__);
     if (ReceiveUntilLost()) state.handlers.on_lost();
@@ -153,7 +166,9 @@ void RespProc() {
         const FrameHeader& header = state.frame.header;
         if (header.type() == MsgType::kAck)
             PLUG_LOG(kDebug, "regist or connnect ack len = %d,%d", header.head_length, header.body_length);
+        state.handling = true;
         state.handlers.on_frame(state.frame);
+        state.handling = false;
         Pace(10);
     }
 }
@@ -226,9 +241,11 @@ void ResetLinkRunning() {
 int SendFrame(ConstBytes frame) {
     if (frame.empty() || frame.size() > kMaxFrameSize) return -1;
     const Guard guard(state.link);
-    if (state.socket == kNoSocket) return -1;
-    const ssize_t sent = send(state.socket, frame.data(), frame.size(), MSG_NOSIGNAL);
-    return sent == static_cast<ssize_t>(frame.size()) ? 0 : -1;
+    if (state.socket == kNoSocket || state.torn) return -1;
+    const std::size_t sent = SendWhole(state.socket, frame, kSendMilliseconds);
+    if (sent == frame.size()) return 0;
+    if (sent > 0) GiveUpLink(sent, frame.size());
+    return -1;
 }
 
 }  // namespace plug

@@ -42,8 +42,8 @@ void DeleteServer(LinkThreads& threads);
 /// Forgets that a connection is running; for a fresh start after DeleteServer.
 void ResetLinkRunning();
 
-/// Sends 1 to 8192 bytes as one write. 0, or -1 without a socket or when not all of them were accepted at
-/// once.
+/// Sends one frame of 1 to 8192 bytes. 0, or -1 without a socket or when the socket takes nothing. Of a frame
+/// that it takes in part the rest must follow within two seconds, or the link is given up.
 int SendFrame(ConstBytes frame);
 
 }  // namespace plug

@@ -1,5 +1,6 @@
-// SubdevMutex: the lock around every use of the SDK's device table, which is not safe for two threads at
-// once.
+// SubdevMutex: the lock under which the SDK's device table is read where the agent goes through it: the scan,
+// the online reports, a pass of the access windows, and the commands that list devices or read a name or
+// bandwidths. Single settings of a device are made without it, so that they never wait for a slow list.
 #pragma once
 
 #include "core/sync.h"

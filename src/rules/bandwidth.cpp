@@ -7,7 +7,6 @@
 #include "core/json.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
 
@@ -26,7 +25,6 @@ std::uint64_t Limit(const char* text) {
 }
 
 void SetLimits(const MacAddress& mac, std::uint64_t up, std::uint64_t down) {
-    const SubdevLock lock;
     const auto up_result = static_cast<std::uint16_t>(set_dev_us_max_bw(mac.data(), up));
     const auto down_result = static_cast<std::uint16_t>(set_dev_ds_max_bw(mac.data(), down));
     PLUG_LOG(kDebug, "set_dev_us_max_bw result: %d", up_result);

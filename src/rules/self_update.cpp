@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -12,6 +11,7 @@
 #include "core/file.h"
 #include "core/log.h"
 #include "core/paths.h"
+#include "core/process.h"
 #include "core/status_file.h"
 #include "platform/download.h"
 #include "platform/uplink.h"
@@ -112,9 +112,8 @@ int UpdatePlugin(const char* payload) {
     SetUpdateProcessed();
     SendProgress(0);
     Pace(kExitPace);
-    WriteStatus(Status::kUpdateReady);  // a link lost meanwhile has its own
     PLUG_LOG(kErr, "exit at [ParserPlugData] %d ", __LINE__);
-    exit(-1);
+    EndProcess();
 }
 
 }  // namespace plug

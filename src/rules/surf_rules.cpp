@@ -7,7 +7,6 @@
 #include "core/sdk_code.h"
 #include "core/text.h"
 #include "router/device_access.h"
-#include "router/sdk_lock.h"
 #include "router_sdk.h"
 #include "rules/rule_list.h"
 
@@ -58,7 +57,24 @@ AccessWindow ReadWindow(const char* start, const char* stop) {
     return window;
 }
 
-/// Gives a restricted device its access back. Under SubdevMutex.
+/// Takes the window out of the key's entry; `emptied` receives the entry's key when no window is left. 0, or
+/// -1 without an entry.
+int DeleteWindow(const RuleKey& key, const AccessWindow& window, std::string& emptied) {
+    const Guard guard(SurfRuleMutex());
+    RuleEntry* const entry = hash_table_lookup(key.data());
+    PLUG_LOG(kInfo, "Del from surf rule %s %p", key.data(), static_cast<const void*>(entry));
+    PLUG_LOG(kInfo, "rule - %d:%d %d:%d", window.start_hour, window.start_minute, window.stop_hour,
+             window.stop_minute);
+    if (entry == nullptr) {
+        PLUG_LOG(kErr, "hash node is NULL for %s", key.data());
+        return -1;
+    }
+    entry->windows = rule_node_delete(entry->windows, &window);
+    if (entry->windows == nullptr) emptied = entry->key;
+    return 0;
+}
+
+/// Gives a restricted device its access back.
 void RestoreAccess(const char* mac_text, const MacAddress& mac) {
     dev_cfg device{};
     if (SdkCode(get_dev_cfg(&device, mac.data())) != 0 || device.access != 0) return;
@@ -116,21 +132,12 @@ int del_surf_rule(const char* mac_text, int day, const AccessWindow& window) {
     MacAddress mac{};
     ScanColonMac(mac_text, mac);
     const RuleKey key = MakeRuleKey(mac_text, day);
-    const SubdevLock devices;  // before the table, as the scheduler takes them
-    const Guard guard(SurfRuleMutex());
-    RuleEntry* const entry = hash_table_lookup(key.data());
-    PLUG_LOG(kInfo, "Del from surf rule %s %p", key.data(), static_cast<const void*>(entry));
-    PLUG_LOG(kInfo, "rule - %d:%d %d:%d", window.start_hour, window.start_minute, window.stop_hour,
-             window.stop_minute);
-    if (entry == nullptr) {
-        PLUG_LOG(kErr, "hash node is NULL for %s", key.data());
-        return -1;
-    }
-    entry->windows = rule_node_delete(entry->windows, &window);
-    if (entry->windows != nullptr) return 0;
+    std::string emptied;
+    if (const int result = DeleteWindow(key, window, emptied); result != 0 || emptied.empty()) return result;
     RestoreAccess(mac_text, mac);
-    PLUG_LOG(kDebug, "surf rule %s removed.", entry->key.c_str());
-    hash_table_remove(entry->key);
+    PLUG_LOG(kDebug, "surf rule %s removed.", emptied.c_str());
+    const Guard guard(SurfRuleMutex());
+    hash_table_remove(emptied);
     return 0;
 }
 

@@ -21,6 +21,12 @@ void SwitchAccess(dev_cfg device, std::uint8_t access) {
              access);
 }
 
+/// The table is locked for the look only, never over a call of the SDK.
+std::optional<std::uint8_t> LookUpAccess(const CalendarTime& now, const dev_cfg& device) {
+    const Guard guard(SurfRuleMutex());
+    return DueAccess(now, device);
+}
+
 }  // namespace
 
 std::optional<std::uint8_t> DueAccess(const CalendarTime& now, const dev_cfg& device) {
@@ -51,9 +57,8 @@ void surf_rule_func(const CalendarTime& now) {
         return;
     }
     PLUG_LOG(kDebug, "Sub dev num:[%d]", count);
-    const Guard guard(SurfRuleMutex());
     for (const dev_cfg& device : std::span(devices).first(static_cast<std::size_t>(count))) {
-        if (const auto access = DueAccess(now, device); access) SwitchAccess(device, *access);
+        if (const auto access = LookUpAccess(now, device); access) SwitchAccess(device, *access);
     }
 }
 

@@ -1,4 +1,5 @@
-// What the access windows ask for at a given time. One pass holds SubdevMutex and, inside, SurfRuleMutex.
+// What the access windows ask for at a given time. One pass holds SubdevMutex and, for each look into the
+// rule table only, SurfRuleMutex.
 #pragma once
 
 #include <optional>

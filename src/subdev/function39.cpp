@@ -17,6 +17,7 @@ namespace {
 constexpr char kLogModule[] = "Function39.c";
 
 constexpr std::size_t kMostDevices = 128;
+constexpr std::size_t kMacLine = 14;  // of the file: twelve digits, carriage return and newline
 constexpr int kRoundMilliseconds = 10'000;
 constexpr int kAfterFailureMilliseconds = 60'000;
 constexpr int kRoundsPerQuery = 6;  // a query a minute
@@ -138,13 +139,17 @@ int Fn39UpdateMac() {
     const LogAuthor author(__func__);
     if (!LoggedIn()) return -2;
     PLUG_LOG(kDebug, "UpdateMacProfile");
-    const FilePtr file = OpenToWrite(kMacListPath);
-    if (file == nullptr) {
+    std::array<char, kMostDevices * kMacLine + 1> text;
+    std::size_t length = 0;
+    for (const MacAddress& mac : std::span(state.known).first(state.known_count)) {
+        snprintf(text.data() + length, text.size() - length, "%02x%02x%02x%02x%02x%02x\r\n", mac[0], mac[1],
+                 mac[2], mac[3], mac[4], mac[5]);
+        length += kMacLine;
+    }
+    if (ReplaceFile(kMacListPath, {text.data(), length}) != 0) {
         PLUG_LOG(kErr, "file open error");
         return -1;
     }
-    for (const MacAddress& mac : std::span(state.known).first(state.known_count))
-        fprintf(file.get(), "%02x%02x%02x%02x%02x%02x\r\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     return 0;
 }
 

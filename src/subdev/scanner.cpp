@@ -1,7 +1,6 @@
 #include "subdev/scanner.h"
 
 #include <arpa/inet.h>
-#include <unistd.h>
 
 #include "core/clock.h"
 #include "core/file.h"
@@ -163,7 +162,7 @@ void GetOffLineInfo() {
     std::array<char, 128> command;
     snprintf(command.data(), command.size(), "cat /proc/net/arp | grep %s | grep -v 00:00:00:00:00:00 > %s",
              state.net_prefix.data(), kArpFilePath);
-    unlink(kArpFilePath);  // the shell would write through a link planted there
+    OpenToWrite(kArpFilePath);  // the shell then writes to a file of ours
     RunShell(command.data());
     Pace(kRestMilliseconds);
     const FilePtr file = OpenOwnToRead(kArpFilePath);

@@ -97,7 +97,6 @@ TEST_F(Devices, AScanAddsWhomTheKernelKnows) {
 }
 
 TEST_F(Devices, ATriggerDuringAScanIsLost) {
-    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     behaviour_.interval = 20;
     RunFast(20);
     LogInWith({kDesktop});
@@ -112,7 +111,6 @@ TEST_F(Devices, ATriggerDuringAScanIsLost) {
 }
 
 TEST_F(Devices, NewOnesAreReportedOnce) {
-    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     RunFast(60);
     LogInWith({kDesktop, kTablet});
     SetOnlineInterval(1);
@@ -178,7 +176,6 @@ int Look(const std::vector<Window>& windows, std::int64_t time, std::set<std::st
 
 // From one Sunday to the Monday after the next, around every edge of a window on every day.
 TEST_F(Devices, AWeekOfWindows) {
-    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     constexpr std::int64_t kDay = 86400;
     constexpr int kRound = 30;
     const std::vector<Window> found = {
@@ -239,7 +236,6 @@ TEST_F(Devices, AWeekOfWindows) {
 }
 
 TEST_F(Devices, AnImpossibleElementHoldsItsLinkOnly) {
-    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     behaviour_.interval = 20;
     RunFast(20);
     LogInWith({kDesktop, kTablet});

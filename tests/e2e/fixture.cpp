@@ -1,12 +1,6 @@
 #include "fixture.h"
 
-#include <fcntl.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <ctime>
-#include <filesystem>
 #include <stdexcept>
 
 #include "bench/sandbox.h"
@@ -14,19 +8,11 @@
 namespace plug::e2e {
 namespace {
 
-constexpr char kStatusFile[] = "/tmp/plugstatus";
+constexpr char kStatusesFile[] = "/tmp/statuses";
 constexpr char kClockFile[] = "/tmp/clock";
 
 [[noreturn]] void GiveUp(const std::string& what) {
     throw std::runtime_error(what);
-}
-
-std::string FakeTimeLibrary() {
-    for (const auto& folder : std::filesystem::directory_iterator("/usr/lib")) {
-        const auto library = folder.path() / "faketime/libfaketimeMT.so.1";
-        if (std::filesystem::exists(library)) return library;
-    }
-    GiveUp("libfaketime is not installed");
 }
 
 /// Every place of a text.
@@ -56,18 +42,17 @@ std::int64_t StampBefore(const std::string& log, std::size_t at) {
 
 void AgentTest::SetUp() {
     EnterSandbox({.hosts = "127.0.0.1 localhost\n", .keep = {}});
-    // libfaketime leaves its shared memory behind when the agent is killed.
-    ASSERT_EQ(0, mount("tmpfs", "/dev/shm", "tmpfs", 0, nullptr));
-    ASSERT_EQ(0, mkfifo(kStatusFile, 0600));
-    status_pipe_ = open(kStatusFile, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    ASSERT_GE(status_pipe_, 0);
     setup_.arguments = {"-d"};
-    setup_.environment = {"TZ=UTC"};
+    // A sanitizer wants to come first, but goes well behind the preload.
+    setup_.environment = {"TZ=UTC", "LD_PRELOAD=" + ProgramFolder() + "/libagent_preload.so",
+                          "ASAN_OPTIONS=verify_asan_link_order=0",
+                          std::string(preload::kClockVariable) + "=" + kClockFile,
+                          std::string(preload::kStatusesVariable) + "=" + kStatusesFile};
+    clock_ = std::make_unique<preload::TestClock>(kClockFile);
 }
 
 void AgentTest::TearDown() {
     StopAgent();
-    if (status_pipe_ >= 0) close(status_pipe_);
     if (!platform_) return;
     Cursor all = platform_->FromStart();
     while (const auto event = all.Next(Milliseconds(0)))
@@ -85,30 +70,17 @@ void AgentTest::StartPlatform() {
 }
 
 void AgentTest::RunFast(int factor) {
-    if (kSanitized) return;
     speed_ = factor;
-    WriteClock();
+    clock_->Run(factor);
 }
 
 void AgentTest::JumpAhead(std::int64_t seconds) {
-    ahead_ += seconds;
-    WriteClock();
-}
-
-void AgentTest::WriteClock() const {
-    const std::string draft = std::string(kClockFile) + ".new";
-    WriteFile(draft, "+" + std::to_string(ahead_) + " x" + std::to_string(speed_) + "\n");
-    std::filesystem::rename(draft, kClockFile);
+    clock_->JumpAhead(seconds);
 }
 
 void AgentTest::StartAgent() {
     StopAgent();
-    ProcessSpec spec = AgentCommand(setup_);
-    if (speed_ != 1)
-        spec.environment.insert(spec.environment.end(),
-                                {"LD_PRELOAD=" + FakeTimeLibrary(), "FAKETIME_NO_CACHE=1",
-                                 std::string("FAKETIME_TIMESTAMP_FILE=") + kClockFile});
-    agent_ = std::make_unique<Process>(spec);
+    agent_ = std::make_unique<Process>(AgentCommand(setup_));
 }
 
 void AgentTest::LogIn() {
@@ -141,12 +113,9 @@ int AgentTest::AwaitExit() {
 }
 
 void AgentTest::ReadStatuses() {
-    std::array<char, 4096> bytes;
-    const ssize_t got = read(status_pipe_, bytes.data(), bytes.size());
-    for (ssize_t at = 0; at < got; ++at) {
-        const char byte = bytes[static_cast<std::size_t>(at)];
-        statuses_ += byte == '\n' ? ' ' : byte;
-    }
+    const std::string all = ReadFile(kStatusesFile);
+    for (const char byte : all.substr(statuses_read_)) statuses_ += byte == '\n' ? ' ' : byte;
+    statuses_read_ = all.size();
 }
 
 void AgentTest::AwaitStatuses(const std::string& codes) {

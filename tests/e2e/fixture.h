@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "bench/agent_process.h"
+#include "preload/test_clock.h"
 
 namespace plug::e2e {
 
@@ -20,9 +21,6 @@ constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(th
 #else
 constexpr bool kSanitized = false;
 #endif
-
-/// Why a test is skipped that cannot do without a clock of the agent's own.
-constexpr char kNeedsOwnClock[] = "an agent with a sanitizer runs on the real clock only";
 
 /// The longest wait for anything: as long as a slow machine needs for a re-login in real time.
 constexpr Milliseconds kPatience{60'000};
@@ -43,10 +41,9 @@ class AgentTest : public testing::Test {
     void StartPlatform();
     /// Lets the platform behave as behaviour_ has become.
     void Behave() { platform_->Behave(behaviour_); }
-    /// Lets the agent's clock run faster from its next start on, or at once when it runs already; without
-    /// effect on an agent with a sanitizer.
+    /// Lets the agent's clock run faster than the true one.
     void RunFast(int factor);
-    /// Sets the agent's clock forward; only for an agent started on a fast clock.
+    /// Sets the agent's clock forward.
     void JumpAhead(std::int64_t seconds);
 
     // --- the agent ---
@@ -60,7 +57,7 @@ class AgentTest : public testing::Test {
     int AwaitExit();
 
     /// Waits until the agent has written exactly these codes to its status file since the last call, as
-    /// "001 001 002"; the file is a pipe here, so none goes unseen.
+    /// "001 001 002"; each write is noted, so none goes unseen.
     void AwaitStatuses(const std::string& codes);
     /// Waits for a text of the log, and for its `count`-th appearance.
     void AwaitLog(const std::string& text, int count = 1);
@@ -94,16 +91,15 @@ class AgentTest : public testing::Test {
     Behaviour behaviour_;
     AgentSetup setup_;
     MacAddress mac_ = kRouterMac;
-    int speed_ = 1;  // of the agent's clock; stays 1 with a sanitizer
+    int speed_ = 1;  // of the agent's clock
 
   private:
-    void WriteClock() const;
     void ReadStatuses();
 
     std::optional<Cursor> cursor_;
-    std::int64_t ahead_ = 0;  // seconds that the clock was set forward
-    int status_pipe_ = -1;
-    std::string statuses_;  // read from the pipe, not yet waited for
+    std::unique_ptr<preload::TestClock> clock_;
+    std::size_t statuses_read_ = 0;  // bytes of the noted ones
+    std::string statuses_;           // read, not yet waited for
 };
 
 /// The bytes of several pieces in a row.

@@ -94,7 +94,6 @@ TEST_F(Local, CommandsReachItAndItsAnswersThePlatform) {
 }
 
 TEST_F(Local, ASilentOneIsWaitedFor) {
-    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     RunFast(50);
     LogInWithPeer();
     Answer(kMeshSwitch, {.silent = true});
@@ -196,7 +195,6 @@ TEST_F(Local, WhatComesWhileOfflineIsDiscarded) {
 
 // The router's MAC ends in 005301, which is 21249: slot 1089 of 1440, minute 18:09 of the day.
 TEST_F(Local, TheStoredConfigurationIsAskedForAndCalibrated) {
-    if (kSanitized) GTEST_SKIP() << kNeedsOwnClock;
     RunFast(50);
     StartPlatform();
     peer_ = std::make_unique<LocalPeer>();

@@ -42,12 +42,29 @@ void Sandbox::ForgetProgramCalls() {
     unlink(kProgramCalls);
 }
 
-void Sandbox::ExpectLinkIsRefused(const char* path, const std::function<void()>& write) {
-    WriteFile("/tmp/victim", "untouched");
-    unlink(path);
-    ASSERT_EQ(0, symlink("/tmp/victim", path));
-    write();
-    EXPECT_EQ("untouched", ReadFile("/tmp/victim"));
+void Sandbox::ExpectOthersMakeWay(const char* path, const std::function<void()>& write) {
+    constexpr char kVictim[] = "/tmp/victim";
+    const std::pair<const char*, std::function<int()>> others[] = {
+        {"a link", [=] { return symlink(kVictim, path); }},
+        {"a second name", [=] { return link(kVictim, path); }},
+        {"a pipe", [=] { return mkfifo(path, 0600); }},
+        {"everybody's", [=] { return WriteFile(path, ""), chmod(path, 0666); }},
+        {"another user's", [=] { return WriteFile(path, ""), chown(path, 1, 1); }},
+    };
+    for (const auto& [what, plant] : others) {
+        SCOPED_TRACE(what);
+        WriteFile(kVictim, "untouched");
+        unlink(path);
+        if (plant() != 0) continue;  // without root's rights there are no other users
+        write();
+        EXPECT_EQ("untouched", ReadFile(kVictim));
+        struct stat file {};
+        ASSERT_EQ(0, lstat(path, &file));
+        EXPECT_TRUE(S_ISREG(file.st_mode));
+        EXPECT_EQ(0U, file.st_mode & (S_IWGRP | S_IWOTH));
+        EXPECT_EQ(geteuid(), file.st_uid);
+        EXPECT_EQ(1U, file.st_nlink);
+    }
     unlink(path);
 }
 

@@ -17,8 +17,9 @@ class Sandbox : public testing::Test {
     static Lines ProgramCalls();
     static void ForgetProgramCalls();
 
-    /// Puts a link in the place of `path`, which `write` must neither follow nor replace.
-    static void ExpectLinkIsRefused(const char* path, const std::function<void()>& write);
+    /// Puts what is not the agent's own in the place of `path`, one thing after the other: `write` must
+    /// replace it by a file that is, and not write through it.
+    static void ExpectOthersMakeWay(const char* path, const std::function<void()>& write);
 
     /// Reads the settings from a plug.conf with this text; without a server's name it means Test Mode.
     static void UseProfile(const std::string& text);

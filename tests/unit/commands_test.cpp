@@ -175,8 +175,13 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
          R"("bssid":"00:00:5E:00:53:FF","max_stations":4,"ssid":"New","password":"word","width_mhz":80,)"
          R"("rate_kbit":84281096}) = 0)"
          "\n"},
-        {17, Ssid("0100 01 01 0201 00 04 00005e005310 2000", "1400 04030201", std::string(33, 's'), ""), "",
-         "0100"},
+        // Texts that fill their field or more go on as they came: refusing them is the router's.
+        {17, Ssid("0100 01 01 0201 00 04 00005e005310 2000", "1400 04030201", std::string(33, 's'), ""),
+         R"(set_ssid_cfg({"index":1,"enabled":true,"band":1,"channel":258,"hidden":false,"security":4,)"
+         R"("bssid":"00:00:5E:00:53:10","max_stations":32,"ssid":")" +
+             std::string(33, 's') +
+             R"(","password":"","width_mhz":20,"rate_kbit":16909060}) = 0)"
+             "\n"},
         {19, "07", "set_wifi_radio_switch(7) = 0\n"},
         {23, "08", "set_led_switch(8) = 0\n"},
         {27, "010203",
@@ -190,15 +195,20 @@ TEST_F(Commands, TheRouterIsCalledWithTheRightArguments) {
          R"(set_dev_access_control({"mac":"00:00:5E:00:53:B1","name":"pc","link":3,"band":4,"by_name":true,)"
          R"("access":false,"rssi":515,"address":"192.168.10.2"}) = 0)"
          "\n"},
+        {32, std::string(kDesk) + Field("a name of 16 by", 15) + "21" + "03 04 00 55 00 66 0302 c0a80a02",
+         R"(set_dev_access_control({"mac":"00:00:5E:00:53:B1","name":"a name of 16 by!","link":3,"band":4,)"
+         R"("by_name":true,"access":false,"rssi":515,"address":"192.168.10.2"}) = 0)"
+         "\n"},
         {35, std::string(kDesk) + "0807060504030201 ffffffffffffffff",
          "set_dev_us_max_bw(00:00:5E:00:53:B1, 72623859790382856) = 0\n"
          "set_dev_ds_max_bw(00:00:5E:00:53:B1, 18446744073709551615) = 0\n"},
         {37, kDesk + HexOf("tv") + "00" + HexOf("rest"), "set_dev_name(00:00:5E:00:53:B1, \"tv\") = 0\n"},
         {37, kDesk + HexOf(long_name), "set_dev_name(00:00:5E:00:53:B1, \"" + long_name + "\") = 0\n"},
-        {37, kDesk + HexOf(long_name + "n"), "", "0100"},
+        {37, kDesk + HexOf(long_name + "n"),
+         "set_dev_name(00:00:5E:00:53:B1, \"" + long_name + "n\") = 104\n", "6800"},
         {45, "c000020a 0a000001", "set_dns(192.0.2.10, 10.0.0.1) = 0\n"},
         {46, HexOf("Casa"), "set_name(\"Casa\") = 0\n"},
-        {46, HexOf(long_name + "n"), "", "0100"},
+        {46, HexOf(long_name + "n"), "set_name(\"" + long_name + "n\") = 104\n", "6800"},
         {50, "0302 01", "set_full_load_enable(515, 1) = 0\n"},
         {53, "", "sync_time() = 0\n"},
         {55, "", "restart() = 0\n"},

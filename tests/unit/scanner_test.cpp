@@ -65,19 +65,20 @@ TEST_F(Scanner, ReportByteForByte) {
     const std::string listed =
         "C0A80114 00005E0053B1 6465736B746F7000 0000000000000000 0403020100000000 0D0C0B0A00000000 010101"
         "C0A80115 00005E0053B2 7369787465656E20 6C65747465727300 0100000000000000 0200000000000000 010100";
-    ExpectLinkIsRefused("/tmp/tmpSubdev", [&] {
+    const std::string unlisted =
+        "C0A8011E 00005E0053C0 756E6B6E6F776E2D 6465766963650000 0000000000000000 0000000000000000 000101"
+        "C0A80119 00005E0053B6 7461626C6574206F 66207468652079 6F 0000000000000000 0000000000000000 000101";
+    int sequence = 0;
+    ExpectOthersMakeWay("/tmp/tmpSubdev", [&] {
         ASSERT_TRUE(ScanAndReport());
         peer.ExpectNext(MsgType::kAddressedReport, 63,
-                        Unhex("00003F0000000400" + listed +
-                              "C0A8011E 00005E0053C0 756E6B6E6F776E2D 6465766963650000 0000000000000000 "
-                              "0000000000000000 000101"
-                              "C0A80119 00005E0053B6 7461626C6574206F 66207468652079 6F 0000000000000000 "
-                              "0000000000000000 000101"));
+                        Unhex("0" + std::to_string(sequence++) + "003F0000000400" + listed + unlisted));
     });
     // Counted on; without the file the devices of the SDK still go up.
     Program("grep", "rm -f /tmp/tmpSubdev");
     EXPECT_TRUE(Contains(LogOf([] { ASSERT_TRUE(ScanAndReport()); }), "Unable to open file /tmp/tmpSubdev."));
-    peer.ExpectNext(MsgType::kAddressedReport, 63, Unhex("01003F0000000200" + listed));
+    peer.ExpectNext(MsgType::kAddressedReport, 63,
+                    Unhex("0" + std::to_string(sequence) + "003F0000000200" + listed));
 }
 
 TEST_F(Scanner, TheBlackListCountsInDebugModeOnly) {
