@@ -2,6 +2,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
 
 #include "core/log.h"
 
@@ -28,7 +31,20 @@ std::size_t BucketOf(std::string_view key) {
 
 void Free(RuleEntry* entry) {
     rule_node_destroy(entry->windows);
+    free(entry->key);
     delete entry;
+}
+
+/// A new entry in front of `next`; null without memory.
+RuleEntry* MakeEntry(std::string_view key, const AccessWindow& window, RuleEntry* next) {
+    auto* const entry = new (std::nothrow) RuleEntry;
+    if (entry == nullptr) return nullptr;
+    entry->key = strndup(key.data(), key.size());
+    entry->windows = rule_node_init(nullptr, &window);
+    entry->next = next;
+    if (entry->key != nullptr && entry->windows != nullptr) return entry;
+    Free(entry);
+    return nullptr;
 }
 
 std::int64_t MinuteOfDay(int hour, int minute) {
@@ -43,7 +59,9 @@ RuleNode* rule_node_init(RuleNode* list, const AccessWindow* window) {
         PLUG_LOG(kErr, "rule empty! ");
         return nullptr;
     }
-    return new RuleNode{*window, list};
+    auto* const node = new (std::nothrow) RuleNode{*window, list};
+    if (node == nullptr) PLUG_LOG(kErr, "no memory for a rule");
+    return node;
 }
 
 int rule_node_exist(const RuleNode* list, const AccessWindow& window) {
@@ -149,10 +167,12 @@ void hash_table_insert(std::string_view key, const AccessWindow& window) {
     RuleEntry*& bucket = state.buckets[BucketOf(key)];
     for (const RuleEntry* entry = bucket; entry != nullptr; entry = entry->next) {
         if (entry->key != key) continue;
-        PLUG_LOG(kDebug, "%s exist!", entry->key.c_str());
+        PLUG_LOG(kDebug, "%s exist!", entry->key);
         return;
     }
-    bucket = new RuleEntry{std::string(key), rule_node_init(nullptr, &window), bucket};
+    RuleEntry* const entry = MakeEntry(key, window, bucket);
+    if (entry == nullptr) return;
+    bucket = entry;
     ++state.insertions;
 }
 

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <array>
-#include <string>
 #include <string_view>
 
 #include "core/sync.h"
@@ -29,7 +28,7 @@ struct RuleNode {
     RuleNode* next = nullptr;
 };
 
-/// A new node in front of `list`; null without a window.
+/// A new node in front of `list`; null without a window or without memory.
 RuleNode* rule_node_init(RuleNode* list, const AccessWindow* window);
 /// 1 when the list has the window, 0 when not, -1 for an empty list.
 int rule_node_exist(const RuleNode* list, const AccessWindow& window);
@@ -42,7 +41,7 @@ void rule_node_destroy(RuleNode* list);
 int rule_node_match(const RuleNode* list, int hour, int minute);
 
 struct RuleEntry {
-    std::string key;
+    char* key = nullptr;  // its own copy
     RuleNode* windows = nullptr;
     RuleEntry* next = nullptr;  // in the bucket
 };

@@ -59,7 +59,7 @@ AccessWindow ReadWindow(const char* start, const char* stop) {
 
 /// Takes the window out of the key's entry; `emptied` receives the entry's key when no window is left. 0, or
 /// -1 without an entry.
-int DeleteWindow(const RuleKey& key, const AccessWindow& window, std::string& emptied) {
+int DeleteWindow(const RuleKey& key, const AccessWindow& window, RuleKey& emptied) {
     const Guard guard(SurfRuleMutex());
     RuleEntry* const entry = hash_table_lookup(key.data());
     PLUG_LOG(kInfo, "Del from surf rule %s %p", key.data(), static_cast<const void*>(entry));
@@ -70,7 +70,7 @@ int DeleteWindow(const RuleKey& key, const AccessWindow& window, std::string& em
         return -1;
     }
     entry->windows = rule_node_delete(entry->windows, &window);
-    if (entry->windows == nullptr) emptied = entry->key;
+    if (entry->windows == nullptr) CopyText(emptied, entry->key);
     return 0;
 }
 
@@ -132,12 +132,13 @@ int del_surf_rule(const char* mac_text, int day, const AccessWindow& window) {
     MacAddress mac{};
     ScanColonMac(mac_text, mac);
     const RuleKey key = MakeRuleKey(mac_text, day);
-    std::string emptied;
-    if (const int result = DeleteWindow(key, window, emptied); result != 0 || emptied.empty()) return result;
+    RuleKey emptied{};
+    if (const int result = DeleteWindow(key, window, emptied); result != 0 || emptied[0] == '\0')
+        return result;
     RestoreAccess(mac_text, mac);
-    PLUG_LOG(kDebug, "surf rule %s removed.", emptied.c_str());
+    PLUG_LOG(kDebug, "surf rule %s removed.", emptied.data());
     const Guard guard(SurfRuleMutex());
-    hash_table_remove(emptied);
+    hash_table_remove(emptied.data());
     return 0;
 }
 

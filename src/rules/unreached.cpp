@@ -33,7 +33,7 @@ void hash_table_print() {
         const RuleEntry* entry = hash_table_bucket(bucket);
         if (entry != nullptr) PLUG_LOG(kDebug, "%zu=>", bucket);
         for (; entry != nullptr; entry = entry->next) {
-            PLUG_LOG(kDebug, "%s", entry->key.c_str());
+            PLUG_LOG(kDebug, "%s", entry->key);
             for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
                 const AccessWindow& window = node->window;
                 PLUG_LOG(kDebug, "START %d:%d STOP %d:%d ", window.start_hour, window.start_minute,

@@ -136,11 +136,11 @@ TEST_F(SurfRules, AKeyFindsAPrefixInItsBucket) {
     const std::string longer = "abrr";
     const RuleEntry* const shorter = hash_table_lookup(longer);
     ASSERT_NE(nullptr, shorter);
-    EXPECT_EQ("ab", shorter->key);
+    EXPECT_STREQ("ab", shorter->key);
     hash_table_insert(longer, {1, 0, 2, 0});
     EXPECT_EQ(longer, hash_table_lookup(longer)->key);
     hash_table_remove(longer);
-    EXPECT_EQ("ab", hash_table_lookup(longer)->key);
+    EXPECT_STREQ("ab", hash_table_lookup(longer)->key);
 }
 
 class Schedule : public SurfRules {
