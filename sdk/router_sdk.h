@@ -4,15 +4,13 @@
 // what the agent uses of it. Conventions that hold for every function:
 //
 //  - Result: 0 is success, anything else an error code of which the low 16 bits count. The few functions that
-//  return
-//    std::uint16_t return a value and cannot fail.
+//    return std::uint16_t return a value and cannot fail.
 //  - Outputs are left as they were when a call fails; clear them before the call.
 //  - Lists: the caller gives the room named in router_room, the call stores the number of entries through
-//  `count`.
-//    A count is never to be trusted past the room: check it before reading the entries.
+//    `count`. A count is never to be trusted past the room: check it before reading the entries.
 //  - Records are packed; integers are in host order (little-endian). An IPv4 address is a host-order integer:
 //    192.168.1.20 is 0xC0A80114.
-//  - Texts are NUL-terminated within the size of their field, but for the PIN, which may fill all 12 bytes.
+//  - Texts are NUL-terminated within the size of their field. Only the PIN may fill all 12 bytes.
 //  - Switches and states are one byte: 0 is off, 1 is on.
 //  - Indexes, LAN ports, WANs and Wi-Fi modules are counted from 1.
 //  - Units: counters in bytes, up-time in seconds; others are named with the field or function.

@@ -221,7 +221,7 @@ constexpr StepAction kStepActions[] = {
     {100, SendCalibration},
 };
 
-/// Sleeps until the link is lost, but for the actions that are due at their steps.
+/// Sleeps until the link is lost, and wakes only for the actions that are due at their steps.
 void StepUntilLost(Session& session) {
     if (LinkError()) return;
     const std::int64_t begin = MonotonicMilliseconds() - session.step * kStepMilliseconds;

@@ -3,8 +3,8 @@
 
 namespace plug {
 
-/// -1 on an option error; otherwise it does not return. The process ends by exit(-1), and its supervisor
-/// starts it again.
+/// -1 on an option error; otherwise it does not return. The process exits with status 255, or is ended by a
+/// signal, and its supervisor starts it again.
 int RunAgent(int argc, char** argv);
 
 }  // namespace plug

@@ -12,7 +12,8 @@ int StartRateTest(const char* url);
 void JoinRateTest();
 
 /// The worker's work: measures against the default server, or against http://host[:port]/path, and reports.
-/// A URL that is none of that shape, or whose host is not 3 to 64 characters, is not tested and not reported.
+/// A URL of another shape, or with a host of less than 3 or more than 64 characters, is neither tested nor
+/// reported.
 void RateTestThread();
 void RateTestProc(const char* url);
 

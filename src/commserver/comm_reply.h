@@ -20,7 +20,7 @@ struct LocalReply {
 /// Empties the buffer and clears the flag. Before any thread starts.
 void ResetReply();
 
-/// Stores a reply. One with another result than 0 sets only that: the rest stays from the reply before.
+/// Stores a reply. A result other than 0 is stored alone: length and data stay those of the reply before.
 /// Dispatcher.
 void CommFuncRecv(ConstBytes payload);
 /// A frame was handled. Dispatcher.

@@ -31,7 +31,8 @@ class PLUG_CHECKED(capability("mutex")) Mutex {
     pthread_mutex_t handle_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// Holds a mutex for a scope. Locking a static, plain mutex does not fail.
+/// Holds a mutex for a scope. For the agent's own plain mutexes, whose lock cannot fail; where a failure has
+/// an answer of its own (SubdevMutex), Lock is called and its code looked at.
 class PLUG_CHECKED(scoped_lockable) Guard {
   public:
     explicit Guard(Mutex& mutex) PLUG_CHECKED(acquire_capability(mutex))

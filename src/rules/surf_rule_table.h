@@ -58,8 +58,8 @@ Mutex& SurfRuleMutex();
 
 /// Empties the table and begins counting anew.
 void hash_table_init() PLUG_CHECKED(requires_capability(SurfRuleMutex()));
-/// Adds a key with its first window. Refused for a key that exists, and from the 513th insertion on, removals
-/// or not.
+/// Adds a key with its first window. Refused for a key that exists, and from the 513th insertion on: what was
+/// removed since hash_table_init counts too.
 void hash_table_insert(std::string_view key, const AccessWindow& window)
     PLUG_CHECKED(requires_capability(SurfRuleMutex()));
 /// The first entry of the key's bucket whose key begins the given one, or null.

@@ -1,8 +1,7 @@
 // The scan of the devices behind the router, and its report (data type 63).
 //
 // A trigger asks for one scan and one report. The table holds what the SDK lists, with bandwidths, and behind
-// it what only the kernel's ARP table knows; at most 128 devices. A trigger that comes during a scan is lost
-// with its end.
+// it what only the kernel's ARP table knows; at most 128 devices. A trigger that comes during a scan is lost.
 #pragma once
 
 namespace plug {
