@@ -17,7 +17,7 @@ struct ZoneState {
     Mutex mutex;
     bool known PLUG_CHECKED(guarded_by(mutex)) = false;
     bool own_name PLUG_CHECKED(guarded_by(mutex)) = false;  // the environment's TZ is given here
-    bool colon PLUG_CHECKED(guarded_by(mutex)) = false;
+    bool other_name PLUG_CHECKED(guarded_by(mutex)) = false;
     struct stat file PLUG_CHECKED(guarded_by(mutex)) {};  // as it was read last
 };
 constinit ZoneState state;
@@ -38,8 +38,8 @@ void FollowZone() PLUG_CHECKED(requires_capability(state.mutex)) {
     state.file = file;
     if (!changed) return;
     state.own_name = true;
-    state.colon = !state.colon;
-    setenv("TZ", state.colon ? ":/etc/localtime" : "/etc/localtime", 1);
+    state.other_name = !state.other_name;
+    setenv("TZ", state.other_name ? "/etc/./localtime" : kZoneFile, 1);
     tzset();
 }
 

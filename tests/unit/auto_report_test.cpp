@@ -46,6 +46,17 @@ TEST(AutoReport, RateLimits) {
     }
 }
 
+TEST(AutoReport, TheFirstReportShowsNoIntervalOfItsOwn) {
+    ReportHistory history;
+    const auto log_of = [&](std::int64_t now) {
+        return FullLogOf([&] { AdmitReport(history, ByteVector{1, 0}, now); });
+    };
+    const std::string first = log_of(20);
+    const std::size_t at = first.find("interval: ") + 10;
+    EXPECT_NEAR(static_cast<double>(time(nullptr)), std::stod(first.substr(at)), 60) << "seconds since 1970";
+    EXPECT_TRUE(Contains(log_of(27), "Type1 report interval: 7 seconds!"));
+}
+
 class Relayed : public Sandbox {};
 
 TEST_F(Relayed, OnlyTheAddressesOfAStatusRecordAreReversed) {

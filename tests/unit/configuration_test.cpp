@@ -1,5 +1,8 @@
 // What the agent is told at its start, the command line and plug.conf, and the file that tells its state.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -174,6 +177,35 @@ TEST_F(StatusFile, IsItsOwnersAlone) {
         EXPECT_EQ(0, WriteStatus(Status::kLoggedIn));
         EXPECT_EQ("003\n", ReadFile("/tmp/plugstatus"));
     });
+}
+
+TEST_F(StatusFile, IsWholeWheneverTheWriterIsKilled) {
+    SetLogMask(0);
+    const pid_t writer = fork();
+    ASSERT_GE(writer, 0);
+    while (writer == 0) {
+        WriteStatus(Status::kRegistering);
+        unlink("/tmp/plugstatus");
+        WriteStatus(Status::kRegistered);
+        WriteStatus(Status::kLinkLost);
+    }
+    for (int look = 0; look < 20'000; ++look) {
+        const int file = open("/tmp/plugstatus", O_RDONLY);
+        if (file < 0) continue;
+        char text[8] = {};
+        EXPECT_EQ(4, read(file, text, sizeof text)) << text;
+        close(file);
+    }
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+}
+
+TEST_F(StatusFile, TheLastWordStays) {
+    SetLogMask(0);
+    for (const Status last : {Status::kForcedDisconnect, Status::kLoggedIn}) {
+        EXPECT_EQ(0, WriteStatus(last));
+        EXPECT_EQ("005\n", ReadFile("/tmp/plugstatus"));
+    }
 }
 
 }  // namespace
