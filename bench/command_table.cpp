@@ -90,17 +90,17 @@ constexpr std::array<Field, count> InHostOrder(const Field (&fields)[count]) {
 }
 constexpr auto kLocalWan = InHostOrder(kWan);
 
-constexpr Answer Record(Fields fields) {
+constexpr AnswerLayout Record(Fields fields) {
     return {Shape::kRecord, fields};
 }
-constexpr Answer List(Fields fields) {
+constexpr AnswerLayout List(Fields fields) {
     return {Shape::kList, fields};
 }
-constexpr Answer kDone{};
-constexpr Answer kNever{Shape::kNoAnswer};
+constexpr AnswerLayout kDone{};
+constexpr AnswerLayout kNever{Shape::kNoAnswer};
 constexpr Fields kNone{};
 
-constexpr CommandRow kCommands[] = {
+constexpr CommandForm kCommands[] = {
     {1, "router-version", "the router's firmware", kNone, Record(kVersion)},
     {2, "device-information", "the router's make, processor and memory", kNone, Record(kDeviceInformation)},
     {3, "wan-config", "one WAN", kIndex, Record(kWan)},
@@ -186,7 +186,7 @@ constexpr CommandRow kCommands[] = {
     {88, "auto-report-set", "configures automatic reports by JSON", kJson, kDone},
 };
 
-constexpr ReportRow kReports[] = {
+constexpr ReportForm kReports[] = {
     {3, "update-progress"},
     {13, "rules-request"},
     {14, "version"},
@@ -200,7 +200,7 @@ constexpr ReportRow kReports[] = {
     {89, "auto-report", true, Record(kRelayedTyped), true},
 };
 
-constexpr CommandRow kLocalRequests[] = {
+constexpr CommandForm kLocalRequests[] = {
     {70, "wifi-band", "a radio's frequency band", kByte, Record(kValue)},
     {71, "mesh-support", "whether mesh is supported", kNone, Record(kValue)},
     {72, "mesh-switch-set", "switches mesh", kOn, kDone},
@@ -221,18 +221,18 @@ constexpr CommandRow kLocalRequests[] = {
     {999, "firmware-order", "orders a firmware update", kFirmwareOrder, kDone},
 };
 
-constexpr CommandRow kLocalReports[] = {
+constexpr CommandForm kLocalReports[] = {
     {81, "status", "a status record", kLocalWan},
     {84, "json-84", "a JSON report", kLocalJson},
     {86, "json-86", "a JSON report", kLocalJson},
     {89, "auto-report", "an automatic report of type 1, 2 or 3", kTypedReport},
 };
 
-std::uint16_t NumberOf(const CommandRow& row) {
+std::uint16_t NumberOf(const CommandForm& row) {
     return row.id;
 }
 
-std::uint16_t NumberOf(const ReportRow& row) {
+std::uint16_t NumberOf(const ReportForm& row) {
     return row.number;
 }
 
@@ -253,40 +253,37 @@ const Row* Find(const Row (&rows)[count], std::string_view name_or_number) {
 
 }  // namespace
 
-std::span<const CommandRow> CommandRows() {
+std::span<const CommandForm> CommandForms() {
     return kCommands;
 }
-const CommandRow* FindCommand(std::string_view name_or_id) {
+const CommandForm* FindCommand(std::string_view name_or_id) {
     return Find(kCommands, name_or_id);
 }
-const CommandRow* FindCommand(std::uint16_t id) {
+const CommandForm* FindCommand(std::uint16_t id) {
     return Find(kCommands, id);
 }
 
-std::span<const ReportRow> ReportRows() {
-    return kReports;
-}
-const ReportRow* FindReport(std::string_view name_or_number) {
+const ReportForm* FindReport(std::string_view name_or_number) {
     return Find(kReports, name_or_number);
 }
-const ReportRow* FindReport(std::uint16_t number) {
+const ReportForm* FindReport(std::uint16_t number) {
     return Find(kReports, number);
 }
 
-std::span<const CommandRow> LocalRequests() {
+std::span<const CommandForm> LocalRequests() {
     return kLocalRequests;
 }
-const CommandRow* FindLocalRequest(std::string_view name_or_id) {
+const CommandForm* FindLocalRequest(std::string_view name_or_id) {
     return Find(kLocalRequests, name_or_id);
 }
-const CommandRow* FindLocalRequest(std::uint16_t id) {
+const CommandForm* FindLocalRequest(std::uint16_t id) {
     return Find(kLocalRequests, id);
 }
 
-std::span<const CommandRow> LocalReports() {
+std::span<const CommandForm> LocalReports() {
     return kLocalReports;
 }
-const CommandRow* FindLocalReport(std::string_view name_or_id) {
+const CommandForm* FindLocalReport(std::string_view name_or_id) {
     return Find(kLocalReports, name_or_id);
 }
 

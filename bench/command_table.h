@@ -17,45 +17,44 @@ enum class Shape : std::uint8_t {
     kNoAnswer,    // the command is never answered
 };
 
-struct Answer {
+struct AnswerLayout {
     Shape shape = Shape::kNothing;
     Fields fields{};
 };
 
-struct CommandRow {
+struct CommandForm {
     std::uint16_t id;
     const char* name;
     const char* help;
     Fields parameters{};
-    Answer answer{};
-    /// A row whose answer is laid out like this row's parameters: parameters not given are taken from it.
+    AnswerLayout answer{};
+    /// A command whose answer is laid out like these parameters: those not given are taken from it.
     std::uint16_t read_first = 0;
     int answer_seconds = 15;  // how long an answer may take
 };
 
-std::span<const CommandRow> CommandRows();
-const CommandRow* FindCommand(std::string_view name_or_id);
-const CommandRow* FindCommand(std::uint16_t id);
+std::span<const CommandForm> CommandForms();
+const CommandForm* FindCommand(std::string_view name_or_id);
+const CommandForm* FindCommand(std::uint16_t id);
 
 /// What is sent unasked: reports by DataType, and answer-shaped replies by function ID.
-struct ReportRow {
+struct ReportForm {
     std::uint8_t number;
     const char* name;
     bool binary = false;  // in the shape of an answer; else text
-    Answer answer{};
+    AnswerLayout answer{};
     bool sequenced = false;  // its first word counts the reports
 };
-std::span<const ReportRow> ReportRows();
-const ReportRow* FindReport(std::string_view name_or_number);
-const ReportRow* FindReport(std::uint16_t number);
+const ReportForm* FindReport(std::string_view name_or_number);
+const ReportForm* FindReport(std::uint16_t number);
 
 /// What the agent asks of the local mesh/Wi-Fi agent: the request's payload is the parameters, the reply's
 /// data behind its result byte the answer.
-std::span<const CommandRow> LocalRequests();
-const CommandRow* FindLocalRequest(std::string_view name_or_id);
-const CommandRow* FindLocalRequest(std::uint16_t id);
+std::span<const CommandForm> LocalRequests();
+const CommandForm* FindLocalRequest(std::string_view name_or_id);
+const CommandForm* FindLocalRequest(std::uint16_t id);
 /// What that one sends unasked; its payload is the parameters.
-std::span<const CommandRow> LocalReports();
-const CommandRow* FindLocalReport(std::string_view name_or_id);
+std::span<const CommandForm> LocalReports();
+const CommandForm* FindLocalReport(std::string_view name_or_id);
 
 }  // namespace plug::bench

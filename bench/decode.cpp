@@ -50,7 +50,7 @@ Json ReadLinkStates(ByteReader& reader) {
     return fields;
 }
 
-Json ReadAnswer(ByteReader& reader, const Answer& answer) {
+Json ReadAnswer(ByteReader& reader, const AnswerLayout& answer) {
     switch (answer.shape) {
         case Shape::kNothing:
         case Shape::kNoAnswer:
@@ -71,7 +71,7 @@ Json ReadAnswer(ByteReader& reader, const Answer& answer) {
     return {};
 }
 
-void ReadPayload(Json& into, ConstBytes payload, const Answer& answer) {
+void ReadPayload(Json& into, ConstBytes payload, const AnswerLayout& answer) {
     ByteReader reader(payload);
     into["fields"] = ReadAnswer(reader, answer);
     if (!reader.ok())
@@ -90,7 +90,7 @@ void ShowData(Json& into, ConstBytes data) {
 }
 
 /// What has the shape of an answer by its layout, the rest as it is.
-void ShowNamed(Json& into, const LinkEvent& event, const char* name, const Answer* layout) {
+void ShowNamed(Json& into, const LinkEvent& event, const char* name, const AnswerLayout* layout) {
     if (name != nullptr) into["name"] = name;
     if (layout == nullptr || !event.has_echo()) {
         ShowData(into, event.data);
@@ -101,7 +101,7 @@ void ShowNamed(Json& into, const LinkEvent& event, const char* name, const Answe
 }
 
 void ShowReport(Json& into, const LinkEvent& event, std::uint16_t number) {
-    const ReportRow* const row = FindReport(number);
+    const ReportForm* const row = FindReport(number);
     if (row != nullptr && row->sequenced && event.has_echo()) into["sequence"] = event.Word(0);
     ShowNamed(into, event, row != nullptr ? row->name : nullptr,
               row != nullptr && row->binary ? &row->answer : nullptr);
@@ -113,7 +113,7 @@ void ShowReply(Json& into, const LinkEvent& event) {
         return;
     }
     into["id"] = event.function_id();
-    if (const CommandRow* const row = FindCommand(event.function_id()); row != nullptr)
+    if (const CommandForm* const row = FindCommand(event.function_id()); row != nullptr)
         ShowNamed(into, event, row->name, &row->answer);
     else
         ShowReport(into, event, event.function_id());
@@ -126,7 +126,7 @@ std::vector<const Field*> Written(Fields fields) {
     return written;
 }
 
-std::size_t IndexOf(const CommandRow& row, const std::vector<const Field*>& fields, std::string_view name) {
+std::size_t IndexOf(const CommandForm& row, const std::vector<const Field*>& fields, std::string_view name) {
     for (std::size_t at = 0; at < fields.size(); ++at)
         if (fields[at]->name == name) return at;
     throw std::invalid_argument(std::string(row.name) + " has no parameter \"" + std::string(name) +
@@ -148,7 +148,7 @@ bool IsNamed(const std::vector<const Field*>& fields, const std::string& word) {
 using Values = std::vector<std::optional<std::string>>;
 
 /// The written values by field. The last field takes all remaining words when it is a text.
-Values Assign(const CommandRow& row, const std::vector<const Field*>& fields,
+Values Assign(const CommandForm& row, const std::vector<const Field*>& fields,
               const std::vector<std::string>& words) {
     Values values(fields.size());
     std::size_t next = 0;
@@ -173,14 +173,14 @@ Values Assign(const CommandRow& row, const std::vector<const Field*>& fields,
 
 }  // namespace
 
-std::string ParameterForm(const CommandRow& row) {
+std::string ParameterForm(const CommandForm& row) {
     std::string form;
     for (const Field* field : Written(row.parameters))
         form += (form.empty() ? "" : " ") + std::string(field->name) + "=<" + ValueForm(*field) + ">";
     return form;
 }
 
-ByteVector EncodeParameters(const CommandRow& row, const std::vector<std::string>& words, ConstBytes base) {
+ByteVector EncodeParameters(const CommandForm& row, const std::vector<std::string>& words, ConstBytes base) {
     const std::vector<const Field*> fields = Written(row.parameters);
     const Values values = Assign(row, fields, words);
     ByteVector record;
@@ -205,8 +205,8 @@ ByteVector EncodeParameters(const CommandRow& row, const std::vector<std::string
     return record;
 }
 
-ByteVector EncodeBaseParameters(const CommandRow& row, const std::vector<std::string>& words) {
-    const CommandRow& base = *FindCommand(row.read_first);
+ByteVector EncodeBaseParameters(const CommandForm& row, const std::vector<std::string>& words) {
+    const CommandForm& base = *FindCommand(row.read_first);
     const std::vector<const Field*> fields = Written(row.parameters);
     const Values values = Assign(row, fields, words);
     ByteVector record;
@@ -224,7 +224,7 @@ ConstBytes Payload(const LinkEvent& event) {
     return ConstBytes(event.data).subspan(kAnswerHeader);
 }
 
-Json DecodeAnswer(const CommandRow& row, const LinkEvent& event) {
+Json DecodeAnswer(const CommandForm& row, const LinkEvent& event) {
     Json answer = {{"answer", row.name}, {"id", row.id}, {"code", event.code}};
     if (event.data.empty()) {
         answer["error"] = event.code == 11 ? std::string("wrong checksum, says the agent") : "no data";
@@ -240,17 +240,17 @@ Json DecodeAnswer(const CommandRow& row, const LinkEvent& event) {
     return answer;
 }
 
-Json DecodePayload(const CommandRow& row, ConstBytes payload) {
+Json DecodePayload(const CommandForm& row, ConstBytes payload) {
     Json shown = Json::object();
     if (row.parameters.empty())
         ShowData(shown, payload);
     else
-        ReadPayload(shown, payload, Answer{Shape::kRecord, row.parameters});
+        ReadPayload(shown, payload, AnswerLayout{Shape::kRecord, row.parameters});
     return shown;
 }
 
-ByteVector EncodeAnswer(const CommandRow& row, const std::vector<std::string>& words) {
-    const CommandRow form{row.id, row.name, row.help, row.answer.fields};
+ByteVector EncodeAnswer(const CommandForm& row, const std::vector<std::string>& words) {
+    const CommandForm form{row.id, row.name, row.help, row.answer.fields};
     if (row.answer.shape != Shape::kList) return EncodeParameters(form, words);
     ByteVector list(2);
     ByteWriter(list).U16(static_cast<std::uint16_t>(words.size()));

@@ -46,7 +46,7 @@ std::string Days(const std::string& text) {
 
 PlatformSide::Request PlatformSide::MakeRequest(const std::string& name,
                                                 const std::vector<std::string>& values) {
-    const CommandRow& row = *FindCommand(name);
+    const CommandForm& row = *FindCommand(name);
     return {row, EncodeParameters(row, values)};
 }
 

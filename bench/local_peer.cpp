@@ -83,8 +83,8 @@ Json DecodePeerEvent(const PeerEvent& event) {
     if (event.kind == PeerEventKind::kRequest) {
         shown["id"] = event.func_id;
         shown["sequence"] = event.sequence;
-        static constexpr CommandRow kUnknown{0, "unknown", ""};
-        const CommandRow* const row = FindLocalRequest(event.func_id);
+        static constexpr CommandForm kUnknown{0, "unknown", ""};
+        const CommandForm* const row = FindLocalRequest(event.func_id);
         shown["name"] = row != nullptr ? row->name : kUnknown.name;
         if (event.text() != "i")  // which only fills a request that has nothing to say
             shown.update(DecodePayload(row != nullptr ? *row : kUnknown, event.payload));

@@ -36,7 +36,7 @@ bool IsCalibration(ConstBytes payload) {
     return config.is_object() && config.value("save", Json(1)) == 0;
 }
 
-ByteVector EncodeData(const CommandRow& row, const Json& data) {
+ByteVector EncodeData(const CommandForm& row, const Json& data) {
     if (data.is_string()) return ParseHex(data.get<std::string>());
     const Fields fields = row.answer.fields;
     const bool text = fields.size() == 1 && fields.front().kind == FieldKind::kRest;
@@ -52,7 +52,7 @@ ByteVector EncodeData(const CommandRow& row, const Json& data) {
 
 }  // namespace
 
-PeerAnswer ReadPeerAnswer(const CommandRow& row, const Json& answer) {
+PeerAnswer ReadPeerAnswer(const CommandForm& row, const Json& answer) {
     PeerAnswer read;
     for (const auto& [name, value] : answer.items()) {
         if (name == "result")
@@ -81,7 +81,7 @@ void PeerAnswers::Reset(std::uint16_t id) {
 
 void PeerAnswers::Load(const Json& answers) try {
     for (const auto& [name, answer] : answers.items()) {
-        const CommandRow* const row = FindLocalRequest(name);
+        const CommandForm* const row = FindLocalRequest(name);
         if (row == nullptr) throw std::invalid_argument("the agent never asks for " + name);
         Set(row->id, ReadPeerAnswer(*row, answer));
     }
@@ -93,7 +93,7 @@ std::optional<PeerAnswers::Reply> PeerAnswers::ReplyTo(std::uint16_t id, ConstBy
     const std::lock_guard guard(mutex_);
     const auto found = changed_.find(id);
     const PeerAnswer changed = found == changed_.end() ? PeerAnswer() : found->second;
-    const CommandRow* const row = FindLocalRequest(id);
+    const CommandForm* const row = FindLocalRequest(id);
     const bool answered = row != nullptr && row->answer.shape != Shape::kNoAnswer;
     if (changed.silent || !answered || (id == 88 && IsCalibration(payload))) return {};
 
@@ -147,7 +147,7 @@ Json PeerAnswers::Changes() const {
     const std::lock_guard guard(mutex_);
     Json changes = Json::array();
     for (const auto& [id, answer] : changed_) {
-        const CommandRow* const row = FindLocalRequest(id);
+        const CommandForm* const row = FindLocalRequest(id);
         changes.push_back(
             {{"id", id},
              {"name", row != nullptr ? row->name : ""},
@@ -159,7 +159,7 @@ Json PeerAnswers::Changes() const {
 }
 
 ByteVector UsualStatus() {
-    const CommandRow& row = *FindLocalReport("status");
+    const CommandForm& row = *FindLocalReport("status");
     return EncodeParameters(row,
                             {"1", "1", "0", "1", "00:00:5E:00:53:02", "Internet", "", "", "", "203.0.113.24",
                              "255.255.255.0", "203.0.113.1", "203.0.113.53", "203.0.113.54", "1500", "1"});

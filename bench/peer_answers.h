@@ -52,7 +52,7 @@ class PeerAnswers {
 };
 
 /// One answer as Load takes it.
-PeerAnswer ReadPeerAnswer(const CommandRow& row, const Json& answer);
+PeerAnswer ReadPeerAnswer(const CommandForm& row, const Json& answer);
 
 /// The status record that the peer reports when nothing else is said (FuncID 81).
 ByteVector UsualStatus();

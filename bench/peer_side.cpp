@@ -22,15 +22,15 @@ ByteVector Joined(ByteVector first, const ByteVector& second) {
     return first;
 }
 
-const CommandRow& RequestRow(const std::string& name) {
-    const CommandRow* const row = FindLocalRequest(name);
+const CommandForm& RequestRow(const std::string& name) {
+    const CommandForm* const row = FindLocalRequest(name);
     if (row == nullptr) throw CommandError("the agent never asks for \"" + name + "\"");
     return *row;
 }
 
-std::vector<std::string> Names(std::span<const CommandRow> rows) {
+std::vector<std::string> Names(std::span<const CommandForm> rows) {
     std::vector<std::string> names;
-    for (const CommandRow& row : rows) names.emplace_back(row.name);
+    for (const CommandForm& row : rows) names.emplace_back(row.name);
     return names;
 }
 
@@ -50,7 +50,7 @@ std::string Sentence(const PeerEvent& event, const Json& shown) {
 
 }  // namespace
 
-ByteVector ReportPayload(const CommandRow& row, const std::vector<std::string>& words) {
+ByteVector ReportPayload(const CommandForm& row, const std::vector<std::string>& words) {
     if (!words.empty() && words[0].starts_with(kHexadecimal))
         return ParseHex(words[0].substr(sizeof kHexadecimal - 1));
     return EncodeParameters(row, words, row.id == 81 ? UsualStatus() : ByteVector());
@@ -144,21 +144,21 @@ void PeerSide::AddAnswers() {
         });
     Add("requests", "", "lists what the agent may ask", 0, [this](const Invocation&) {
         Json rows = Json::array();
-        for (const CommandRow& row : LocalRequests())
+        for (const CommandForm& row : LocalRequests())
             rows.push_back({{"id", row.id}, {"name", row.name}, {"help", row.help}});
         interpreter_.last = {{"requests", rows}};
         output_.Show(interpreter_.last, Lines(interpreter_.last));
     });
     Add("reply", "<request> [hex=<hex>]", "a reply that nobody asked for: the result byte and its data", 1,
         [this](const Invocation& words) {
-            const CommandRow& row = RequestRow(words.word(1));
+            const CommandForm& row = RequestRow(words.word(1));
             Require(peer_.Send(row.id,
                                words.size() > 2 ? ReportPayload(row, words.WordsFrom(2)) : ByteVector{0}));
         });
 }
 
 void PeerSide::Answer(const Invocation& words) {
-    const CommandRow& row = RequestRow(words.word(1));
+    const CommandForm& row = RequestRow(words.word(1));
     PeerAnswer answer;
     std::vector<std::string> values;
     for (const std::string& word : words.WordsFrom(2)) {
@@ -202,7 +202,7 @@ void PeerSide::AddReports() {
 }
 
 void PeerSide::Report(const Invocation& words) {
-    const CommandRow* const row = FindLocalReport(words.word(1));
+    const CommandForm* const row = FindLocalReport(words.word(1));
     if (row == nullptr)
         throw CommandError("no report \"" + words.word(1) + "\"; there are 81, 84, 86 and 89");
     Require(peer_.Send(row->id, ReportPayload(*row, words.WordsFrom(2))));

@@ -46,6 +46,6 @@ class PeerSide {
 };
 
 /// The payload of a report as written: its row's parameters, or "hex=..".
-ByteVector ReportPayload(const CommandRow& row, const std::vector<std::string>& words);
+ByteVector ReportPayload(const CommandForm& row, const std::vector<std::string>& words);
 
 }  // namespace plug::bench

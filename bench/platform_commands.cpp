@@ -26,7 +26,7 @@ std::string AnswerText(const Json& answer) {
 }  // namespace
 
 void PlatformSide::AddFunctionCommands() {
-    for (const CommandRow& row : CommandRows()) {
+    for (const CommandForm& row : CommandForms()) {
         std::vector<std::string> completions;
         for (const Field& field : row.parameters)
             if (field.kind != FieldKind::kSkip) completions.push_back(std::string(field.name) + "=");
@@ -60,12 +60,12 @@ PlatformSide::Request PlatformSide::ParseRequest(const Invocation& words) {
         const auto id = static_cast<std::uint16_t>(ParseNumber(words.word(1), 0xFFFF));
         return {{id, "call", ""}, ParseHex(words.RestFrom(2)), true};
     }
-    const CommandRow* const row = FindCommand(words.word(0));
+    const CommandForm* const row = FindCommand(words.word(0));
     if (row == nullptr) throw CommandError("no function command \"" + words.word(0) + "\"");
     const std::vector<std::string> given = words.WordsFrom(1);
     if (row->read_first == 0 || given.empty()) return {*row, EncodeParameters(*row, given)};
 
-    const CommandRow& base = *FindCommand(row->read_first);
+    const CommandForm& base = *FindCommand(row->read_first);
     Cursor cursor = platform_.FromNow();
     const std::uint16_t head = platform_.NextHead();
     const Request read = {base, EncodeBaseParameters(*row, given)};

@@ -202,7 +202,7 @@ void PlatformSide::Wait(const Invocation& words) {
     std::size_t next = 2;
     std::optional<std::uint8_t> type;
     if (what == "report" && words.size() > next) {
-        const ReportRow* const row = FindReport(words.word(next));
+        const ReportForm* const row = FindReport(words.word(next));
         type = row != nullptr ? row->number : static_cast<std::uint8_t>(ParseNumber(words.word(next), 0xFF));
         ++next;
     }

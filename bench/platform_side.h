@@ -18,7 +18,7 @@ class PlatformSide {
 
   private:
     struct Request {
-        CommandRow row;
+        CommandForm row;
         ByteVector parameters;
         bool raw = false;  // by number; the answer is shown as bytes
     };

@@ -28,13 +28,13 @@ constinit SendState state;
 
 enum class Payload : std::uint8_t { kNone, kTwoBytes, kData, kInquiry, kPluginState, kRefused };
 
-struct CommandRow {
+struct LocalCommand {
     std::uint16_t id;
     Payload payload;
     const char* log;
 };
 
-constexpr CommandRow kCommands[] = {
+constexpr LocalCommand kCommands[] = {
     {1, Payload::kNone, "comm_get_version"},
     {2, Payload::kNone, "comm_get_base_info"},
     {3, Payload::kNone, "comm_get_wan_cfg"},
@@ -61,8 +61,8 @@ constexpr CommandRow kCommands[] = {
     {999, Payload::kData, "Firmware update"},
 };
 
-const CommandRow* FindRow(std::uint16_t func_id) {
-    const auto* const row = std::ranges::find(kCommands, func_id, &CommandRow::id);
+const LocalCommand* FindRow(std::uint16_t func_id) {
+    const auto* const row = std::ranges::find(kCommands, func_id, &LocalCommand::id);
     return row != std::end(kCommands) ? row : nullptr;
 }
 
@@ -74,7 +74,7 @@ ConstBytes PluginState(std::span<char> text) {
 }
 
 /// The payload of a command; `scratch` may hold it.
-ConstBytes PayloadOf(const CommandRow& row, ConstBytes data, std::span<char> scratch) {
+ConstBytes PayloadOf(const LocalCommand& row, ConstBytes data, std::span<char> scratch) {
     switch (row.payload) {
         case Payload::kTwoBytes:
             return data.first(std::min<std::size_t>(data.size(), 2));
@@ -128,7 +128,7 @@ void CloseLocalPeer() {
 }
 
 const char* CommandName(std::uint16_t func_id) {
-    const CommandRow* const row = FindRow(func_id);
+    const LocalCommand* const row = FindRow(func_id);
     return row != nullptr ? row->log : nullptr;
 }
 
@@ -140,7 +140,7 @@ int CommSendCmd(std::uint16_t func_id, ConstBytes data) {
         return -1;
     }
     ++state.sequence;
-    const CommandRow* const row = FindRow(func_id);
+    const LocalCommand* const row = FindRow(func_id);
     if (row == nullptr || row->payload == Payload::kRefused) {
         PLUG_LOG(kErr, "%s", row != nullptr ? row->log : "funcCMD error");
         return -1;
