@@ -1,14 +1,12 @@
 #include "bench/router_state.h"
 
 #include <cjson/cJSON.h>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <stdexcept>
 #include <system_error>
 
 #include "bench/process.h"
+#include "sdk/simulator/shared_file.h"
 
 namespace plug::bench {
 namespace {
@@ -17,33 +15,13 @@ std::system_error SystemError(const std::string& what) {
     return {errno, std::generic_category(), what};
 }
 
-/// The lock on a state file, held for the object's life.
-class StateLock {
-  public:
-    explicit StateLock(const std::string& path)
-        : file_(open((path + ".lock").c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
-        if (file_ < 0) throw SystemError("opening " + path + ".lock");
-        while (flock(file_, LOCK_EX) != 0) {
-            if (errno == EINTR) continue;
-            close(file_);
-            throw SystemError("locking " + path);
-        }
-    }
-    ~StateLock() { close(file_); }
-    StateLock(const StateLock&) = delete;
-    StateLock& operator=(const StateLock&) = delete;
-
-  private:
-    int file_;
-};
-
 /// As the simulator prints it, so that the file looks the same whoever wrote it last.
 std::string Printed(const Json& home) {
     cJSON* const tree = cJSON_Parse(home.dump().c_str());
     char* const text = cJSON_Print(tree);
     cJSON_Delete(tree);
     if (text == nullptr) throw std::runtime_error("no memory for the router's state");
-    std::string printed = std::string(text) + "\n";
+    std::string printed = text;
     cJSON_free(text);
     return printed;
 }
@@ -51,8 +29,7 @@ std::string Printed(const Json& home) {
 }  // namespace
 
 RouterState RouterState::OfEnvironment() {
-    const char* const path = getenv("ROUTER_SIM");
-    return RouterState(path != nullptr && *path != '\0' ? path : "/tmp/router.json");
+    return RouterState(simulator::StatePath());
 }
 
 Json RouterState::Read() const {
@@ -64,15 +41,12 @@ Json RouterState::Read() const {
 }
 
 void RouterState::Change(const std::function<void(Json& home)>& change) const {
-    const StateLock lock(path_);
+    const simulator::WriteLock lock(path_);
+    if (!lock.held()) throw SystemError("locking " + path_);
     Json home = Read();
     change(home);
-    const std::string draft = path_ + "." + std::to_string(getpid()) + ".tmp";
-    WriteFile(draft, Printed(home));
-    if (rename(draft.c_str(), path_.c_str()) == 0) return;
-    const std::system_error error = SystemError("replacing " + path_);
-    unlink(draft.c_str());
-    throw error;
+    if (!simulator::PublishFile(path_, Printed(home), simulator::Publish::kReplace))
+        throw SystemError("replacing " + path_);
 }
 
 Json* RouterState::FindDevice(Json& home, const MacAddress& mac) {

@@ -1,26 +1,21 @@
 #include "state_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <mutex>
 #include <string>
-#include <string_view>
 
 namespace simulator {
 namespace {
 
-constexpr char kDefaultPath[] = "/tmp/router.json";
 constexpr off_t kMaxFileSize = 1 << 20;
 
 // Times of change are counted in clock ticks: a file changed within one may change again without showing it.
@@ -45,25 +40,6 @@ struct SimulatorState {
 };
 SimulatorState state;
 
-class Fd {
-  public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd() {
-        if (fd_ >= 0) close(fd_);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
-
-const char* StatePath() {
-    const char* path = std::getenv("ROUTER_SIM");
-    return path != nullptr && *path != '\0' ? path : kDefaultPath;
-}
-
 std::int64_t Nanoseconds(const timespec& time) {
     return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
 }
@@ -86,17 +62,6 @@ void Remember(cJSON* tree, const FileVersion& version, std::int64_t read_at) {
     state.settled = read_at - version.changed_ns > kTickNs;
 }
 
-// Writes all of the text; false on an error.
-bool WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 bool ReadAll(int fd, std::string* text) {
     std::size_t filled = 0;
     while (filled < text->size()) {
@@ -110,29 +75,13 @@ bool ReadAll(int fd, std::string* text) {
     return true;
 }
 
-enum class Publish { kReplace, kUnlessThere };
-
-// Makes the text the file's content in one step, by way of a file beside it. A file that is there already is
-// no error.
-bool WriteFile(const char* path, std::string_view text, Publish publish, struct stat* info) {
-    const std::string draft = std::string(path) + "." + std::to_string(getpid()) + ".tmp";
-    const Fd fd(open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
-    if (fd.get() < 0) return false;
-    bool done = WriteAll(fd.get(), text) && WriteAll(fd.get(), "\n") && fstat(fd.get(), info) == 0;
-    if (done && publish == Publish::kReplace) done = rename(draft.c_str(), path) == 0;
-    if (done && publish == Publish::kUnlessThere) done = link(draft.c_str(), path) == 0 || errno == EEXIST;
-    if (!done || publish == Publish::kUnlessThere) unlink(draft.c_str());
-    return done;
-}
-
 // Opens the state file, writing the default home first when there is none.
 int OpenState(const char* path) {
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd >= 0 || errno != ENOENT) return fd;
     char* home = DefaultHome();
     if (home == nullptr) return -1;
-    struct stat info;
-    const bool written = WriteFile(path, home, Publish::kUnlessThere, &info);
+    const bool written = PublishFile(path, home, Publish::kUnlessThere).has_value();
     cJSON_free(home);
     return written ? open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
 }
@@ -150,15 +99,11 @@ cJSON* Parse(const std::string& text) {
 
 StateLock::StateLock(bool writing) {
     state.mutex.lock();
-    if (!writing) return;
-    const std::string path = std::string(StatePath()) + ".lock";
-    lock_file_ = open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
-    while (lock_file_ >= 0 && flock(lock_file_, LOCK_EX) != 0 && errno == EINTR) {
-    }
+    if (writing) file_lock_.emplace(StatePath());
 }
 
 StateLock::~StateLock() {
-    if (lock_file_ >= 0) close(lock_file_);
+    file_lock_.reset();
     state.mutex.unlock();
 }
 
@@ -186,14 +131,13 @@ cJSON* LoadState() {
 
 int SaveState() {
     char* text = cJSON_Print(state.tree);
-    struct stat info;
-    const bool written = text != nullptr && WriteFile(StatePath(), text, Publish::kReplace, &info);
+    const auto written = text != nullptr ? PublishFile(StatePath(), text, Publish::kReplace) : std::nullopt;
     cJSON_free(text);
     if (!written) {
         Complain("cannot be written: %s", std::strerror(errno));
         return kNotSaved;
     }
-    Remember(state.tree, VersionOf(info), Now());
+    Remember(state.tree, VersionOf(*written), Now());
     return kOk;
 }
 

@@ -6,6 +6,10 @@
 
 #include <cjson/cJSON.h>
 
+#include <optional>
+
+#include "shared_file.h"
+
 namespace simulator {
 
 // What calls return when the simulator itself must refuse.
@@ -26,7 +30,7 @@ class StateLock {
     StateLock& operator=(const StateLock&) = delete;
 
   private:
-    int lock_file_ = -1;
+    std::optional<WriteLock> file_lock_;
 };
 
 // The tree as the file has it now, or nullptr. A missing file is created with the default home.

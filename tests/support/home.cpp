@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <sstream>
 
+#include "sdk/simulator/shared_file.h"
+
 namespace plug::test {
 
 void Home::Write() const {
@@ -19,9 +21,7 @@ void Home::Write() const {
     }
     json << R"(], "black_list": [)" << black_list << R"(], "faults": {)" << faults << R"(}, "counts": {)"
          << counts << R"(}, "call_log": ")" << kSdkCallsPath << R"("})";
-    const std::string draft = std::string(kHomePath) + ".new";
-    WriteFile(draft, json.str());
-    std::filesystem::rename(draft, kHomePath);
+    EXPECT_TRUE(simulator::PublishFile(kHomePath, json.str(), simulator::Publish::kReplace));
 }
 
 Lines TakeSdkCalls(std::string_view part) {
