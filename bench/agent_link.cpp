@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <stdexcept>
 #include <thread>
 
 #include "bench/sockets.h"
@@ -38,18 +39,36 @@ bool AgentLink::Drop(bool abruptly) {
     return connect(socket, &nowhere, sizeof nowhere) == 0;
 }
 
+ssize_t AgentLink::Receive() {
+    std::array<std::uint8_t, 16384> chunk;
+    const ssize_t got = recv(socket, chunk.data(), chunk.size(), 0);
+    if (got > 0) received.insert(received.end(), chunk.begin(), chunk.begin() + got);
+    return got;
+}
+
+bool AgentLink::Await(TimePoint deadline) {
+    return Readable(socket, deadline) && Receive() > 0;
+}
+
+ByteVector AgentLink::Take(std::size_t count) {
+    const auto end = received.begin() + static_cast<std::ptrdiff_t>(count);
+    ByteVector taken(received.begin(), end);
+    received.erase(received.begin(), end);
+    return taken;
+}
+
+ByteVector AgentLink::AwaitBytes(std::size_t count, TimePoint deadline) {
+    while (received.size() < count && Await(deadline)) {
+    }
+    return Take(std::min(count, received.size()));
+}
+
 std::optional<LinkEvent> AgentLink::CutFrame(const CipherKey& key) {
     if (received.size() < kFrameHeaderSize) return {};
-    const auto take = [this](std::size_t count) {
-        const auto end = received.begin() + static_cast<std::ptrdiff_t>(count);
-        ByteVector taken(received.begin(), end);
-        received.erase(received.begin(), end);
-        return taken;
-    };
-    const auto bad = [&take](std::size_t count, std::string note) {
+    const auto bad = [this](std::size_t count, std::string note) {
         LinkEvent event;
         event.kind = EventKind::kBadFrame;
-        event.frame = take(count);
+        event.frame = Take(count);
         event.note = std::move(note);
         return event;
     };
@@ -61,7 +80,34 @@ std::optional<LinkEvent> AgentLink::CutFrame(const CipherKey& key) {
     if (size > kMaxFrameSize)
         return bad(kFrameHeaderSize, "a header announcing " + std::to_string(size) + " bytes");
     if (received.size() < size) return {};
-    return ReadFrame(key, take(size));
+    return ReadFrame(key, Take(size));
+}
+
+std::optional<LinkEvent> AgentLink::NextFrame(const CipherKey& key, TimePoint deadline) {
+    TimePoint read_at = std::chrono::steady_clock::now();
+    for (;;) {
+        if (auto event = CutFrame(key)) {
+            if (event->kind == EventKind::kBadFrame) throw std::runtime_error("bad frame: " + event->note);
+            event->time = read_at;
+            return event;
+        }
+        if (!Await(deadline)) return {};
+        read_at = std::chrono::steady_clock::now();
+    }
+}
+
+DirectServer::DirectServer(std::uint16_t port) : port_(port), listener_(Listen("127.0.0.1", port_)) {}
+
+DirectServer::~DirectServer() {
+    close(listener_);
+}
+
+LinkPtr DirectServer::Accept() const {
+    sockaddr_in peer{};
+    const bool came = Readable(listener_, std::chrono::steady_clock::now() + std::chrono::seconds(30));
+    const int socket = came ? AcceptFrom(listener_, peer) : -1;
+    if (socket < 0) throw std::runtime_error("nobody connects");
+    return std::make_shared<AgentLink>(socket, 1, Server::kLogin, AddressText(peer));
 }
 
 }  // namespace plug::bench

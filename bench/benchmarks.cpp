@@ -127,8 +127,7 @@ Transfers& Shared() {
 /// Runs a program once an iteration.
 void RunProgram(State& state, const std::vector<std::string>& argv) {
     while (state.KeepRunning())
-        if (Run({.argv = argv, .environment = {}, .directory = {}}).status != 0)
-            state.SkipWithError("it failed");
+        if (Run({.argv = argv}).status != 0) state.SkipWithError("it failed");
 }
 
 void CountBytes(State& state) {

@@ -7,29 +7,27 @@
 #include <unistd.h>
 
 #include <charconv>
-#include <map>
 #include <system_error>
 
 #include "bench/frames.h"
+#include "bench/process.h"
 #include "bench/sockets.h"
 
 namespace plug::bench {
 namespace {
 
+constexpr Milliseconds kPatience{30000};  // of NextRequest
 constexpr std::size_t kMostRequest = 8192;
 constexpr std::size_t kMostBody = 1U << 30;
 constexpr int kSlowSteps = 20;  // a second
 
-/// What a request asks for.
-using Wishes = std::map<std::string, std::size_t>;
-
 /// The query of "GET /path?a&b=2 HTTP/1.1"; none when it holds what the server does not know.
-std::optional<Wishes> WishesOf(const std::string& request) {
+std::optional<HttpWishes> WishesOf(const std::string& request) {
     static const char* const kKnown[] = {"404",   "no-length", "short-length", "early-close",
                                          "stall", "slow",      "dribble",      "size"};
     const std::size_t start = request.find(' ') + 1;
     const std::string target = request.substr(start, request.find(' ', start) - start);
-    Wishes wishes;
+    HttpWishes wishes;
     for (std::size_t at = std::min(target.find('?'), target.size()) + 1; at < target.size();) {
         const std::size_t end = std::min(target.find('&', at), target.size());
         const std::string word = target.substr(at, end - at);
@@ -84,6 +82,17 @@ std::vector<std::string> HttpServer::Requests() const {
     return requests_;
 }
 
+std::string HttpServer::NextRequest() {
+    const bool came = WaitUntil([this] { return Requests().size() > returned_; }, kPatience);
+    if (!came) throw std::runtime_error("nobody asks the HTTP server");
+    return Requests()[returned_++];
+}
+
+void HttpServer::AnswerAs(std::string bytes) {
+    const std::lock_guard guard(mutex_);
+    fixed_answer_ = std::move(bytes);
+}
+
 void HttpServer::Serve() {
     for (;;) {
         pollfd polled[2] = {{stop_, POLLIN, 0}, {listener_, POLLIN, 0}};
@@ -115,14 +124,24 @@ std::string HttpServer::ReadRequest(int client) {
 
 void HttpServer::Answer(int client) {
     const std::string request = ReadRequest(client);
-    const std::optional<Wishes> wishes = WishesOf(request);
-    const auto wish = [&wishes](const char* name) { return wishes->contains(name); };
-    if (!wishes || wish("404")) {
-        WriteAll(client, AsBytes(Header(wishes ? "404 Not Found" : "400 Bad Request", LengthField(0))));
-        return;
+    std::string fixed_answer;
+    {
+        const std::lock_guard guard(mutex_);
+        fixed_answer = fixed_answer_;
     }
+    const std::optional<HttpWishes> wishes = WishesOf(request);
+    if (!fixed_answer.empty())
+        WriteAll(client, AsBytes(fixed_answer));
+    else if (!wishes || wishes->contains("404"))
+        WriteAll(client, AsBytes(Header(wishes ? "404 Not Found" : "400 Bad Request", LengthField(0))));
+    else
+        SendFile(client, *wishes);
+}
+
+void HttpServer::SendFile(int client, const HttpWishes& wishes) {
+    const auto wish = [&wishes](const char* name) { return wishes.contains(name); };
     const std::string sized =
-        wish("size") ? Sized(content_, std::min(wishes->at("size"), kMostBody)) : std::string();
+        wish("size") ? Sized(content_, std::min(wishes.at("size"), kMostBody)) : std::string();
     std::string_view body = wish("size") ? sized : content_;
     const std::size_t announced = body.size() - (wish("short-length") && !body.empty() ? 1 : 0);
     const std::string header = Header("200 OK", wish("no-length") ? "" : LengthField(announced));
@@ -132,7 +151,7 @@ void HttpServer::Answer(int client) {
     for (std::size_t at = 0; at < header.size(); at += dribble ? 1 : header.size())
         if (!WriteAll(client, AsBytes(std::string_view(header).substr(at, dribble ? 1 : header.npos))))
             return;
-    const double seconds = wish("slow") ? static_cast<double>(wishes->at("slow")) : 0;
+    const double seconds = wish("slow") ? static_cast<double>(wishes.at("slow")) : 0;
     if (SendBody(client, body, seconds, dribble) && wish("stall")) AwaitEnd(client);
 }
 

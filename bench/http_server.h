@@ -10,10 +10,11 @@
 //   dribble       the header byte by byte, the body in odd pieces
 //   size=<n>      a body of n bytes: the file's beginning, or the file over and over
 //
-// One thread serves one connection after the other. An unknown word gets "400 Bad Request".
+// An unknown word gets "400 Bad Request". What the words cannot say, AnswerAs does. One thread serves one
+// connection after the other.
 #pragma once
 
-#include <atomic>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -22,6 +23,9 @@
 #include "bench/event_log.h"
 
 namespace plug::bench {
+
+/// The words of a query, with their values.
+using HttpWishes = std::map<std::string, std::size_t>;
 
 class HttpServer {
   public:
@@ -35,12 +39,18 @@ class HttpServer {
     std::uint16_t port() const { return port_; }
     /// "http://127.0.0.1:8080/" and the rest, as "plug?slow=2".
     std::string Url(const std::string& rest = "plug") const;
+    /// Answers whatever is asked with these bytes as they are, from now on; empty: as asked again.
+    void AnswerAs(std::string bytes);
     /// The requests so far, each with its empty line.
     std::vector<std::string> Requests() const;
+    /// The next request that was not returned here before, "" for a client that went without one. Throws
+    /// std::runtime_error when none comes within half a minute.
+    std::string NextRequest();
 
   private:
     void Serve();
     void Answer(int client);
+    void SendFile(int client, const HttpWishes& wishes);
     std::string ReadRequest(int client);
     bool SendBody(int client, std::string_view body, double seconds, bool dribble);
     bool Pause(Milliseconds time) const;
@@ -51,8 +61,10 @@ class HttpServer {
     std::uint16_t port_;
     int listener_ = -1;
     int stop_ = -1;
-    mutable std::mutex mutex_;  // guards requests_
+    mutable std::mutex mutex_;  // guards what follows
+    std::string fixed_answer_;
     std::vector<std::string> requests_;
+    std::size_t returned_ = 0;  // of them, by NextRequest
     std::thread thread_;
 };
 

@@ -30,12 +30,6 @@ void AwaitRead(int socket) {
         kUnreadPatience);
 }
 
-ByteVector MakeFrame(std::uint16_t func_id, std::uint32_t sequence, ConstBytes payload) {
-    ByteVector frame(sizeof(LocalHeader) + payload.size());
-    WriteLocalFrame(frame, func_id, sequence, payload);
-    return frame;
-}
-
 void PutHeader(ByteVector& frame, const LocalHeader& header) {
     memcpy(frame.data(), &header, sizeof header);
 }
@@ -121,6 +115,11 @@ bool LocalPeer::Connect(Milliseconds timeout) {
         },
         std::chrono::duration_cast<Milliseconds>(deadline - Clock::now()));
     if (socket < 0) return false;
+    Adopt(socket);
+    return true;
+}
+
+void LocalPeer::Adopt(int socket) {
     PeerEvent event;
     {
         const std::lock_guard guard(mutex_);
@@ -130,7 +129,6 @@ bool LocalPeer::Connect(Milliseconds timeout) {
     }
     log_.Append(std::move(event));
     eventfd_write(wake_, 1);
-    return true;
 }
 
 void LocalPeer::Disconnect() {
@@ -153,11 +151,11 @@ bool LocalPeer::SendBytes(ConstBytes bytes) {
 }
 
 ByteVector LocalPeer::Frame(std::uint16_t func_id, ConstBytes payload) {
-    return MakeFrame(func_id, next_sequence_++, payload);
+    return LocalFrame(func_id, next_sequence_++, payload);
 }
 
 ByteVector LocalPeer::RepeatedFrame(std::uint16_t func_id, ConstBytes payload) const {
-    return MakeFrame(func_id, next_sequence_ - 1, payload);
+    return LocalFrame(func_id, next_sequence_ - 1, payload);
 }
 
 // --- the serving thread ---
@@ -205,11 +203,18 @@ void LocalPeer::Read() {
 }
 
 void LocalPeer::Handle(PeerEvent event) {
-    std::optional<PeerAnswers::Reply> reply;
-    if (event.kind == PeerEventKind::kRequest) reply = answers_.ReplyTo(event.func_id, event.payload);
-    const std::uint16_t func_id = event.func_id;
+    if (event.kind == PeerEventKind::kRequest) {
+        if (auto reply = ReplyTo(event))
+            due_.push_back({Clock::now() + reply->delay, link_, event.func_id, std::move(reply->payload)});
+    }
     Record(std::move(event));
-    if (reply) due_.push_back({Clock::now() + reply->delay, link_, func_id, std::move(reply->payload)});
+}
+
+std::optional<PeerAnswers::Reply> LocalPeer::ReplyTo(const PeerEvent& request) {
+    if (!options_.answer) return answers_.ReplyTo(request.func_id, request.payload);
+    auto payload = options_.answer(request);
+    if (!payload) return {};
+    return PeerAnswers::Reply{std::move(*payload)};
 }
 
 void LocalPeer::AnswerDue() {
@@ -246,6 +251,12 @@ void LocalPeer::Close(std::string note) {
 void LocalPeer::Record(PeerEvent event) {
     event.link = link_;
     log_.Append(std::move(event));
+}
+
+ByteVector LocalFrame(std::uint16_t func_id, std::uint32_t sequence, ConstBytes payload) {
+    ByteVector frame(sizeof(LocalHeader) + payload.size());
+    WriteLocalFrame(frame, func_id, sequence, payload);
+    return frame;
 }
 
 // --- frames that break the rules ---

@@ -1,4 +1,4 @@
-// The local mesh/Wi-Fi agent: the one client of the agent's local command server.
+// The local peer: the router's mesh/Wi-Fi process, the one client of the agent's local command server.
 //
 // One thread of its own reads, records every frame in the log and answers requests as PeerAnswers says. The
 // agent takes what one read yields as one frame, so a frame is written only after the agent has read the one
@@ -12,6 +12,7 @@
 #include "bench/event_log.h"
 #include "bench/peer_answers.h"
 #include "commserver/comm_frame.h"
+#include "core/paths.h"
 
 namespace plug::bench {
 
@@ -41,8 +42,10 @@ PeerMatch IsRequest(std::uint16_t func_id);
 Json DecodePeerEvent(const PeerEvent& event);
 
 struct PeerOptions {
-    std::string path = "/tmp/CommServer";
+    std::string path{kCommServerPath};
     std::uint32_t first_sequence = 1;
+    /// Answers instead of PeerAnswers, on the peer's thread: the reply's payload, or none.
+    std::function<std::optional<ByteVector>(const PeerEvent& request)> answer{};
 };
 
 class LocalPeer {
@@ -55,6 +58,8 @@ class LocalPeer {
     /// Connects, in place of an earlier connection; false when nobody listens within `timeout`. The agent may
     /// still turn a client away that it has no use for: it closes.
     bool Connect(Milliseconds timeout = Milliseconds(10000));
+    /// Takes a connected socket in place of an earlier connection, which must be closed.
+    void Adopt(int socket);
     void Disconnect();
     bool connected() const;
 
@@ -62,6 +67,10 @@ class LocalPeer {
     const LogOf<PeerEvent>& log() const { return log_; }
     CursorOf<PeerEvent> FromStart() const { return CursorOf<PeerEvent>(log_); }
     CursorOf<PeerEvent> FromNow() const { return CursorOf<PeerEvent>(log_, log_.size()); }
+    /// Waits on the peer's own cursor, which only this moves.
+    std::optional<PeerEvent> WaitFor(const PeerMatch& matches, Milliseconds timeout) {
+        return own_cursor_.WaitFor(matches, timeout);
+    }
 
     // False when not connected.
     bool Send(std::uint16_t func_id, ConstBytes payload) { return SendBytes(Frame(func_id, payload)); }
@@ -78,6 +87,7 @@ class LocalPeer {
     void Serve();
     void Read();
     void Handle(PeerEvent event);
+    std::optional<PeerAnswers::Reply> ReplyTo(const PeerEvent& request);
     void AnswerDue();
     Milliseconds UntilDue() const;
     void Close(std::string note);
@@ -86,6 +96,7 @@ class LocalPeer {
     const PeerOptions options_;
     PeerAnswers answers_;
     LogOf<PeerEvent> log_;
+    CursorOf<PeerEvent> own_cursor_{log_};
     std::atomic<std::uint32_t> next_sequence_;
 
     mutable std::mutex mutex_;  // guards the socket: replaced and written under it
@@ -107,6 +118,9 @@ class LocalPeer {
     int wake_ = -1;
     std::thread thread_;
 };
+
+/// A whole frame of the local socket.
+ByteVector LocalFrame(std::uint16_t func_id, std::uint32_t sequence, ConstBytes payload);
 
 // --- frames that break the rules ---
 

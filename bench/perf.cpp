@@ -1,6 +1,5 @@
 #include "bench/perf.h"
 
-#include <poll.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -24,7 +23,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Micros = std::chrono::duration<double, std::micro>;
 
-constexpr char kLoopback[] = "127.0.0.1";
 constexpr Milliseconds kSpacing{20};
 constexpr Milliseconds kPatience{30000};
 constexpr std::uint16_t kMeasuredCommand = 18;  // one byte out of the SDK
@@ -47,56 +45,9 @@ void PinToOneProcessor() {
     }
 }
 
-bool Readable(int socket, Clock::time_point deadline) {
-    const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now()).count();
-    pollfd polled{socket, POLLIN, 0};
-    return poll(&polled, 1, static_cast<int>(std::max<std::int64_t>(left, 0))) == 1;
-}
-
-/// A listener whose connections are served by the measuring thread itself: no other thread of the bench
-/// stands between the agent and the clock.
-class DirectServer {
-  public:
-    DirectServer() : listener_(Listen(kLoopback, port_)) {}
-    ~DirectServer() { close(listener_); }
-    DirectServer(const DirectServer&) = delete;
-    DirectServer& operator=(const DirectServer&) = delete;
-
-    std::uint16_t port() const { return port_; }
-    LinkPtr Accept() const {
-        sockaddr_in peer{};
-        if (!Readable(listener_, Clock::now() + kPatience)) Fail("nobody connected");
-        const int socket = AcceptFrom(listener_, peer);
-        if (socket < 0) Fail("cannot accept");
-        return std::make_shared<AgentLink>(socket, 1, Server::kLogin, AddressText(peer));
-    }
-
-  private:
-    std::uint16_t port_ = 0;
-    int listener_;
-};
-
-/// The next frame, with the time at which its last bytes were read; none after `deadline`.
-std::optional<LinkEvent> NextFrame(AgentLink& link, const CipherKey& key, Clock::time_point deadline) {
-    Clock::time_point read_at = Clock::now();
-    for (;;) {
-        if (auto event = link.CutFrame(key)) {
-            if (event->kind == EventKind::kBadFrame) Fail("bad frame: " + event->note);
-            event->time = read_at;
-            return event;
-        }
-        if (!Readable(link.socket, deadline)) return {};
-        std::array<std::uint8_t, 16384> chunk;
-        const ssize_t got = recv(link.socket, chunk.data(), chunk.size(), 0);
-        read_at = Clock::now();
-        if (got <= 0) Fail("the connection ended");
-        link.received.insert(link.received.end(), chunk.begin(), chunk.begin() + got);
-    }
-}
-
 LinkEvent Expect(AgentLink& link, const CipherKey& key, EventKind kind) {
     const auto deadline = Clock::now() + kPatience;
-    while (auto event = NextFrame(link, key, deadline)) {
+    while (auto event = link.NextFrame(key, deadline)) {
         if (event->kind == EventKind::kHeartbeat) link.Send(BuildFrame(key, MsgType::kHeartbeatAck, {}, {}));
         if (event->kind == kind) return *event;
     }
@@ -171,28 +122,34 @@ double PipelinedRate(const Session& session, const CipherKey& key, int count) {
     return count / std::chrono::duration<double>(Clock::now() - sent).count();
 }
 
-/// A process that sends back what it reads, on the same processor and spaced like the commands: what the
-/// loopback, the scheduler and the client cost without an agent.
+/// Sends back what is read, until the other end goes.
+[[noreturn]] void Echo(const DirectServer& server) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const LinkPtr peer = server.Accept();
+    while (peer->Await(Clock::now() + kPatience) && peer->Send(peer->Take(peer->received.size()))) {
+    }
+    _exit(0);
+}
+
+/// A connection to a port of the loopback that waits when it is read.
+int ConnectToPort(std::uint16_t port) {
+    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(port);
+    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(client, reinterpret_cast<sockaddr*>(&name), sizeof name) != 0) Fail("cannot connect");
+    return client;
+}
+
+/// The round trips to a process that only echoes, on the same processor and spaced like the commands: what
+/// the loopback, the scheduler and the client cost without an agent.
 Times EchoRoundTrips(std::size_t size, int count) {
     const DirectServer server;
     const pid_t child = fork();
     if (child < 0) Fail("cannot fork");
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        const LinkPtr peer = server.Accept();
-        std::array<std::uint8_t, 4096> chunk;
-        while (Readable(peer->socket, Clock::now() + kPatience)) {
-            const ssize_t got = recv(peer->socket, chunk.data(), chunk.size(), 0);
-            if (got <= 0 || !peer->Send(ConstBytes(chunk).first(static_cast<std::size_t>(got)))) break;
-        }
-        _exit(0);
-    }
-    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(server.port());
-    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(client, reinterpret_cast<sockaddr*>(&name), sizeof name) != 0) Fail("cannot reach the echo");
+    if (child == 0) Echo(server);
+    const int client = ConnectToPort(server.port());
     Times times;
     ByteVector bytes(size, 0x5A);
     for (int round = 0; round < count; ++round) {
@@ -231,9 +188,10 @@ Json MeasureIdle(const Session& session, const CipherKey& key, int seconds) {
     const pid_t process = session.agent->pid();
     const Effort before = EffortSoFar(process);
     const auto end = Clock::now() + std::chrono::seconds(seconds);
-    while (auto event = NextFrame(*session.link, key, end))
+    while (auto event = session.link->NextFrame(key, end))
         if (event->kind == EventKind::kHeartbeat)
             session.link->Send(BuildFrame(key, MsgType::kHeartbeatAck, {}, {}));
+    if (Clock::now() < end) Fail("the agent is gone");
     const Effort after = EffortSoFar(process);
     const std::string memory = "/proc/" + std::to_string(process) + "/smaps_rollup";
     return {{"seconds", seconds},

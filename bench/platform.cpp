@@ -151,15 +151,13 @@ void Platform::Accept(Server server) {
 }
 
 void Platform::Read(const LinkPtr& link) {
-    std::array<std::uint8_t, 16384> chunk;
-    const ssize_t received = recv(link->socket, chunk.data(), chunk.size(), 0);
+    const ssize_t received = link->Receive();
     if (received < 0 && (errno == EAGAIN || errno == EINTR)) return;
     if (received <= 0) {
         const std::string reset = received < 0 ? " with " + std::generic_category().message(errno) : "";
         Close(link, link->dropped ? "closed by the platform" : "closed by the agent" + reset);
         return;
     }
-    link->received.insert(link->received.end(), chunk.begin(), chunk.begin() + received);
     while (link->open) {
         auto event = link->CutFrame(key_);
         if (!event) return;

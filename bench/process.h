@@ -18,10 +18,10 @@ namespace plug::bench {
 using Milliseconds = std::chrono::milliseconds;
 
 struct ProcessSpec {
-    std::vector<std::string> argv;         // argv[0] with a slash is a path, else it is looked up in PATH
-    std::vector<std::string> environment;  // "NAME=value", added to or replacing the caller's
-    std::string directory;                 // empty: the caller's
-    bool capture = true;                   // false: its output goes where the caller's goes
+    std::vector<std::string> argv;           // argv[0] with a slash is a path, else it is looked up in PATH
+    std::vector<std::string> environment{};  // "NAME=value", added to or replacing the caller's
+    std::string directory{};                 // empty: the caller's
+    bool capture = true;                     // false: its output goes where the caller's goes
 };
 
 /// A child process. It dies with this object, and with the thread that started it.

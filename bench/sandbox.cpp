@@ -6,8 +6,10 @@
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -42,11 +44,9 @@ struct KeptFolder {
     int descriptor;
 };
 
-std::vector<KeptFolder> HoldFolders(std::vector<std::string> paths) {
-    paths.push_back(ProgramFolder());
-    paths.push_back(std::filesystem::current_path());
+std::vector<KeptFolder> HoldFolders() {
     std::vector<KeptFolder> held;
-    for (const std::string& path : paths) {
+    for (const std::string& path : {ProgramFolder(), std::filesystem::current_path().string()}) {
         if (!path.starts_with("/tmp/")) continue;
         const int descriptor = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
         if (descriptor >= 0) held.push_back({path, descriptor});
@@ -75,23 +75,32 @@ void RaiseLoopback() {
 
 }  // namespace
 
-void EnterSandbox(const SandboxOptions& options) {
+void EnterSandbox(const std::string& hosts) {
     const std::string here = std::filesystem::current_path();
     Unshare();
     Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
-    const std::vector<KeptFolder> kept = HoldFolders(options.keep);
+    const std::vector<KeptFolder> kept = HoldFolders();
     Check(mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, "empty /tmp");
     for (const KeptFolder& folder : kept) BindBack(folder);
     Check(chdir(here.c_str()) == 0 || chdir("/tmp") == 0, "current folder");
     RaiseLoopback();
-    if (!options.hosts.empty()) {
-        WriteFile(kPrivateHosts, options.hosts);
+    if (!hosts.empty()) {
+        WriteFile(kPrivateHosts, hosts);
         Check(mount(kPrivateHosts, kHosts, nullptr, MS_BIND, nullptr) == 0, "private hosts");
     }
 }
 
 void ReplaceHosts(const std::string& content) {
     WriteFile(kPrivateHosts, content);
+}
+
+void ReplaceProgram(const std::string& name, const std::string& script) {
+    static const std::string kFolder = "/tmp/bin";
+    if (std::filesystem::create_directory(kFolder))
+        setenv("PATH", (kFolder + ":" + getenv("PATH")).c_str(), 1);
+    const std::string path = kFolder + "/" + name;
+    WriteFile(path, "#!/bin/sh\n" + script + "\n");
+    Check(chmod(path.c_str(), 0755) == 0, "program " + name);
 }
 
 }  // namespace plug::bench

@@ -4,22 +4,19 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace plug::bench {
 
-struct SandboxOptions {
-    std::string hosts;  // content of a private /etc/hosts; empty: the machine's own
-    std::vector<std::string>
-        keep;  // folders under /tmp that stay visible, besides the program's and the current one
-};
-
-/// Enters for good; later children inherit it. As root with plain namespaces, else with a user namespace in
-/// which the caller is root. Call it before any thread is started. Throws std::system_error naming the step
-/// that failed.
-void EnterSandbox(const SandboxOptions& options = {});
+/// Enters for good; later children inherit it. Folders under /tmp stay visible that hold the program or are
+/// the current one; `hosts`, when not empty, is the content of a private /etc/hosts. As root with plain
+/// namespaces, else with a user namespace in which the caller is root. Call it before any thread is started.
+/// Throws std::system_error naming the step that failed.
+void EnterSandbox(const std::string& hosts = {});
 
 /// Replaces the private /etc/hosts of a sandbox that was entered with one.
 void ReplaceHosts(const std::string& content);
+
+/// Puts a shell script in the place of a program, for processes that are started in the sandbox from now on.
+void ReplaceProgram(const std::string& name, const std::string& script);
 
 }  // namespace plug::bench

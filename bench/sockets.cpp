@@ -52,6 +52,13 @@ int ConnectTo(const std::string& path) {
     return -1;
 }
 
+bool Readable(int socket, std::chrono::steady_clock::time_point deadline) {
+    const auto left = deadline - std::chrono::steady_clock::now();
+    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+    pollfd polled{socket, POLLIN, 0};
+    return poll(&polled, 1, static_cast<int>(std::max<std::int64_t>(milliseconds, 0))) == 1;
+}
+
 bool WriteAll(int socket, ConstBytes bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);

@@ -3,6 +3,7 @@
 
 #include <netinet/in.h>
 
+#include <chrono>
 #include <string>
 
 #include "platform/wire.h"
@@ -16,6 +17,8 @@ int Listen(const std::string& address, std::uint16_t& port);
 int AcceptFrom(int listener, sockaddr_in& peer);
 /// A connection to a Unix socket, non-blocking; -1 when nobody listens there.
 int ConnectTo(const std::string& path);
+/// Waits until something can be read, bytes or the end; false after `deadline`.
+bool Readable(int socket, std::chrono::steady_clock::time_point deadline);
 /// Writes everything, waiting at most five seconds for a peer that does not read.
 bool WriteAll(int socket, ConstBytes bytes);
 /// The socket's own address.

@@ -136,7 +136,7 @@ TEST_F(Devices, NewOnesAreReportedOnce) {
     AwaitLog("Sub dev num:", CountLog("Sub dev num:") + 6);  // three minutes of the access control's rounds
     EXPECT_LE(CountLog("Func39 query..."), queries + 1) << "one may have been due";
 
-    // A local agent tells by itself who is there.
+    // A local peer tells by itself who is there.
     SetOnlineInterval(1);
     LocalPeer peer;
     ASSERT_TRUE(peer.Connect());

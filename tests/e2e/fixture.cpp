@@ -41,7 +41,7 @@ std::int64_t StampBefore(const std::string& log, std::size_t at) {
 }  // namespace
 
 void AgentTest::SetUp() {
-    EnterSandbox({.hosts = "127.0.0.1 localhost\n", .keep = {}});
+    EnterSandbox("127.0.0.1 localhost\n");
     setup_.arguments = {"-d"};
     // A sanitizer wants to come first, but goes well behind the preload.
     setup_.environment = {"TZ=UTC", "LD_PRELOAD=" + ProgramFolder() + "/libagent_preload.so",

@@ -1,4 +1,4 @@
-// Commands that the local mesh/Wi-Fi agent answers and reports that it sends, through the real agent: from
+// Commands that the local peer answers and reports that it sends, through the real agent: from
 // the platform's frame to the local socket and back.
 #include <cmath>
 #include <numeric>
@@ -37,7 +37,6 @@ class Local : public AgentTest {
     void LogInWithPeer() {
         LogIn();
         peer_ = std::make_unique<LocalPeer>();
-        requests_ = peer_->FromStart();
         Connect();
     }
     /// Connects and waits until the agent serves the connection.
@@ -48,9 +47,8 @@ class Local : public AgentTest {
         Ask(kMeshSupport);  // the agent may still be about to take the question for its state as a reply
     }
     PeerEvent AwaitRequest(std::uint16_t func_id) {
-        auto request = requests_->WaitFor(IsRequest(func_id), kPatience);
-        if (!request)
-            throw std::runtime_error("the local agent waits in vain for " + std::to_string(func_id));
+        auto request = peer_->WaitFor(IsRequest(func_id), kPatience);
+        if (!request) throw std::runtime_error("the local peer waits in vain for " + std::to_string(func_id));
         return *request;
     }
     void Answer(std::uint16_t id, const PeerAnswer& answer) { peer_->answers().Set(id, answer); }
@@ -65,7 +63,6 @@ class Local : public AgentTest {
     }
 
     std::unique_ptr<LocalPeer> peer_;
-    std::optional<CursorOf<PeerEvent>> requests_;
 };
 
 TEST_F(Local, CommandsReachItAndItsAnswersThePlatform) {
@@ -198,7 +195,6 @@ TEST_F(Local, TheStoredConfigurationIsAskedForAndCalibrated) {
     RunFast(50);
     StartPlatform();
     peer_ = std::make_unique<LocalPeer>();
-    requests_ = peer_->FromStart();
     const char config[] = R"({"referNum":1440,"serverDiff":7,"interval1":2,"interval2":1440,"interval3":0})";
     Answer(997, {.result = 0, .data = Text(config)});
     LogIn();

@@ -1,13 +1,11 @@
-// The agent's surroundings: shell commands, networks next to its own, programs that stand in for real ones.
+// The agent's surroundings: shell commands, and networks next to its own.
 #pragma once
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -17,7 +15,7 @@ namespace plug::e2e {
 
 /// Runs a shell command, which must succeed, and returns its output.
 inline std::string Shell(const std::string& command) {
-    const bench::Outcome outcome = bench::Run({{"/bin/sh", "-ec", command}, {}, "", true});
+    const bench::Outcome outcome = bench::Run({.argv = {"/bin/sh", "-ec", command}});
     if (outcome.status != 0)
         throw std::runtime_error(command + " ended with " + std::to_string(outcome.status) + ": " +
                                  outcome.output);
@@ -49,15 +47,6 @@ void InNetwork(const std::string& name, Act act) {
         if (entered) act();
     }).join();
     if (!entered) throw std::runtime_error("no network " + name);
-}
-
-/// Puts a shell script in the place of a program, for agents that are started from now on.
-inline void ReplaceProgram(const std::string& name, const std::string& script) {
-    static const std::string kFolder = "/tmp/bin";
-    if (std::filesystem::create_directory(kFolder))
-        setenv("PATH", (kFolder + ":" + getenv("PATH")).c_str(), 1);
-    bench::WriteFile(kFolder + "/" + name, "#!/bin/sh\n" + script + "\n");
-    chmod((kFolder + "/" + name).c_str(), 0755);
 }
 
 }  // namespace plug::e2e

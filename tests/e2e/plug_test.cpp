@@ -4,6 +4,7 @@
 
 #include "bench/http_server.h"
 #include "bench/layout.h"
+#include "bench/sandbox.h"
 #include "fixture.h"
 #include "network.h"
 

@@ -14,7 +14,7 @@
 
 extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
     using namespace plug;
-    bench::EnterSandbox({.hosts = "127.0.0.1 localhost\n", .keep = {}});
+    bench::EnterSandbox("127.0.0.1 localhost\n");
     SetLogMask(kAllLevels);
     PrepareCipher();
     bench::WriteFile(kDefaultProfilePath, "[Dev]\nPIN=123456789012\n[Protool]\nKEY=" +

@@ -1,19 +1,18 @@
 #include "support/local_peer.h"
 
-#include "bench/sockets.h"
-#include "commserver/comm_frame.h"
 #include "commserver/comm_send.h"
 #include "commserver/comm_server.h"
-#include "core/paths.h"
 #include "platform/link_state.h"
 
 namespace plug::test {
+namespace {
 
-ByteVector LocalFrame(std::uint16_t func_id, std::uint32_t sequence, const ByteVector& payload) {
-    ByteVector frame(sizeof(LocalHeader) + payload.size());
-    EXPECT_EQ(frame.size(), WriteLocalFrame(frame, func_id, sequence, payload));
-    return frame;
-}
+using bench::PeerEventKind;
+
+constexpr std::uint16_t kMarker = 1;  // a FuncID that nothing else sends; never answered
+constexpr bench::Milliseconds kPatience{30'000};
+
+}  // namespace
 
 LocalServer::LocalServer() {
     SetLoggedIn(true);
@@ -24,35 +23,35 @@ LocalServer::~LocalServer() {
     EXPECT_EQ(0, CommServerStop());
 }
 
-LocalPeer LocalPeer::ConnectServed() {
-    for (;;) {
-        int number = -1;
-        WaitUntil([&number] { return (number = bench::ConnectTo(kCommServerPath)) >= 0; });
-        LocalPeer peer(number);
-        WaitUntil([&peer] { return CommSendCmd(1, {}) == 0 || peer.Ready(); });
-        if (peer.Next()) return peer;
-    }
+TestPeer::TestPeer(const Answer& answer)
+    : LocalPeer({.answer = [answer](const PeerEvent& request) {
+          return request.func_id == kMarker ? std::nullopt : answer(request);
+      }}) {}
+
+void TestPeer::ConnectServed() {
+    std::optional<PeerEvent> first;
+    do {
+        if (!Connect(kPatience)) throw std::runtime_error("nobody listens at the local socket");
+        WaitFor([](const PeerEvent& event) { return event.kind == PeerEventKind::kConnected; }, kPatience);
+        test::WaitUntil([this] { return CommSendCmd(kMarker, {}) == 0 || !connected(); });
+        first = WaitFor([](const PeerEvent&) { return true; }, kPatience);
+    } while (first && first->kind == PeerEventKind::kClosed);
+    EXPECT_TRUE(first && first->func_id == kMarker);
 }
 
-std::optional<LocalPeer::Frame> LocalPeer::Next() const {
-    ByteVector frame = Receive(sizeof(LocalHeader));
-    if (frame.size() < sizeof(LocalHeader)) return std::nullopt;
-    const LocalHeader header = ReadLocalHeader(frame);
-    const ByteVector payload = Receive(header.length);
-    frame.insert(frame.end(), payload.begin(), payload.end());
-    EXPECT_EQ(0x5A5A, std::uint16_t{header.head});
-    EXPECT_TRUE(CheckedPayload(header, frame));
-    return Frame{header.func_id, header.sequence, payload};
+PeerEvent TestPeer::Next() {
+    auto event =
+        WaitFor([](const PeerEvent& any) { return any.kind != PeerEventKind::kConnected; }, kPatience);
+    if (!event || event->kind != PeerEventKind::kRequest)
+        throw std::runtime_error("no sound frame: " + (event ? event->note : std::string("none at all")));
+    return *event;
 }
 
-AnsweringPeer::AnsweringPeer(ByteVector (*answer)(const LocalPeer::Frame&))
-    : peer_(LocalPeer::ConnectServed()), thread_([this, answer] {
-          while (const auto request = peer_.Next()) peer_.Send(request->func_id, answer(*request));
-      }) {}
-
-AnsweringPeer::~AnsweringPeer() {
-    peer_.Shutdown();
-    thread_.join();
+std::vector<PeerEvent> TestPeer::Unread() {
+    EXPECT_EQ(0, CommSendCmd(kMarker, {}));
+    std::vector<PeerEvent> unread;
+    for (PeerEvent next = Next(); next.func_id != kMarker; next = Next()) unread.push_back(std::move(next));
+    return unread;
 }
 
 }  // namespace plug::test

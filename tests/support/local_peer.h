@@ -1,15 +1,13 @@
-// The other end of the local socket, played by the test.
+// The local socket in a test: served by the agent's code, and a peer that the test plays.
 #pragma once
 
-#include <optional>
-#include <thread>
-
+#include "bench/local_peer.h"
 #include "support/sandbox.h"
-#include "support/stream.h"
 
 namespace plug::test {
 
-ByteVector LocalFrame(std::uint16_t func_id, std::uint32_t sequence, const ByteVector& payload);
+using bench::LocalFrame;
+using bench::PeerEvent;
 
 /// The agent's end of it: served while the test runs, and the platform logged in.
 class LocalServer : public Sandbox {
@@ -18,40 +16,18 @@ class LocalServer : public Sandbox {
     ~LocalServer() override;
 };
 
-class LocalPeer : public Stream {
+/// A peer that answers as the test says, by default nothing, and whose requests are read one by one.
+class TestPeer : public bench::LocalPeer {
   public:
-    struct Frame {
-        std::uint16_t func_id = 0;
-        std::uint32_t sequence = 0;
-        ByteVector payload;
-        std::string_view text() const { return AsText(payload); }
-    };
-
-    using Stream::Stream;
+    using Answer = std::function<std::optional<ByteVector>(const PeerEvent& request)>;
+    explicit TestPeer(const Answer& answer = [](const PeerEvent&) { return std::nullopt; });
 
     /// Connects until the server has made this its client.
-    static LocalPeer ConnectServed();
-
-    /// The next frame, header checked; none when the server closed.
-    std::optional<Frame> Next() const;
-    using Stream::Send;
-    void Send(std::uint16_t func_id, const ByteVector& payload) {
-        Send(LocalFrame(func_id, ++sequence_, payload));
-    }
-
-  private:
-    std::uint32_t sequence_ = 0;
-};
-
-/// Answers every request by `answer` on a thread of its own until it is destroyed.
-class AnsweringPeer {
-  public:
-    explicit AnsweringPeer(ByteVector (*answer)(const LocalPeer::Frame&));
-    ~AnsweringPeer();
-
-  private:
-    LocalPeer peer_;
-    std::thread thread_;
+    void ConnectServed();
+    /// The next frame, which must be sound; throws when none comes.
+    PeerEvent Next();
+    /// What the agent has sent so far and was not read.
+    std::vector<PeerEvent> Unread();
 };
 
 }  // namespace plug::test

@@ -12,20 +12,16 @@ PlatformPeer::PlatformPeer() {
     PrepareCipher();
     SetRouterIdentity(kRouter);
     SetLinkHandlers({[](const InboundFrame&) {}, [] {}});
-    if (ServerInit("127.0.0.1", listener_.port(), threads) != 0) throw std::runtime_error("cannot connect");
-    stream_ = listener_.Accept();
+    if (ServerInit("127.0.0.1", server_.port(), threads) != 0) throw std::runtime_error("cannot connect");
+    link_ = server_.Accept();
     SetLoggedIn(true);
 }
 
 bench::LinkEvent PlatformPeer::Next() {
-    ByteVector frame = stream_.Receive(kFrameHeaderSize);
-    if (frame.size() < kFrameHeaderSize) throw std::runtime_error("the agent sends nothing");
-    const FrameHeader header = ReadFrameHeader(frame);
-    const ByteVector rest = stream_.Receive(header.head_length + std::size_t{header.body_length});
-    frame.insert(frame.end(), rest.begin(), rest.end());
-    bench::LinkEvent event = bench::ReadFrame(PlatformSettings().key, std::move(frame));
-    if (event.kind == bench::EventKind::kBadFrame) throw std::runtime_error("bad frame: " + event.note);
-    return event;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    auto event = link_->NextFrame(PlatformSettings().key, deadline);
+    if (!event) throw std::runtime_error("the agent sends nothing");
+    return *event;
 }
 
 void PlatformPeer::ExpectNext(MsgType type, int data_type, std::string_view data) {

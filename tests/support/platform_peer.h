@@ -1,9 +1,9 @@
 // The platform's end of a logged-in link, over a real connection: what the agent sends, decoded.
 #pragma once
 
+#include "bench/agent_link.h"
 #include "platform/tcp_server.h"
 #include "support/home.h"
-#include "support/stream.h"
 
 namespace plug::test {
 
@@ -24,8 +24,8 @@ class PlatformPeer {
     bool NothingSent();
 
   private:
-    Listener listener_;
-    Stream stream_;
+    bench::DirectServer server_;
+    bench::LinkPtr link_;
 };
 
 /// A frame with plug data from the platform, as it is handed over by the link.

@@ -1,10 +1,8 @@
 #include "support/sandbox.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 
 #include "bench/sandbox.h"
 #include "core/paths.h"
@@ -20,18 +18,15 @@ constexpr char kProgramCalls[] = "/tmp/program_calls";
 }  // namespace
 
 Sandbox::Sandbox() {
-    bench::EnterSandbox({.hosts = "127.0.0.1 localhost\n", .keep = {}});
-    std::filesystem::create_directory("/tmp/bin");
-    setenv("PATH", (std::string("/tmp/bin:") + getenv("PATH")).c_str(), 1);
+    bench::EnterSandbox("127.0.0.1 localhost\n");
     setenv("ROUTER_SIM", kHomePath, 1);
 }
 
 void Sandbox::Program(const std::string& name, const std::string& script) {
-    const std::string path = "/tmp/bin/" + name;
     // One write a call, so that calls of several programs do not mix.
-    WriteFile(path, "#!/bin/sh\ncall=${0##*/}\nfor word; do call=\"$call [$word]\"; done\necho \"$call\" >>" +
-                        std::string(kProgramCalls) + "\n" + script);
-    chmod(path.c_str(), 0755);
+    bench::ReplaceProgram(name,
+                          "call=${0##*/}\nfor word; do call=\"$call [$word]\"; done\necho \"$call\" >>" +
+                              std::string(kProgramCalls) + "\n" + script);
 }
 
 Lines Sandbox::ProgramCalls() {

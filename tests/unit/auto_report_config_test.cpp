@@ -81,17 +81,20 @@ TEST(ReportTimes, AgainstExactArithmetic) {
 
 class AutoReportConfig : public LocalServer {
   protected:
-    AutoReportConfig() { SetRouterIdentity({0, 0, 0x5E, 0x00, 0x53, 0x01}); }
+    AutoReportConfig() {
+        SetRouterIdentity({0, 0, 0x5E, 0x00, 0x53, 0x01});
+        peer_.ConnectServed();
+    }
 
     /// Sets a configuration that the peer answers; the message that it got.
     std::string Set(const std::string& json, unsigned expected_result = 0) {
         std::thread request(
             [&json, expected_result] { EXPECT_EQ(expected_result, ComF_set_auto_report(json)); });
-        const auto message = peer_.Next();
-        EXPECT_EQ(88, message->func_id);
-        peer_.Send(88, {static_cast<std::uint8_t>(expected_result)});
+        const PeerEvent message = peer_.Next();
+        EXPECT_EQ(88, message.func_id);
+        peer_.Send(88, ByteVector{static_cast<std::uint8_t>(expected_result)});
         request.join();
-        return std::string(message->text());
+        return std::string(message.text());
     }
 
     void Tell(std::uint8_t result, const std::string& json) {
@@ -102,12 +105,12 @@ class AutoReportConfig : public LocalServer {
 
     std::string Calibration() {
         ComF_send_calibration();
-        if (!peer_.Ready()) return "";
-        const auto message = peer_.Next();
-        return std::string(message->text());
+        std::string messages;
+        for (const PeerEvent& message : peer_.Unread()) messages += message.text();
+        return messages;
     }
 
-    LocalPeer peer_ = LocalPeer::ConnectServed();
+    TestPeer peer_;
 };
 
 TEST_F(AutoReportConfig, SetAddsTheTimes) {
@@ -143,11 +146,11 @@ TEST_F(AutoReportConfig, Refusals) {
     for (const char* window : {"1:00-1:30", "0:00-24:00", "0:00-99:99"})
         EXPECT_EQ(1U, ComF_set_auto_report(R"({"referNum":5,"interval2":1440,"jumpTime":")" +
                                            std::string(window) + R"(","timestamp":)" + now + "}"));
-    EXPECT_FALSE(peer_.Ready());
+    EXPECT_TRUE(peer_.Unread().empty());
     EXPECT_EQ(-1, AutoReportIntervals().interval2) << "a refused configuration leaves the settings";
 }
 
-TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalAgentTold) {
+TEST_F(AutoReportConfig, CalibrationFollowsWhatTheLocalPeerTold) {
     EXPECT_EQ("", Calibration()) << "nothing told yet";
     Tell(0, R"({"referNum":5,"interval1":1,"interval2":2,"interval3":0,"serverDiff":7})");
     EXPECT_EQ(

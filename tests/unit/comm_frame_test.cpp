@@ -12,7 +12,8 @@ namespace plug::test {
 namespace {
 
 TEST(LocalFrame, GoldenBytes) {
-    EXPECT_EQ("5a5a4c000403020103000000ff01ffff01", ToHex(LocalFrame(76, 0x01020304, {0xFF, 0xFF, 0x01})));
+    EXPECT_EQ("5a5a4c000403020103000000ff01ffff01",
+              ToHex(LocalFrame(76, 0x01020304, ByteVector{0xFF, 0xFF, 0x01})));
     EXPECT_EQ("5a5a010001000000000000000000", ToHex(LocalFrame(1, 1, {})));
     EXPECT_EQ(300U * 0xFF % 65536,
               std::uint16_t{ReadLocalHeader(LocalFrame(88, 1, ByteVector(300, 0xFF))).check_sum});
@@ -53,11 +54,11 @@ class CommSend : public testing::Test {
         int ends[2];
         EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
         SetLocalPeer(ends[0]);
-        peer_ = std::make_unique<LocalPeer>(ends[1]);
+        peer_.Adopt(ends[1]);
     }
     ~CommSend() override { CloseLocalPeer(); }
 
-    std::unique_ptr<LocalPeer> peer_;
+    TestPeer peer_;
 };
 
 TEST_F(CommSend, PayloadByFuncId) {
@@ -71,10 +72,10 @@ TEST_F(CommSend, PayloadByFuncId) {
     for (const auto& [ids, payload] : sends) {
         for (const std::uint16_t id : ids) {
             ASSERT_EQ(0, CommSendCmd(id, data)) << id;
-            const auto received = peer_->Next();
-            EXPECT_EQ(id, received->func_id);
-            EXPECT_EQ(++sequence, received->sequence);
-            EXPECT_EQ(payload, received->payload) << id;
+            const PeerEvent received = peer_.Next();
+            EXPECT_EQ(id, received.func_id);
+            EXPECT_EQ(++sequence, received.sequence);
+            EXPECT_EQ(payload, received.payload) << id;
         }
     }
 }
@@ -84,15 +85,15 @@ TEST_F(CommSend, RefusalsAndThePluginState) {
         EXPECT_EQ(-1, CommSendCmd(id, ByteVector(1))) << id;
     EXPECT_EQ(-1, CommSendCmd(88, ByteVector(1487)));
     EXPECT_EQ(0, CommSendCmd(88, ByteVector(1486)));
-    const auto received = peer_->Next();
-    EXPECT_EQ(1486U, received->payload.size());
-    EXPECT_EQ(7U, received->sequence) << "a refused FuncID of 1 to 1000 has used a number up";
+    const PeerEvent received = peer_.Next();
+    EXPECT_EQ(1486U, received.payload.size());
+    EXPECT_EQ(7U, received.sequence) << "a refused FuncID of 1 to 1000 has used a number up";
     for (const bool online : {false, true}) {
         SetLoggedIn(online);
         EXPECT_EQ(0, CommSendCmd(998, {}));
         EXPECT_EQ(std::string(R"({"pluginState":")") + (online ? "online" : "offline") +
                       R"(","pluginVersion":"2.0.0.7-20221227"})",
-                  peer_->Next()->text());
+                  peer_.Next().text());
     }
     CloseLocalPeer();
     EXPECT_EQ(-1, CommSendCmd(1, {}));

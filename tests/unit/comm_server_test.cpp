@@ -15,24 +15,23 @@ namespace plug::test {
 namespace {
 
 TEST(LocalDispatch, ValidationOrder) {
-    ByteVector other_head = LocalFrame(88, 1, {0});
+    const ByteVector byte = {0};
+    ByteVector other_head = LocalFrame(88, 1, byte);
     other_head[0] = 0x5B;
-    ByteVector bad_sum = LocalFrame(88, 1, {0, 1});
-    ++bad_sum[12];
-    ByteVector short_frame = LocalFrame(88, 2, {0, 0});
+    ByteVector short_frame = LocalFrame(88, 2, ByteVector(2));
     short_frame.pop_back();  // the sum of what came would be right
     std::vector<std::pair<ByteVector, const char*>> frames = {
         {LocalFrame(88, 1, {}), "Receive length error, length is 14"},
         {LocalFrame(88, 1, ByteVector(8087)), "Receive length error, length is 8101"},
         {other_head, "Receive head error."},
-        {LocalFrame(88, 0, {0}), "Receive  sequence error."},
-        {bad_sum, "Receive  checkSum error."},
-        {LocalFrame(88, 1, {0}), "Receive  sequence error."},  // the bad sum has used it up
+        {LocalFrame(88, 0, byte), "Receive  sequence error."},
+        {bench::WithWrongSum(LocalFrame(88, 1, byte)), "Receive  checkSum error."},
+        {LocalFrame(88, 1, byte), "Receive  sequence error."},  // the bad sum has used it up
         {short_frame, "Receive  checkSum error."}};
     for (const std::uint16_t id : std::to_array<std::uint16_t>({0, 6, 69, 87, 90, 996, 1000}))
-        frames.emplace_back(LocalFrame(id, 100U + id, {0}), "Error funcID");
-    frames.emplace_back(LocalFrame(88, 3, {0}), "");
-    frames.emplace_back(LocalFrame(5, 4, {0}), "");
+        frames.emplace_back(LocalFrame(id, 100U + id, byte), "Error funcID");
+    frames.emplace_back(LocalFrame(88, 3, byte), "");
+    frames.emplace_back(LocalFrame(5, 4, byte), "");
     ResetDispatch();
     for (const auto& [frame, error] : frames) {
         ClearReplyReady();
@@ -64,10 +63,11 @@ TEST(LocalReply, Storing) {
 class CommServer : public LocalServer {};
 
 TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
-    const AnsweringPeer peer([](const LocalPeer::Frame& request) -> ByteVector {
+    TestPeer peer([](const PeerEvent& request) -> ByteVector {
         if (request.func_id == 70) return {0, static_cast<std::uint8_t>(request.payload[0] + 1)};
         return {0, 201, 202};
     });
+    peer.ConnectServed();
     constexpr int kRounds = 60;
     std::thread other([] {
         for (int i = 0; i < kRounds; ++i) {
@@ -86,13 +86,14 @@ TEST_F(CommServer, TwoThreadsNeverGetEachOthersReplies) {
 
 TEST_F(CommServer, TheSocketIsTheOwnersAlone) {
     EXPECT_FALSE(LocalPeerSeen());
-    const LocalPeer first = LocalPeer::ConnectServed();
+    TestPeer peer;
+    peer.ConnectServed();
     WaitUntil(LocalPeerSeen);
     struct stat status {};
     ASSERT_EQ(0, stat("/tmp/CommServer", &status));
     EXPECT_EQ(0600U | S_IFSOCK, status.st_mode) << "the owner's alone";
     EXPECT_EQ(0, ComF_send_pluginstate());
-    EXPECT_EQ(998, first.Next()->func_id);
+    EXPECT_EQ(998, peer.Next().func_id);
 }
 
 std::ptrdiff_t CountEntries(const char* folder) {
@@ -100,12 +101,13 @@ std::ptrdiff_t CountEntries(const char* folder) {
 }
 
 TEST_F(CommServer, ReconnectsLeaveNothingBehind) {
+    TestPeer peer;
     const std::ptrdiff_t threads = CountEntries("/proc/self/task");
     std::ptrdiff_t descriptors = 0;
     for (int i = 0; i < 30; ++i) {
-        LocalPeer peer = LocalPeer::ConnectServed();
-        peer.Close();
-        WaitUntil([threads] { return CountEntries("/proc/self/task") == threads; });
+        peer.ConnectServed();
+        peer.Disconnect();
+        WaitUntil([&] { return !peer.connected() && CountEntries("/proc/self/task") == threads; });
         if (i == 0) descriptors = CountEntries("/proc/self/fd");
     }
     EXPECT_EQ(descriptors, CountEntries("/proc/self/fd"));

@@ -3,6 +3,7 @@
 
 #include <sys/resource.h>
 
+#include "bench/http_server.h"
 #include "commands/config_data.h"
 #include "commands/ping.h"
 #include "commands/rate_test.h"
@@ -11,7 +12,6 @@
 #include "support/command.h"
 #include "support/platform_peer.h"
 #include "support/sandbox.h"
-#include "support/stream.h"
 
 namespace plug::test {
 namespace {
@@ -118,32 +118,30 @@ class RateTest : public Diagnostics {
     static std::string ConfigOf(const std::string& url) { return R"({"value_func61":")" + url + R"("})"; }
 
     PlatformPeer platform_;
-    const std::string answer_ = HttpAnswer(std::string(2000, 'r'));
+    const std::string file_ = std::string(2000, 'r');
 };
 
 TEST_F(RateTest, RunsAgainstTheDefaultServer) {
-    ASSERT_EQ(0, bench::Run({{"ip", "addr", "add", "192.0.2.1/32", "dev", "lo"}, {}, "", true}).status);
-    HttpServer server(8199, "192.0.2.1");
-    server.Start(answer_);
+    ASSERT_EQ(0, bench::Run({.argv = {"ip", "addr", "add", "192.0.2.1/32", "dev", "lo"}}).status);
+    bench::HttpServer server(file_, 8199, "192.0.2.1");
     EXPECT_EQ(kOk + std::string(12, '\0'), Run(61));
-    EXPECT_EQ(0U, server.Finish().find("GET /download/300.data HTTP/1.1\r\nHost:192.0.2.1\r\n"));
+    EXPECT_EQ(0U, server.NextRequest().find("GET /download/300.data HTTP/1.1\r\nHost:192.0.2.1\r\n"));
     ExpectReport(0, 0);
 }
 
 TEST_F(RateTest, UrlForms) {
-    HttpServer server(80);
-    HttpServer other;
+    bench::HttpServer server(file_, 80);
+    bench::HttpServer other(file_);
     const std::string port = ":" + std::to_string(other.port());
-    const std::tuple<std::string, HttpServer&, std::string> good[] = {
+    const std::tuple<std::string, bench::HttpServer&, std::string> good[] = {
         {"http://127.0.0.1/a/b", server, "GET /a/b HTTP/1.1\r\nHost:127.0.0.1\r\n"},
         {"http://127.0.0.1/a:b/c", server, "GET /a:b/c HTTP/1.1\r\nHost:127.0.0.1\r\n"},
         {"http://127.0.0.1" + port + "/", other, "GET / HTTP/1.1\r\nHost:127.0.0.1\r\n"},
         {"any://127.1" + port + "/x", other, "GET /x HTTP/1.1\r\nHost:127.1\r\n"},
     };
     for (const auto& [url, asked, request] : good) {
-        asked.Start(answer_);
         RateTestProc(url.c_str());
-        EXPECT_EQ(0U, asked.Finish().find(request)) << url;
+        EXPECT_EQ(0U, asked.NextRequest().find(request)) << url;
         ExpectReport(0, 0);
     }
     const std::string longest(64, 'h');

@@ -3,8 +3,8 @@
 
 #include <unistd.h>
 
+#include "bench/http_server.h"
 #include "support/sandbox.h"
-#include "support/stream.h"
 
 namespace plug::test {
 namespace {
@@ -13,11 +13,10 @@ class Download : public Sandbox {
   protected:
     static constexpr char kFile[] = "/tmp/file";
 
-    int Fetch(const std::string& answer, const char* path = "/path/of.file") {
-        server_.Start(answer);
-        const int result = DownLoadFIle("127.0.0.1", server_.port(), path, kFile);
-        request_ = server_.Finish();
-        return result;
+    /// Fetches from a server that answers so; without an answer it sends Body(5000).
+    int Fetch(const std::string& answer, const std::string& path = "/path/of.file") {
+        server_.AnswerAs(answer);
+        return DownLoadFIle("127.0.0.1", server_.port(), path.c_str(), kFile);
     }
 
     static std::string Body(std::size_t size) {
@@ -28,20 +27,17 @@ class Download : public Sandbox {
 
     static bool Exists(const char* path) { return access(path, F_OK) == 0; }
 
-    HttpServer server_;
-    std::string request_;
+    bench::HttpServer server_{Body(5000)};
 };
 
 TEST_F(Download, StoresTheBodyThatItAskedFor) {
-    const std::string body = Body(5000);
     WriteFile(kFile, Body(9000));
-    server_.Start(HttpAnswer(body));
     EXPECT_EQ(0, DownLoadFIle("localhost", server_.port(), "/path/of.file", kFile)) << "a name is resolved";
-    EXPECT_EQ(body, ReadFile(kFile)) << "an older, longer file is replaced";
+    EXPECT_EQ(Body(5000), ReadFile(kFile)) << "an older, longer file is replaced";
     EXPECT_EQ(
         "GET /path/of.file HTTP/1.1\r\nHost:localhost\r\nAccept:*/*\r\n"
         "User-Agent:Mozilla/4.0 (compatible; MSIE 5.00; Windows 98)\r\nConnection:Keep-Alive\r\n\r\n",
-        server_.Finish());
+        server_.NextRequest());
 }
 
 TEST_F(Download, TheLengthLineDecides) {
@@ -88,13 +84,12 @@ TEST_F(Download, AHeaderIsCutAt1024BytesAndSearchedAsItIs) {
 }
 
 TEST_F(Download, ARequestThatDoesNotFitIsNotSent) {
-    EXPECT_EQ(0, Fetch(HttpAnswer(Body(2000)), "/"));
-    const std::string fitting = "/" + std::string(1023 - request_.size(), 'p');
-    EXPECT_EQ(0, Fetch(HttpAnswer(Body(2000)), fitting.c_str()));
-    EXPECT_EQ(1023U, request_.size());
-    const std::string log =
-        FullLogOf([&] { EXPECT_EQ(-1, Fetch(HttpAnswer(Body(2000)), (fitting + "p").c_str())); });
-    EXPECT_EQ("", request_);
+    EXPECT_EQ(0, Fetch("", "/"));
+    const std::string fitting = "/" + std::string(1023 - server_.NextRequest().size(), 'p');
+    EXPECT_EQ(0, Fetch("", fitting));
+    EXPECT_EQ(1023U, server_.NextRequest().size());
+    const std::string log = FullLogOf([&] { EXPECT_EQ(-1, Fetch("", fitting + "p")); });
+    EXPECT_EQ("", server_.NextRequest());
     EXPECT_TRUE(Contains(log, "req is error."));
 }
 
@@ -102,10 +97,7 @@ TEST_F(Download, FailsWithoutAServerOrAFile) {
     EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", 9, "/x", kFile));
     EXPECT_EQ(-1, DownLoadFIle("no.such.host.invalid", 80, "/x", kFile));
     EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", server_.port(), "/x", "/tmp/none/file"));
-    ExpectOthersMakeWay(kFile, [this] {
-        server_.Start(HttpAnswer(Body(2000)));
-        EXPECT_EQ(0, DownLoadFIle("127.0.0.1", server_.port(), "/x", kFile));
-    });
+    ExpectOthersMakeWay(kFile, [this] { EXPECT_EQ(0, Fetch("")); });
 }
 
 }  // namespace

@@ -181,7 +181,7 @@ TEST_F(PlugData, FirmwareCommandsAreAnswered) {
          "url address error."},
         {16, FirmwareFile("chkSum", R"("chkSum":")" + std::string(40, 'c') + R"(","y")"), -1, "7",
          "check sum error."},
-        // no updater is there to take it
+        // no local peer is there to take it
         {16, FirmwareFile(), -1, "9", "unKnown error."},
     };
     for (const auto& [type, json, returned, result, text] : cases) {
@@ -190,13 +190,14 @@ TEST_F(PlugData, FirmwareCommandsAreAnswered) {
     }
 }
 
-TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
+TEST_F(PlugData, TheLocalPeerGetsTheFirmwareRecord) {
     ASSERT_EQ(0, CommServerStart());
-    const LocalPeer updater = LocalPeer::ConnectServed();
-    const auto received = [&updater] {
-        const auto frame = updater.Next();
-        EXPECT_EQ(999, frame->func_id);
-        return ToHex(frame->payload);
+    TestPeer peer;
+    peer.ConnectServed();
+    const auto received = [&peer] {
+        const PeerEvent order = peer.Next();
+        EXPECT_EQ(999, order.func_id);
+        return ToHex(order.payload);
     };
     const std::string behind_from = Field("2.0", 64) + Field("http://h/f", 256) + "0302010003000000" +
                                     Field("0123456789abcdef0123456789abcdef", 40);
@@ -214,7 +215,7 @@ TEST_F(PlugData, TheUpdaterGetsTheFirmwareRecord) {
     // A shorter text leaves nothing of the longer one before it.
     EXPECT_EQ(0, ParserPlugData(16, FirmwareFile("url", R"("url":"u","y")").c_str()));
     EXPECT_EQ(Field("u", 256), received().substr(256, 512));
-    EXPECT_TRUE(platform_.NothingSent()) << "the updater reports its result later";
+    EXPECT_TRUE(platform_.NothingSent()) << "the local peer reports its result later";
 }
 
 TEST_F(PlugData, Reports) {

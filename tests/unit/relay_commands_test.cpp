@@ -15,7 +15,7 @@ ByteVector Reply(std::size_t size, std::uint8_t count = 0) {
     return reply;
 }
 
-TEST_F(RelayCommands, WithoutALocalAgentTheyFail) {
+TEST_F(RelayCommands, WithoutALocalPeerTheyFail) {
     for (const int id : {72, 74, 76, 78, 79, 80, 82, 83, 85, 88})
         EXPECT_EQ("0100", ToHex(RunCommand(id))) << id;
     for (const int id : {70, 71, 73, 75}) EXPECT_EQ("010000", ToHex(RunCommand(id))) << id;
@@ -23,7 +23,7 @@ TEST_F(RelayCommands, WithoutALocalAgentTheyFail) {
 }
 
 TEST_F(RelayCommands, ValuesPassBothWays) {
-    const AnsweringPeer peer([](const LocalPeer::Frame& request) -> ByteVector {
+    TestPeer peer([](const PeerEvent& request) -> ByteVector {
         const ByteVector& sent = request.payload;
         const auto fine_if = [](bool good) { return ByteVector{static_cast<std::uint8_t>(good ? 0 : 9)}; };
         switch (request.func_id) {
@@ -45,6 +45,7 @@ TEST_F(RelayCommands, ValuesPassBothWays) {
                 return {static_cast<std::uint8_t>(request.func_id)};
         }
     });
+    peer.ConnectServed();
     ByteVector wan(228);
     wan[0] = 2;
     wan[205] = 192;
@@ -79,7 +80,8 @@ TEST_F(RelayCommands, ValuesPassBothWays) {
 
 TEST_F(RelayCommands, LargeReplies) {
     static ByteVector reply;  // written while no request is under way
-    const AnsweringPeer peer([](const LocalPeer::Frame&) { return reply; });
+    TestPeer peer([](const PeerEvent&) { return reply; });
+    peer.ConnectServed();
     const auto passed = [](int id, std::size_t size, std::uint8_t count = 0) {
         reply = Reply(size, count);
         const std::string answer = ToHex(RunCommand(id));

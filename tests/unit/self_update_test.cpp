@@ -3,10 +3,10 @@
 
 #include <unistd.h>
 
+#include "bench/http_server.h"
 #include "rules/plug_data.h"
 #include "support/platform_peer.h"
 #include "support/sandbox.h"
-#include "support/stream.h"
 
 namespace plug::test {
 namespace {
@@ -21,28 +21,25 @@ class SelfUpdate : public Sandbox {
         return R"({"pluginID":"id","fromVersion":"1","toVersion":"2","url":"http://127.0.0.1:)" +
                std::to_string(port) + R"(/new","fileLength":3000,"fileMD5":")" + md5 + R"(","token":"t"})";
     }
-    const std::string answer_ = HttpAnswer(std::string(3000, 'a'));
 };
 
 TEST_F(SelfUpdate, FailuresAreReported) {
     PlatformPeer platform;
-    HttpServer server;
+    bench::HttpServer server(std::string(3000, 'a'));
     const auto expect_failure = [&](const std::string& command) {
         unlink("/tmp/plugstatus");
         EXPECT_EQ(0, ParserPlugData(2, command.c_str()));
-        server.Finish();
         platform.ExpectNext(MsgType::kDataReport, 3,
                             R"({"pluginID":"id","fromVersion":"1","toVersion":"2","process":0,"result":-1,)"
                             R"("resultDesc":""})");
         EXPECT_EQ("104\n", ReadFile("/tmp/plugstatus"));
     };
-    server.Start(answer_);
     std::string upper(kMd5);
     for (char& c : upper) c = static_cast<char>(toupper(c));
     expect_failure(Command(upper, server.port()));
     EXPECT_NE(0, access(kDownload, F_OK)) << "a mismatch removes the file";
 
-    server.Start("HTTP/1.1 404 Not Found\r\n\r\n");
+    server.AnswerAs("HTTP/1.1 404 Not Found\r\n\r\n");
     expect_failure(Command(kMd5, server.port()));
     EXPECT_EQ(0, access(kDownload, F_OK)) << "a failed download leaves what there is";
 

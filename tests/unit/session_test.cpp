@@ -5,12 +5,12 @@
 #include <ctime>
 #include <thread>
 
+#include "bench/agent_link.h"
 #include "platform/identity.h"
 #include "platform/inbound.h"
 #include "platform/link_state.h"
 #include "platform/uplink.h"
 #include "support/sandbox.h"
-#include "support/stream.h"
 
 namespace plug::test {
 namespace {
@@ -42,15 +42,19 @@ class Server {
 
     /// Takes one connection, expects a frame and answers it.
     void Exchange(std::string_view expected, std::string_view answer) {
-        peer_ = listener_.Accept();
+        link_ = listener_.Accept();
         EXPECT_EQ(expected, Receive(expected.size() / 2));
-        peer_.Send(ParseHex(answer));
+        link_->Send(ParseHex(answer));
     }
-    std::string Receive(std::size_t size) const { return ToHex(peer_.Receive(size)); }
+    /// The next bytes; fewer when the connection ends.
+    std::string Receive(std::size_t size) const {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        return ToHex(link_->AwaitBytes(size, deadline));
+    }
 
   private:
-    Listener listener_;
-    Stream peer_;
+    bench::DirectServer listener_;
+    bench::LinkPtr link_;
 };
 
 void OnLost() {

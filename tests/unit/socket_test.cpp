@@ -8,7 +8,8 @@
 
 #include <thread>
 
-#include "support/stream.h"
+#include "bench/agent_link.h"
+#include "support/text.h"
 
 namespace plug::test {
 namespace {
@@ -31,7 +32,11 @@ class Narrow : public testing::Test {
 
 TEST_F(Narrow, AFrameIsFinishedWhenTheOtherEndReads) {
     ByteVector received;
-    std::thread reader([&] { received = Stream(ends_[1]).Receive(frame_.size()); });
+    std::thread reader([&] {
+        bench::AgentLink other(ends_[1], 1, bench::Server::kLogin, "");
+        received =
+            other.AwaitBytes(frame_.size(), std::chrono::steady_clock::now() + std::chrono::seconds(30));
+    });
     EXPECT_EQ(frame_.size(), SendWhole(ends_[0], frame_, 30'000));
     reader.join();
     EXPECT_EQ(frame_, received);
