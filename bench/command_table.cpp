@@ -174,8 +174,8 @@ constexpr CommandForm kCommands[] = {
     {76, "mesh-threshold-set", "changes the roaming thresholds", kThreshold, kDone},
     {77, "mesh-threshold", "the roaming thresholds", kNone, Record(kThresholds)},
     {78, "mesh-topology", "the mesh's topology", kNone, Record(kTopology)},
-    {79, "adjacent-wifi", "networks nearby, by the local agent", kNone, List(kAdjacent), 0, 65},
-    {80, "bssids", "BSSIDs, by the local agent", kNone, Record(kBssids)},
+    {79, "adjacent-wifi", "networks nearby, by the local peer", kNone, List(kAdjacent), 0, 65},
+    {80, "bssids", "BSSIDs, by the local peer", kNone, Record(kBssids)},
     {81, "unanswered-81", "accepted without an answer", kNone, kNever},
     {82, "wan-config-set", "changes a WAN", kWan, kDone, 3},
     {83, "optimize", "starts the one-key optimisation", kNone, kDone},
@@ -228,63 +228,22 @@ constexpr CommandForm kLocalReports[] = {
     {89, "auto-report", "an automatic report of type 1, 2 or 3", kTypedReport},
 };
 
-std::uint16_t NumberOf(const CommandForm& row) {
-    return row.id;
-}
-
-std::uint16_t NumberOf(const ReportForm& row) {
-    return row.number;
-}
-
-template <class Row, std::size_t count>
-const Row* Find(const Row (&rows)[count], std::uint16_t number) {
-    const auto found = std::find_if(std::begin(rows), std::end(rows),
-                                    [number](const Row& row) { return NumberOf(row) == number; });
-    return found == std::end(rows) ? nullptr : found;
-}
-
-template <class Row, std::size_t count>
-const Row* Find(const Row (&rows)[count], std::string_view name_or_number) {
-    const auto found = std::find_if(std::begin(rows), std::end(rows), [&](const Row& row) {
-        return row.name == name_or_number || std::to_string(NumberOf(row)) == name_or_number;
-    });
-    return found == std::end(rows) ? nullptr : found;
-}
-
 }  // namespace
 
 std::span<const CommandForm> CommandForms() {
     return kCommands;
 }
-const CommandForm* FindCommand(std::string_view name_or_id) {
-    return Find(kCommands, name_or_id);
-}
-const CommandForm* FindCommand(std::uint16_t id) {
-    return Find(kCommands, id);
-}
 
-const ReportForm* FindReport(std::string_view name_or_number) {
-    return Find(kReports, name_or_number);
-}
-const ReportForm* FindReport(std::uint16_t number) {
-    return Find(kReports, number);
+std::span<const ReportForm> ReportForms() {
+    return kReports;
 }
 
 std::span<const CommandForm> LocalRequests() {
     return kLocalRequests;
 }
-const CommandForm* FindLocalRequest(std::string_view name_or_id) {
-    return Find(kLocalRequests, name_or_id);
-}
-const CommandForm* FindLocalRequest(std::uint16_t id) {
-    return Find(kLocalRequests, id);
-}
 
 std::span<const CommandForm> LocalReports() {
     return kLocalReports;
-}
-const CommandForm* FindLocalReport(std::string_view name_or_id) {
-    return Find(kLocalReports, name_or_id);
 }
 
 }  // namespace plug::bench

@@ -33,28 +33,48 @@ struct CommandForm {
     int answer_seconds = 15;  // how long an answer may take
 };
 
-std::span<const CommandForm> CommandForms();
-const CommandForm* FindCommand(std::string_view name_or_id);
-const CommandForm* FindCommand(std::uint16_t id);
-
 /// What is sent unasked: reports by DataType, and answer-shaped replies by function ID.
 struct ReportForm {
-    std::uint8_t number;
+    std::uint8_t id;
     const char* name;
     bool binary = false;  // in the shape of an answer; else text
     AnswerLayout answer{};
     bool sequenced = false;  // its first word counts the reports
 };
-const ReportForm* FindReport(std::string_view name_or_number);
-const ReportForm* FindReport(std::uint16_t number);
 
-/// What the agent asks of the local mesh/Wi-Fi agent: the request's payload is the parameters, the reply's
-/// data behind its result byte the answer.
+std::span<const CommandForm> CommandForms();
+std::span<const ReportForm> ReportForms();
+/// What the agent asks of the local peer: the request's payload is the parameters, the reply's data behind
+/// its result byte the answer.
 std::span<const CommandForm> LocalRequests();
-const CommandForm* FindLocalRequest(std::string_view name_or_id);
-const CommandForm* FindLocalRequest(std::uint16_t id);
-/// What that one sends unasked; its payload is the parameters.
+/// What the local peer sends unasked; its payload is the parameters.
 std::span<const CommandForm> LocalReports();
-const CommandForm* FindLocalReport(std::string_view name_or_id);
+
+/// The one of these forms with that name or number; nullptr when there is none.
+template <class Form>
+const Form* FindIn(std::span<const Form> forms, std::string_view name_or_id) {
+    const auto found = std::ranges::find_if(forms, [name_or_id](const Form& form) {
+        return form.name == name_or_id || std::to_string(form.id) == name_or_id;
+    });
+    return found == forms.end() ? nullptr : &*found;
+}
+template <class Form>
+const Form* FindIn(std::span<const Form> forms, std::uint16_t id) {
+    const auto found = std::ranges::find(forms, id, &Form::id);
+    return found == forms.end() ? nullptr : &*found;
+}
+
+inline const CommandForm* FindCommand(const auto& name_or_id) {
+    return FindIn(CommandForms(), name_or_id);
+}
+inline const ReportForm* FindReport(const auto& name_or_id) {
+    return FindIn(ReportForms(), name_or_id);
+}
+inline const CommandForm* FindLocalRequest(const auto& name_or_id) {
+    return FindIn(LocalRequests(), name_or_id);
+}
+inline const CommandForm* FindLocalReport(const auto& name_or_id) {
+    return FindIn(LocalReports(), name_or_id);
+}
 
 }  // namespace plug::bench

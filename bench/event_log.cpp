@@ -3,25 +3,9 @@
 namespace plug::bench {
 
 const char* Name(EventKind kind) {
-    switch (kind) {
-        case EventKind::kConnected:
-            return "connected";
-        case EventKind::kRegister:
-            return "register";
-        case EventKind::kLogin:
-            return "login";
-        case EventKind::kHeartbeat:
-            return "heartbeat";
-        case EventKind::kReport:
-            return "report";
-        case EventKind::kReply:
-            return "reply";
-        case EventKind::kBadFrame:
-            return "bad-frame";
-        case EventKind::kClosed:
-            return "closed";
-    }
-    return "unknown";
+    static constexpr const char* kNames[] = {"connected", "register", "login",     "heartbeat",
+                                             "report",    "reply",    "bad-frame", "closed"};
+    return kNames[static_cast<std::size_t>(kind)];
 }
 
 const char* Name(Server server) {

@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "bench/text.h"
 #include "bench/text_table.h"
 
 namespace plug::bench {
@@ -9,10 +10,7 @@ namespace {
 
 const Json* Follow(const Json& from, const std::string& path) {
     const Json* at = &from;
-    std::size_t start = 0;
-    while (start <= path.size()) {
-        const std::size_t dot = std::min(path.find('.', start), path.size());
-        const std::string step = path.substr(start, dot - start);
+    for (const std::string& step : Split(path, '.')) {
         const bool index =
             at->is_array() && !step.empty() && step.find_first_not_of("0123456789") == step.npos;
         if (index && std::stoul(step) < at->size())
@@ -21,7 +19,6 @@ const Json* Follow(const Json& from, const std::string& path) {
             at = &(*at)[step];
         else
             return nullptr;
-        start = dot + 1;
     }
     return at;
 }
@@ -75,6 +72,16 @@ std::uint64_t ParseNumber(const std::string& text, std::uint64_t largest) {
     if (error != std::errc() || stop != text.data() + text.size() || value > largest)
         throw CommandError("no number up to " + std::to_string(largest) + ": " + text);
     return value;
+}
+
+MacAddress MacOf(const std::string& text) {
+    const auto mac = ParseMac(text);
+    if (!mac) throw CommandError("no MAC: " + text);
+    return *mac;
+}
+
+void ComplainOfWait(Milliseconds waited, const std::string& what) {
+    throw CommandError("waited " + std::to_string(waited.count() / 1000) + " s for " + what + " in vain");
 }
 
 }  // namespace plug::bench

@@ -1,6 +1,7 @@
 // What commands complain with, and the checks of what they learned.
 #pragma once
 
+#include <limits>
 #include <stdexcept>
 
 #include "bench/layout.h"
@@ -25,5 +26,15 @@ void CheckExpectation(const Json& answer, const std::string& field, const std::s
 Milliseconds ParseSeconds(const std::string& text);
 /// A decimal number; throws CommandError.
 std::uint64_t ParseNumber(const std::string& text, std::uint64_t largest);
+/// One that fits the type.
+template <class Number>
+Number ParseNumber(const std::string& text) {
+    return static_cast<Number>(ParseNumber(text, std::numeric_limits<Number>::max()));
+}
+/// A MAC as ParseMac reads it; throws CommandError.
+MacAddress MacOf(const std::string& text);
+
+/// Throws the CommandError of a wait for `what` that had no success.
+[[noreturn]] void ComplainOfWait(Milliseconds waited, const std::string& what);
 
 }  // namespace plug::bench

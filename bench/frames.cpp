@@ -217,6 +217,12 @@ ByteVector LeadWordFrame() {
     return {0xCC, 0xDD, 2, 0, 0, 2, 0, 0xFF, 0xFF};
 }
 
+ByteVector Join(std::initializer_list<ConstBytes> pieces) {
+    ByteVector joined;
+    for (const ConstBytes piece : pieces) joined.insert(joined.end(), piece.begin(), piece.end());
+    return joined;
+}
+
 ByteVector ParseHex(std::string_view text) {
     std::string digits;
     for (const char character : text) {

@@ -33,6 +33,9 @@ ByteVector HugeHeader();
 /// A frame whose body begins with the lead word 0xFFFF.
 ByteVector LeadWordFrame();
 
+/// The bytes of several pieces in a row.
+ByteVector Join(std::initializer_list<ConstBytes> pieces);
+
 ByteVector ParseHex(std::string_view text);  // throws std::invalid_argument; blanks and colons are skipped
 std::string ToHex(ConstBytes bytes);
 std::string MacText(const MacAddress& mac);  // "02:11:22:33:44:55"

@@ -2,7 +2,6 @@
 
 #include <openssl/evp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include "bench/frames.h"
 #include "bench/process.h"
 #include "bench/sockets.h"
+#include "bench/text.h"
 
 namespace plug::bench {
 namespace {
@@ -28,15 +28,13 @@ std::optional<HttpWishes> WishesOf(const std::string& request) {
     const std::size_t start = request.find(' ') + 1;
     const std::string target = request.substr(start, request.find(' ', start) - start);
     HttpWishes wishes;
-    for (std::size_t at = std::min(target.find('?'), target.size()) + 1; at < target.size();) {
-        const std::size_t end = std::min(target.find('&', at), target.size());
-        const std::string word = target.substr(at, end - at);
-        const std::string name = word.substr(0, word.find('='));
+    const std::size_t query = std::min(target.find('?'), target.size() - 1) + 1;
+    for (const std::string& word : Split(target.substr(query), '&')) {
+        const auto [name, text] = ParseNamed(word);
         std::size_t value = 1;
-        if (word != name) std::from_chars(word.data() + name.size() + 1, word.data() + word.size(), value);
+        if (text) std::from_chars(text->data(), text->data() + text->size(), value);
         if (std::find(std::begin(kKnown), std::end(kKnown), name) == std::end(kKnown)) return {};
         wishes[name] = value;
-        at = end + 1;
     }
     return wishes;
 }
@@ -61,16 +59,13 @@ std::string Sized(const std::string& content, std::size_t size) {
 HttpServer::HttpServer(std::string content, std::uint16_t port, std::string address)
     : content_(std::move(content)), address_(std::move(address)), port_(port) {
     listener_ = Listen(address_, port_);
-    stop_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (stop_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     thread_ = std::thread([this] { Serve(); });
 }
 
 HttpServer::~HttpServer() {
-    eventfd_write(stop_, 1);
+    stop_.Set();
     thread_.join();
     close(listener_);
-    close(stop_);
 }
 
 std::string HttpServer::Url(const std::string& rest) const {
@@ -95,7 +90,7 @@ void HttpServer::AnswerAs(std::string bytes) {
 
 void HttpServer::Serve() {
     for (;;) {
-        pollfd polled[2] = {{stop_, POLLIN, 0}, {listener_, POLLIN, 0}};
+        pollfd polled[2] = {{stop_.descriptor(), POLLIN, 0}, {listener_, POLLIN, 0}};
         poll(polled, 2, -1);
         if (polled[0].revents != 0) return;
         sockaddr_in peer{};
@@ -110,7 +105,7 @@ void HttpServer::Serve() {
 std::string HttpServer::ReadRequest(int client) {
     std::string request;
     while (!request.ends_with("\r\n\r\n") && request.size() < kMostRequest) {
-        pollfd polled[2] = {{stop_, POLLIN, 0}, {client, POLLIN, 0}};
+        pollfd polled[2] = {{stop_.descriptor(), POLLIN, 0}, {client, POLLIN, 0}};
         poll(polled, 2, -1);
         if (polled[0].revents != 0) break;
         char byte;
@@ -168,13 +163,13 @@ bool HttpServer::SendBody(int client, std::string_view body, double seconds, boo
 
 /// False when the server shall stop.
 bool HttpServer::Pause(Milliseconds time) const {
-    pollfd stop{stop_, POLLIN, 0};
+    pollfd stop{stop_.descriptor(), POLLIN, 0};
     return poll(&stop, 1, static_cast<int>(time.count())) == 0;
 }
 
 /// Until the client goes or the server stops.
 void HttpServer::AwaitEnd(int client) const {
-    pollfd polled[2] = {{stop_, POLLIN, 0}, {client, POLLIN, 0}};
+    pollfd polled[2] = {{stop_.descriptor(), POLLIN, 0}, {client, POLLIN, 0}};
     poll(polled, 2, -1);
 }
 

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "bench/event_log.h"
+#include "bench/poll_flag.h"
 
 namespace plug::bench {
 
@@ -60,7 +61,7 @@ class HttpServer {
     const std::string address_;
     std::uint16_t port_;
     int listener_ = -1;
-    int stop_ = -1;
+    PollFlag stop_;
     mutable std::mutex mutex_;  // guards what follows
     std::string fixed_answer_;
     std::vector<std::string> requests_;

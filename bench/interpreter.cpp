@@ -5,8 +5,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "bench/expectation.h"
 #include "bench/process.h"
+#include "bench/text_table.h"
 
 namespace plug::bench {
 
@@ -138,6 +138,15 @@ void Interpreter::Idle(Milliseconds time) const {
     ShowNews();
 }
 
+void Interpreter::Show(Json learned, const std::string& text) {
+    last = std::move(learned);
+    output_.Show(last, text);
+}
+
+void Interpreter::Show(const Json& learned) {
+    Show(learned, Lines(learned));
+}
+
 void Interpreter::AddCommon() {
     const std::string group = "console and scripts";
     Add({"help", "[<command>]", "lists the commands, or tells about one", group, 0,
@@ -159,7 +168,7 @@ void Interpreter::AddCommon() {
          [this](const Invocation& words) { Shell(words); }});
     Add({"quit-if", "<command>", "ends the bench when the shell command succeeds", group, 1,
          [this](const Invocation& words) {
-             const Outcome outcome = Run({{"/bin/sh", "-c", words.RestFrom(1)}, {}, "", true});
+             const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}});
              if (!outcome.output.empty()) output_.Show({{"text", outcome.output}}, outcome.output);
              done_ = outcome.status == 0;
          }});
@@ -193,7 +202,7 @@ void Interpreter::Expect(const Invocation& words) {
 }
 
 void Interpreter::Shell(const Invocation& words) {
-    const Outcome outcome = Run({{"/bin/sh", "-c", words.RestFrom(1)}, {}, "", true});
+    const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}});
     last = {{"shell", words.RestFrom(1)}, {"status", outcome.status}, {"text", outcome.output}};
     if (!outcome.output.empty() || output_.json()) output_.Show(last, outcome.output);
     if (outcome.status != 0)

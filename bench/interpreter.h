@@ -20,6 +20,10 @@ class Invocation {
 
     std::size_t size() const { return words_.size(); }  // the command's name included
     const std::string& word(std::size_t at) const { return words_.at(at); }
+    /// The same; when there are fewer words, what stands for it.
+    std::string word(std::size_t at, const std::string& otherwise) const {
+        return at < words_.size() ? words_[at] : otherwise;
+    }
     /// The words from `at` on; none when there are fewer.
     std::vector<std::string> WordsFrom(std::size_t at) const;
     /// The raw text from word `at` on, for what brings quotes of its own.
@@ -44,12 +48,33 @@ struct ConsoleCommand {
     std::string alias{};                     // another name
 };
 
+/// A command of a topic: several commands that work on the same object. `Run` is a function of that object
+/// and an Invocation, or a member of it.
+template <class Run>
+struct TopicCommand {
+    const char* name;
+    const char* usage;
+    const char* help;
+    std::size_t at_least;
+    Run run;
+    const char* completions = "";  // with blanks between them
+};
+
 class Interpreter {
   public:
     /// Registers the commands that every side has: help, echo, expect, sleep, shell, quit.
     explicit Interpreter(Output& output);
 
     void Add(ConsoleCommand command);
+    /// Registers a topic's commands as a group, each name behind `prefix`. The object must outlive them.
+    template <class Object, class Run, std::size_t count>
+    void AddTopic(const std::string& group, Object& object, const TopicCommand<Run> (&commands)[count],
+                  const std::string& prefix = "") {
+        for (const TopicCommand<Run>& command : commands)
+            Add({prefix + command.name, command.usage, command.help, group, command.at_least,
+                 [&object, run = command.run](const Invocation& words) { std::invoke(run, object, words); },
+                 Invocation(command.completions).WordsFrom(0)});
+    }
     /// Runs one line; an empty one does nothing. Throws CommandError, and nothing else.
     void Execute(const std::string& line);
     /// What may stand where `line` ends, for completion of its last word.
@@ -68,6 +93,10 @@ class Interpreter {
     /// A pause during which news are shown as they come.
     void Idle(Milliseconds time) const;
 
+    /// Ends a command: what it learned becomes `last` and is printed, for people as `text`, or as names and
+    /// values.
+    void Show(Json learned, const std::string& text);
+    void Show(const Json& learned);
     Json last;  // what the last command learned
     std::function<std::string()> prompt;
 

@@ -2,7 +2,6 @@
 
 #include <linux/sockios.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -53,17 +52,8 @@ PeerEvent ReadPeerFrame(ByteVector frame) {
 }  // namespace
 
 const char* Name(PeerEventKind kind) {
-    switch (kind) {
-        case PeerEventKind::kConnected:
-            return "connected";
-        case PeerEventKind::kRequest:
-            return "request";
-        case PeerEventKind::kBadFrame:
-            return "bad-frame";
-        case PeerEventKind::kClosed:
-            return "closed";
-    }
-    return "unknown";
+    static constexpr const char* kNames[] = {"connected", "request", "bad-frame", "closed"};
+    return kNames[static_cast<std::size_t>(kind)];
 }
 
 PeerMatch IsRequest(std::uint16_t func_id) {
@@ -90,17 +80,14 @@ Json DecodePeerEvent(const PeerEvent& event) {
 
 LocalPeer::LocalPeer(PeerOptions options)
     : options_(std::move(options)), next_sequence_(options_.first_sequence) {
-    wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (wake_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     thread_ = std::thread([this] { Serve(); });
 }
 
 LocalPeer::~LocalPeer() {
     stopping_ = true;
-    eventfd_write(wake_, 1);
+    wake_.Set();
     thread_.join();
     if (socket_ >= 0) close(socket_);
-    close(wake_);
 }
 
 bool LocalPeer::Connect(Milliseconds timeout) {
@@ -128,7 +115,7 @@ void LocalPeer::Adopt(int socket) {
         dropped_ = false;
     }
     log_.Append(std::move(event));
-    eventfd_write(wake_, 1);
+    wake_.Set();
 }
 
 void LocalPeer::Disconnect() {
@@ -162,16 +149,13 @@ ByteVector LocalPeer::RepeatedFrame(std::uint16_t func_id, ConstBytes payload) c
 
 void LocalPeer::Serve() {
     while (!stopping_) {
-        pollfd polled[2] = {{wake_, POLLIN, 0}, {-1, POLLIN, 0}};
+        pollfd polled[2] = {{wake_.descriptor(), POLLIN, 0}, {-1, POLLIN, 0}};
         {
             const std::lock_guard guard(mutex_);
             polled[1].fd = socket_;
         }
         poll(polled, 2, static_cast<int>(UntilDue().count()));
-        if (polled[0].revents != 0) {
-            eventfd_t count;
-            eventfd_read(wake_, &count);
-        }
+        if (polled[0].revents != 0) wake_.Clear();
         if (polled[1].revents != 0) Read();
         AnswerDue();
     }

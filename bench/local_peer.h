@@ -115,7 +115,7 @@ class LocalPeer {
     ByteVector received_;
 
     std::atomic<bool> stopping_{false};
-    int wake_ = -1;
+    PollFlag wake_;
     std::thread thread_;
 };
 

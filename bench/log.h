@@ -4,16 +4,14 @@
 // none, however late it looks. Events are kept for the life of the log.
 #pragma once
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <system_error>
+
+#include "bench/poll_flag.h"
 
 namespace plug::bench {
 
@@ -30,13 +28,6 @@ struct LoggedEvent {
 template <class Event>
 class LogOf {
   public:
-    LogOf() : notice_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-        if (notice_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-    ~LogOf() { close(notice_); }
-    LogOf(const LogOf&) = delete;
-    LogOf& operator=(const LogOf&) = delete;
-
     /// Numbers and time-stamps the event.
     void Append(Event event) {
         event.time = std::chrono::steady_clock::now();
@@ -47,7 +38,7 @@ class LogOf {
             events_.push_back(std::move(event));
         }
         appended_.notify_all();
-        eventfd_write(notice_, 1);
+        notice_.Set();
     }
     std::uint64_t size() const {
         const std::lock_guard guard(mutex_);
@@ -59,18 +50,14 @@ class LogOf {
         if (!appended_.wait_until(lock, deadline, [&] { return events_.size() > number; })) return {};
         return events_[number];
     }
-    /// A descriptor that is readable after something was appended, for poll loops; ClearNotice re-arms it.
-    int notice() const { return notice_; }
-    void ClearNotice() const {
-        eventfd_t count;
-        eventfd_read(notice_, &count);
-    }
+    /// Set when something is appended; for its readers to clear.
+    const PollFlag& notice() const { return notice_; }
 
   private:
     mutable std::mutex mutex_;
     mutable std::condition_variable appended_;
     std::deque<Event> events_;
-    int notice_;
+    PollFlag notice_;
 };
 
 /// A reader's place in the log. Cheap to copy: a copy reads on from the same place on its own.
@@ -83,7 +70,10 @@ class CursorOf {
 
     /// The next event, whatever it is; none after `timeout`.
     std::optional<Event> Next(Milliseconds timeout) {
-        auto event = log_->At(next_, std::chrono::steady_clock::now() + timeout);
+        return NextUntil(std::chrono::steady_clock::now() + timeout);
+    }
+    std::optional<Event> NextUntil(std::chrono::steady_clock::time_point deadline) {
+        auto event = log_->At(next_, deadline);
         if (event) ++next_;
         return event;
     }
@@ -91,17 +81,13 @@ class CursorOf {
     /// events looked at stay consumed.
     std::optional<Event> WaitFor(const Match& matches, Milliseconds timeout) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (auto event = log_->At(next_, deadline)) {
-            ++next_;
+        while (auto event = NextUntil(deadline))
             if (matches(*event)) return event;
-        }
         return {};
     }
     std::optional<Event> WaitFor(decltype(Event::kind) kind, Milliseconds timeout) {
         return WaitFor([kind](const Event& event) { return event.kind == kind; }, timeout);
     }
-
-    std::uint64_t place() const { return next_; }
 
   private:
     const LogOf<Event>* log_;

@@ -1,26 +1,22 @@
 #include "bench/peer_side.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 
 #include "bench/process.h"
 #include "bench/sockets.h"
+#include "bench/text.h"
 #include "bench/text_table.h"
 
 namespace plug::bench {
 namespace {
 
+constexpr char kGroup[] = "the local peer";
 constexpr char kHexadecimal[] = "hex=";
 constexpr std::string_view kHarmless = R"({"bench":"mischief"})";  // what mischief reports
 constexpr std::uint16_t kHarmlessId = 84;
 constexpr std::uint32_t kTooLong = 4096;
-
-ByteVector Joined(ByteVector first, const ByteVector& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
 
 const CommandForm& RequestRow(const std::string& name) {
     const CommandForm* const row = FindLocalRequest(name);
@@ -32,6 +28,13 @@ std::vector<std::string> Names(std::span<const CommandForm> rows) {
     std::vector<std::string> names;
     for (const CommandForm& row : rows) names.emplace_back(row.name);
     return names;
+}
+
+/// The payload of a report as written: its row's parameters, or "hex=..".
+ByteVector ReportPayload(const CommandForm& row, const std::vector<std::string>& words) {
+    if (!words.empty() && words[0].starts_with(kHexadecimal))
+        return ParseHex(words[0].substr(sizeof kHexadecimal - 1));
+    return EncodeParameters(row, words, row.id == 81 ? UsualStatus() : ByteVector());
 }
 
 std::string Sentence(const PeerEvent& event, const Json& shown) {
@@ -50,43 +53,35 @@ std::string Sentence(const PeerEvent& event, const Json& shown) {
 
 }  // namespace
 
-ByteVector ReportPayload(const CommandForm& row, const std::vector<std::string>& words) {
-    if (!words.empty() && words[0].starts_with(kHexadecimal))
-        return ParseHex(words[0].substr(sizeof kHexadecimal - 1));
-    return EncodeParameters(row, words, row.id == 81 ? UsualStatus() : ByteVector());
-}
-
 PeerSide::PeerSide(Interpreter& interpreter, const PeerOptions& options, const std::string& prefix)
     : interpreter_(interpreter),
       output_(interpreter.output()),
       options_(options),
       prefix_(prefix),
       peer_(options),
-      shown_(peer_.FromStart()),
-      waited_(peer_.FromStart()) {
+      shown_(peer_.FromStart()) {
     AddConnection();
     AddAnswers();
     AddReports();
     AddMischief();
     AddWaits();
-    interpreter_.AddNews(peer_.log().notice(), [this] { ShowNews(); });
+    interpreter_.AddNews(peer_.log().notice().descriptor(), [this] { ShowNews(); });
 }
 
 void PeerSide::Add(const std::string& name, const std::string& usage, const std::string& help,
                    std::size_t at_least, Action run, std::vector<std::string> completions) {
     const std::string full_name = prefix_.empty() ? name : prefix_ + " " + name;
-    interpreter_.Add({full_name, usage, help, "the local mesh/Wi-Fi agent", at_least, std::move(run),
-                      std::move(completions)});
+    interpreter_.Add({full_name, usage, help, kGroup, at_least, std::move(run), std::move(completions)});
 }
 
 void PeerSide::ShowNews() {
-    peer_.log().ClearNotice();
+    peer_.log().notice().Clear();
     while (const auto event = shown_.Next(Milliseconds(0))) ShowEvent(*event);
 }
 
 void PeerSide::ShowEvent(const PeerEvent& event) {
     const Json shown = DecodePeerEvent(event);
-    std::string text = ClockText(event.wall_time) + "  local agent  " + Sentence(event, shown);
+    std::string text = ClockText(event.wall_time) + "  local peer  " + Sentence(event, shown);
     if (!event.note.empty()) text += " (" + event.note + ")";
     for (const char* key : {"text", "bytes"})
         if (event.kind == PeerEventKind::kRequest && shown.contains(key))
@@ -96,7 +91,7 @@ void PeerSide::ShowEvent(const PeerEvent& event) {
 }
 
 void PeerSide::Require(bool sent) const {
-    if (!sent) throw CommandError("the local agent is not connected to the agent");
+    if (!sent) throw CommandError("the local peer is not connected to the agent");
 }
 
 void PeerSide::AddConnection() {
@@ -109,20 +104,19 @@ void PeerSide::AddConnection() {
 }
 
 void PeerSide::Start(const Invocation& words) {
-    const Milliseconds timeout = words.size() > 1 ? ParseSeconds(words.word(1)) : Milliseconds(10000);
-    if (!peer_.Connect(timeout)) throw CommandError("nobody listens at " + options_.path);
+    if (!peer_.Connect(ParseSeconds(words.word(1, "10"))))
+        throw CommandError("nobody listens at " + options_.path);
 }
 
 void PeerSide::SecondClient() {
     const int socket = ConnectTo(options_.path);
     if (socket < 0) throw CommandError("nobody listens at " + options_.path);
-    pollfd readable{socket, POLLIN, 0};
     std::array<char, 1> byte;
-    const bool closed = poll(&readable, 1, 10000) == 1 && read(socket, byte.data(), byte.size()) == 0;
+    const bool closed = Readable(socket, std::chrono::steady_clock::now() + std::chrono::seconds(10)) &&
+                        read(socket, byte.data(), byte.size()) == 0;
     close(socket);
-    interpreter_.last = {{"closed", closed}};
-    output_.Show(interpreter_.last,
-                 closed ? "the second client was turned away" : "the second client is served");
+    interpreter_.Show({{"closed", closed}},
+                      closed ? "the second client was turned away" : "the second client is served");
 }
 
 // --- answers ---
@@ -138,16 +132,14 @@ void PeerSide::AddAnswers() {
         "shows the answers that are not the usual ones, or loads them from a JSON file", 0,
         [this](const Invocation& words) {
             if (words.size() > 1) peer_.answers().Load(Json::parse(ReadFile(words.word(1))));
-            interpreter_.last = {{"answers", peer_.answers().Changes()}};
-            const bool usual = interpreter_.last["answers"].empty();
-            output_.Show(interpreter_.last, usual ? "    the usual ones" : Lines(interpreter_.last));
+            const Json shown = {{"answers", peer_.answers().Changes()}};
+            interpreter_.Show(shown, shown["answers"].empty() ? "    the usual ones" : Lines(shown));
         });
     Add("requests", "", "lists what the agent may ask", 0, [this](const Invocation&) {
         Json rows = Json::array();
         for (const CommandForm& row : LocalRequests())
             rows.push_back({{"id", row.id}, {"name", row.name}, {"help", row.help}});
-        interpreter_.last = {{"requests", rows}};
-        output_.Show(interpreter_.last, Lines(interpreter_.last));
+        interpreter_.Show({{"requests", rows}});
     });
     Add("reply", "<request> [hex=<hex>]", "a reply that nobody asked for: the result byte and its data", 1,
         [this](const Invocation& words) {
@@ -162,13 +154,13 @@ void PeerSide::Answer(const Invocation& words) {
     PeerAnswer answer;
     std::vector<std::string> values;
     for (const std::string& word : words.WordsFrom(2)) {
-        const std::string value = word.substr(std::min(word.find('=') + 1, word.size()));
+        const std::string value = ParseNamed(word).value.value_or("");
         if (word == "usual")
             return peer_.answers().Reset(row.id);
         else if (word == "silent")
             answer.silent = true;
         else if (word.starts_with("result="))
-            answer.result = static_cast<std::uint8_t>(ParseNumber(value, 0xFF));
+            answer.result = ParseNumber<std::uint8_t>(value);
         else if (word.starts_with("delay="))
             answer.delay = ParseSeconds(value);
         else if (word.starts_with(kHexadecimal))
@@ -190,14 +182,13 @@ void PeerSide::AddReports() {
     Add("devices", "<mac> <name> [offline] [<mac> <name> [offline]]...",
         "the devices in the home (FuncID 40)", 2, [this](const Invocation& words) { Devices(words); });
     Add("firmware-result", "<code>", "the result of a firmware update", 1, [this](const Invocation& words) {
-        const std::uint8_t code[] = {static_cast<std::uint8_t>(ParseNumber(words.word(1), 0xFF))};
+        const std::uint8_t code[] = {ParseNumber<std::uint8_t>(words.word(1))};
         Require(peer_.Send(999, code));
     });
     Add("ask-state", "", "asks for the plug-in state", 0,
         [this](const Invocation&) { Require(peer_.AskState()); });
     Add("send", "<FuncID> [<hex>]", "any FuncID with a raw payload", 1, [this](const Invocation& words) {
-        Require(peer_.Send(static_cast<std::uint16_t>(ParseNumber(words.word(1), 0xFFFF)),
-                           ParseHex(words.RestFrom(2))));
+        Require(peer_.Send(ParseNumber<std::uint16_t>(words.word(1)), ParseHex(words.RestFrom(2))));
     });
 }
 
@@ -241,7 +232,7 @@ void PeerSide::AddMischief() {
     simple("long-length", "a report that announces more bytes than come",
            [=] { return WithLength(harmless(), kTooLong); });
     simple("empty", "a frame without a payload", [this] { return peer_.Frame(kHarmlessId, {}); });
-    simple("glue", "two reports in one write", [=] { return Joined(harmless(), harmless()); });
+    simple("glue", "two reports in one write", [=] { return Join({harmless(), harmless()}); });
     simple("half", "the first half of a report", [=] {
         ByteVector frame = harmless();
         frame.resize(frame.size() / 2);
@@ -257,7 +248,7 @@ void PeerSide::AddWaits() {
     const auto add = [this](PeerEventKind kind, const std::string& usage, const std::string& help) {
         const std::string event = (prefix_.empty() ? "" : prefix_ + "-") + Name(kind);
         interpreter_.Add(
-            {"wait " + event, usage, help, "the local mesh/Wi-Fi agent", 0,
+            {"wait " + event, usage, help, kGroup, 0,
              [this, kind](const Invocation& words) { WaitFor(kind, words); },
              kind == PeerEventKind::kRequest ? Names(LocalRequests()) : std::vector<std::string>()});
     };
@@ -270,13 +261,13 @@ void PeerSide::WaitFor(PeerEventKind kind, const Invocation& words) {
     std::size_t next = 1;
     std::optional<std::uint16_t> id;
     if (kind == PeerEventKind::kRequest && words.size() > next) id = RequestRow(words.word(next++)).id;
-    const Milliseconds timeout = words.size() > next ? ParseSeconds(words.word(next)) : Milliseconds(60000);
-    const auto event = waited_.WaitFor(
+    const Milliseconds timeout = ParseSeconds(words.word(next, "60"));
+    const auto event = peer_.WaitFor(
         [&](const PeerEvent& seen) { return seen.kind == kind && (!id || seen.func_id == *id); }, timeout);
     interpreter_.ShowNews();
     if (!event)
-        throw CommandError("waited " + std::to_string(timeout.count() / 1000) + " s for the local agent's " +
-                           Name(kind) + (id ? " " + std::to_string(*id) : "") + " in vain");
+        ComplainOfWait(timeout,
+                       std::string("the local peer's ") + Name(kind) + (id ? " " + std::to_string(*id) : ""));
     interpreter_.last = DecodePeerEvent(*event);
 }
 

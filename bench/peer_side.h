@@ -1,5 +1,4 @@
-// The console's commands for the local mesh/Wi-Fi agent's side: its connection, its answers, its reports and
-// its mischief.
+// The local peer's side of console and scripts: its connection, its answers, its reports and its mischief.
 #pragma once
 
 #include <memory>
@@ -42,10 +41,6 @@ class PeerSide {
     const std::string prefix_;
     LocalPeer peer_;
     CursorOf<PeerEvent> shown_;
-    CursorOf<PeerEvent> waited_;
 };
-
-/// The payload of a report as written: its row's parameters, or "hex=..".
-ByteVector ReportPayload(const CommandForm& row, const std::vector<std::string>& words);
 
 }  // namespace plug::bench

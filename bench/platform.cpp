@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -48,8 +47,6 @@ Platform::Platform(PlatformOptions options)
     : options_(std::move(options)), key_(MakeKey(options_.key)), behaviour_(options_.behaviour) {
     ports_[0] = options_.register_port;
     ports_[1] = options_.login_port;
-    wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (wake_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
     OpenListener(Server::kRegistration);
     OpenListener(Server::kLogin);
     thread_ = std::thread([this] { Serve(); });
@@ -57,17 +54,12 @@ Platform::Platform(PlatformOptions options)
 
 Platform::~Platform() {
     stopping_ = true;
-    Wake();
+    wake_.Set();
     thread_.join();
     links_.clear();
     agents_.clear();
     CloseListener(Server::kRegistration);
     CloseListener(Server::kLogin);
-    close(wake_);
-}
-
-void Platform::Wake() const {
-    eventfd_write(wake_, 1);
 }
 
 void Platform::Behave(Behaviour behaviour) {
@@ -84,7 +76,7 @@ void Platform::OpenListener(Server server) {
     const std::lock_guard guard(mutex_);
     const auto which = static_cast<std::size_t>(server);
     if (listeners_[which] < 0) listeners_[which] = Listen(options_.listen, ports_[which]);
-    Wake();
+    wake_.Set();
 }
 
 void Platform::CloseListener(Server server) {
@@ -92,7 +84,7 @@ void Platform::CloseListener(Server server) {
     int& listener = listeners_[static_cast<std::size_t>(server)];
     if (listener >= 0) close(listener);
     listener = -1;
-    Wake();
+    wake_.Set();
 }
 
 // --- the serving thread ---
@@ -105,7 +97,8 @@ void Platform::Serve() {
             const std::lock_guard guard(mutex_);
             std::erase_if(links_, [](const LinkPtr& link) { return !link->open; });
             links = links_;
-            polled = {{wake_, POLLIN, 0}, {listeners_[0], POLLIN, 0}, {listeners_[1], POLLIN, 0}};
+            polled = {
+                {wake_.descriptor(), POLLIN, 0}, {listeners_[0], POLLIN, 0}, {listeners_[1], POLLIN, 0}};
         }
         const auto now = Clock::now();
         auto next_look = now + std::chrono::hours(1);
@@ -119,10 +112,7 @@ void Platform::Serve() {
         const auto left = std::chrono::ceil<Milliseconds>(next_look - now).count();
         poll(polled.data(), polled.size(), static_cast<int>(left));
 
-        if (polled[0].revents != 0) {
-            eventfd_t count;
-            eventfd_read(wake_, &count);
-        }
+        if (polled[0].revents != 0) wake_.Clear();
         if (polled[1].revents != 0) Accept(Server::kRegistration);
         if (polled[2].revents != 0) Accept(Server::kLogin);
         for (std::size_t at = 0; at < links.size(); ++at) {
@@ -382,7 +372,7 @@ bool Platform::Stall(const MacAddress& agent, Milliseconds time) {
     const LinkPtr link = LoginLink(agent);
     if (link == nullptr) return false;
     link->stalled_until = Clock::now() + time;
-    Wake();
+    wake_.Set();
     return true;
 }
 

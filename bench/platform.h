@@ -135,7 +135,6 @@ class Platform {
     void Close(const LinkPtr& link, std::string note);
     void Record(const LinkPtr& link, LinkEvent event);
     LinkPtr LoginLink(const MacAddress& agent) const;
-    void Wake() const;
 
     PlatformOptions options_;
     CipherKey key_;
@@ -152,7 +151,7 @@ class Platform {
     std::uint16_t ports_[2] = {};
     std::atomic<std::uint16_t> next_head_{1};
     std::atomic<bool> stopping_{false};
-    int wake_ = -1;
+    PollFlag wake_;
     std::thread thread_;
 };
 

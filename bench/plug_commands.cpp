@@ -1,22 +1,21 @@
-// PlatformSide: plug data by name.
-#include "bench/platform_side.h"
-#include "bench/text_table.h"
+#include "bench/http_commands.h"
+#include "bench/platform_commands.h"
+#include "bench/text.h"
 
 namespace plug::bench {
 namespace {
 
+constexpr char kGroup[] = "plug data";
 constexpr std::uint8_t kPortForward = 9;
 constexpr std::uint8_t kOnlineInterval = 18;
 constexpr std::uint8_t kProgress = 3;
 constexpr std::uint8_t kUpdateFile = 2;
 
 struct PlugKey {
-    const char* name;
+    std::string_view name;
     bool number;
     const char* initial;  // unless given
 };
-
-}  // namespace
 
 /// An order that is first announced and then, with a URL, given.
 struct PlugOrder {
@@ -27,8 +26,6 @@ struct PlugOrder {
     std::span<const PlugKey> keys;  // those from "url" on only go with one
     const char* checksum;           // the key that holds the file's MD5
 };
-
-namespace {
 
 constexpr PlugKey kUpdateKeys[] = {{"pluginID", false, "plug"},     {"fromVersion", false, "2.0.0.7"},
                                    {"toVersion", false, "2.0.0.8"}, {"url", false, ""},
@@ -41,7 +38,7 @@ constexpr PlugKey kFirmwareKeys[] = {
 constexpr PlugOrder kOrders[] = {
     {"plug-update", "announces an update of the agent, or with a URL has it done; the report is shown", 1,
      kUpdateFile, kUpdateKeys, "fileMD5"},
-    {"firmware-order", "announces an update of the router, or with a URL hands it to the local agent", 15, 16,
+    {"firmware-order", "announces an update of the router, or with a URL hands it to the local peer", 15, 16,
      kFirmwareKeys, "chkSum"},
 };
 
@@ -50,12 +47,11 @@ using Values = std::map<std::string, std::string>;
 Values Given(const PlugOrder& order, const std::vector<std::string>& words) {
     Values values;
     for (const std::string& word : words) {
-        const std::string name = word.substr(0, word.find('='));
-        const bool known = std::any_of(order.keys.begin(), order.keys.end(),
-                                       [&name](const PlugKey& key) { return key.name == name; });
-        if (!known || name == word)
+        const NamedValue given = ParseNamed(word);
+        const bool known = std::ranges::find(order.keys, given.name, &PlugKey::name) != order.keys.end();
+        if (!known || !given.value)
             throw CommandError(std::string(order.name) + " takes no \"" + word + "\"");
-        values[name] = word.substr(name.size() + 1);
+        values[given.name] = *given.value;
     }
     return values;
 }
@@ -65,71 +61,44 @@ Json Payload(const PlugOrder& order, const Values& values) {
     const bool with_url = values.contains("url");
     Json payload;
     for (const PlugKey& key : order.keys) {
-        if (!with_url && key.name == std::string_view("url")) break;
-        const auto given = values.find(key.name);
+        if (!with_url && key.name == "url") break;
+        const auto given = values.find(std::string(key.name));
         const std::string value = given != values.end() ? given->second : key.initial;
         if (!value.empty())
-            payload[key.name] = key.number ? Json(ParseNumber(value, UINT32_MAX)) : Json(value);
+            payload[key.name] = key.number ? Json(ParseNumber<std::uint32_t>(value)) : Json(value);
     }
     return payload;
 }
 
-}  // namespace
-
-void PlatformSide::AddPlugCommands() {
-    const std::string group = "plug data";
-    for (const PlugOrder& order : kOrders) {
-        std::vector<std::string> completions;
-        std::string help = std::string(order.help) +
-                           ". What is not given of a file is that of http serve; an empty value leaves the "
-                           "key out. Keys:";
-        for (const PlugKey& key : order.keys) {
-            completions.push_back(std::string(key.name) + "=");
-            help += " " + std::string(key.name);
-        }
-        interpreter_.Add(
-            {order.name, "[<key>=<value>]...", help, group, 0,
-             [this, &order](const Invocation& words) { SendPlugOrder(order, words.WordsFrom(1)); },
-             completions});
-    }
-    interpreter_.Add({"port-forward",
-                      "add|delete <outside ip> <port> <inside ip> <port>",
-                      "forwards a TCP port",
-                      group,
-                      5,
-                      [this](const Invocation& words) { ForwardPort(words); },
-                      {"add", "delete"}});
-    interpreter_.Add({"online-interval", "<minutes>",
-                      "after how many minutes (1 to 19) online reports forget; 0 turns them off", group, 1,
-                      [this](const Invocation& words) {
-                          const Json interval = {{"func40Interval", ParseNumber(words.word(1), INT32_MAX)}};
-                          ExchangePlug(kOnlineInterval, interval.dump());
-                      }});
+/// Sends the update itself: an agent that is updated reports and ends; one that is not replies behind its
+/// report, which is what is learned.
+void SendUpdate(Dialog& dialog, const std::string& text) {
+    const MacAddress agent = dialog.Agent();
+    Cursor cursor = dialog.platform().FromNow();
+    Dialog::Require(dialog.platform().SendPlugData(agent, kUpdateFile, text));
+    dialog.Await(cursor, "the report of the update", IsReport(kProgress), std::chrono::seconds(120));
+    const Json report = dialog.interpreter().last;
+    if (report.contains("fields") && report["fields"].value("result", 0) != 0)
+        dialog.Await(cursor, "the reply", IsPlugReply(agent), std::chrono::seconds(15));
+    dialog.interpreter().last = report;
 }
 
-void PlatformSide::SendPlugOrder(const PlugOrder& order, const std::vector<std::string>& words) {
-    Values values = Given(order, words);
+void SendOrder(Dialog& dialog, const PlugOrder& order, const HttpServer* file, const Invocation& words) {
+    Values values = Given(order, words.WordsFrom(1));
     const bool with_url = values.contains("url");
-    if (with_url && http_ != nullptr) {
-        values.emplace("fileLength", std::to_string(http_->content().size()));
-        values.emplace(order.checksum, Md5(http_->content()));
+    if (with_url && file != nullptr) {
+        values.emplace("fileLength", std::to_string(file->content().size()));
+        values.emplace(order.checksum, Md5(file->content()));
     }
     const std::string text = Payload(order, values).dump();
     const std::uint8_t data_type = with_url ? order.with_url : order.announced;
-    if (data_type != kUpdateFile) return ExchangePlug(data_type, text);
-
-    // An agent that is updated reports and ends; one that is not replies behind its report.
-    const MacAddress agent = CurrentAgent();
-    Cursor cursor = platform_.FromNow();
-    Require(platform_.SendPlugData(agent, data_type, text));
-    AwaitFollowing(cursor, "the report of the update", IsReport(kProgress), std::chrono::seconds(120));
-    const Json report = interpreter_.last;
-    if (report.contains("fields") && report["fields"].value("result", 0) != 0)
-        AwaitFollowing(cursor, "the reply", IsPlugReply(agent), std::chrono::seconds(15));
-    interpreter_.last = report;
+    if (data_type == kUpdateFile)
+        SendUpdate(dialog, text);
+    else
+        dialog.ExchangePlug(data_type, text);
 }
 
-void PlatformSide::ForwardPort(const Invocation& words) {
+void ForwardPort(Dialog& dialog, const Invocation& words) {
     const std::string& action = words.word(1);
     if (action != "add" && action != "delete")
         throw CommandError("port-forward takes add or delete, not " + action);
@@ -138,7 +107,57 @@ void PlatformSide::ForwardPort(const Invocation& words) {
                        {"PRE_PORT", words.word(3)},
                        {"POST_IP", words.word(4)},
                        {"POST_PORT", words.word(5)}};
-    ExchangePlug(kPortForward, rule.dump());
+    dialog.ExchangePlug(kPortForward, rule.dump());
+}
+
+void SetOnlineInterval(Dialog& dialog, const Invocation& words) {
+    const Json interval = {{"func40Interval", ParseNumber<std::int32_t>(words.word(1))}};
+    dialog.ExchangePlug(kOnlineInterval, interval.dump());
+}
+
+void AddOrder(Dialog& dialog, const PlugOrder& order, const HttpCommands& http) {
+    std::vector<std::string> completions;
+    std::string help = std::string(order.help) +
+                       ". What is not given of a file is that of http serve; an empty value leaves the "
+                       "key out. Keys:";
+    for (const PlugKey& key : order.keys) {
+        completions.push_back(std::string(key.name) + "=");
+        help += " " + std::string(key.name);
+    }
+    dialog.interpreter().Add({order.name, "[<key>=<value>]...", help, kGroup, 0,
+                              [&dialog, &order, &http](const Invocation& words) {
+                                  SendOrder(dialog, order, http.server(), words);
+                              },
+                              completions});
+}
+
+void SendPlug(Dialog& dialog, const Invocation& words) {
+    dialog.ExchangePlug(ParseNumber<std::uint8_t>(words.word(1)), words.RestFrom(2));
+}
+
+void SendPlugQuietly(Dialog& dialog, const Invocation& words) {
+    const auto data_type = ParseNumber<std::uint8_t>(words.word(1));
+    Dialog::Require(
+        dialog.platform().SendPlugData(dialog.Agent(), data_type, words.RestFrom(2), MsgType::kPlugReply));
+}
+
+constexpr DialogCommand kRawCommands[] = {
+    {"plug", "<data-type> <json>", "plug data that is answered (MsgType 18)", 2, SendPlug},
+    {"plug-quiet", "<data-type> <json>", "plug data that is not answered (MsgType 25)", 2, SendPlugQuietly},
+};
+constexpr DialogCommand kCommands[] = {
+    {"port-forward", "add|delete <outside ip> <port> <inside ip> <port>", "forwards a TCP port", 5,
+     ForwardPort, "add delete"},
+    {"online-interval", "<minutes>",
+     "after how many minutes (1 to 19) online reports forget; 0 turns them off", 1, SetOnlineInterval},
+};
+
+}  // namespace
+
+void AddPlugCommands(Dialog& dialog, const HttpCommands& http) {
+    for (const PlugOrder& order : kOrders) AddOrder(dialog, order, http);
+    dialog.interpreter().AddTopic(kGroup, dialog, kCommands);
+    dialog.interpreter().AddTopic("raw", dialog, kRawCommands);
 }
 
 }  // namespace plug::bench

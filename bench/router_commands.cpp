@@ -3,7 +3,7 @@
 #include <set>
 
 #include "bench/router_state.h"
-#include "bench/text_table.h"
+#include "bench/text.h"
 
 namespace plug::bench {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 enum class Form : std::uint8_t { kText, kNumber, kSwitch, kSpeeds };
 
 struct Property {
-    const char* key;  // of the state file
+    std::string_view key;  // of the state file
     Form form;
     const char* initial;  // of a device added without it
 };
@@ -25,29 +25,20 @@ constexpr Property kProperties[] = {
     {"speeds", Form::kSpeeds, "0,0,0"},
 };
 
-MacAddress MacOf(const std::string& text) {
-    const auto mac = ParseMac(text);
-    if (!mac) throw CommandError("no MAC: " + text);
-    return *mac;
-}
-
 Json ValueOf(const Property& property, const std::string& text) {
     switch (property.form) {
         case Form::kText:
             return text;
         case Form::kNumber:
-            return ParseNumber(text, UINT64_MAX);
+            return ParseNumber<std::uint64_t>(text);
         case Form::kSwitch:
             if (text != "on" && text != "off")
                 throw CommandError(std::string(property.key) + " takes on|off");
             return text == "on";
         case Form::kSpeeds: {
             Json speeds = Json::array();
-            for (std::size_t at = 0; at <= text.size();) {
-                const std::size_t comma = std::min(text.find(',', at), text.size());
-                speeds.push_back(ParseNumber(text.substr(at, comma - at), UINT32_MAX));
-                at = comma + 1;
-            }
+            for (const std::string& speed : Split(text, ','))
+                speeds.push_back(ParseNumber<std::uint32_t>(speed));
             return speeds;
         }
     }
@@ -57,13 +48,11 @@ Json ValueOf(const Property& property, const std::string& text) {
 /// Sets what the words "key=value" say.
 void Apply(Json& device, const std::vector<std::string>& words) {
     for (const std::string& word : words) {
-        const std::size_t equals = word.find('=');
-        const std::string key = word.substr(0, equals);
-        const auto* const property = std::find_if(std::begin(kProperties), std::end(kProperties),
-                                                  [&key](const Property& row) { return row.key == key; });
-        if (equals == std::string::npos || property == std::end(kProperties))
+        const NamedValue given = ParseNamed(word);
+        const auto* const property = std::ranges::find(kProperties, given.name, &Property::key);
+        if (!given.value || property == std::end(kProperties))
             throw CommandError("a device has no property \"" + word + "\"; help device lists them");
-        device[key] = ValueOf(*property, word.substr(equals + 1));
+        device[given.name] = ValueOf(*property, *given.value);
     }
 }
 
@@ -90,7 +79,7 @@ void AddDevice(Json& home, const MacAddress& mac, const std::vector<std::string>
     Json device;
     for (const Property& property : kProperties) {
         device[property.key] = ValueOf(property, property.initial);
-        if (property.key == std::string_view("name")) device["mac"] = MacText(mac);
+        if (property.key == "name") device["mac"] = MacText(mac);
     }
     device["address"] = FreeAddress(home);
     Apply(device, words);
@@ -103,11 +92,6 @@ void RemoveDevice(Json& home, const MacAddress& mac) {
     devices.erase(static_cast<std::size_t>(known - &devices[0]));
 }
 
-void Show(Interpreter& interpreter, const Json& shown) {
-    interpreter.last = shown;
-    interpreter.output().Show(shown, Lines(shown));
-}
-
 /// Watches the file until the device is as the words "key=value" say.
 void WaitForDevice(Interpreter& interpreter, const Invocation& words) {
     if (words.size() < 5) throw CommandError("usage: device wait <mac> <seconds> <property>=<value>...");
@@ -118,7 +102,7 @@ void WaitForDevice(Interpreter& interpreter, const Invocation& words) {
         const Json device = router.Device(mac).value_or(Json::object());
         Json wanted = device;
         Apply(wanted, words.WordsFrom(4));
-        if (wanted == device) return Show(interpreter, device);
+        if (wanted == device) return interpreter.Show(device);
         if (std::chrono::steady_clock::now() >= deadline)
             throw CommandError("waited " + words.word(3) + " s for " + words.RestFrom(4) + " of " +
                                MacText(mac) + " in vain");
@@ -129,7 +113,7 @@ void WaitForDevice(Interpreter& interpreter, const Invocation& words) {
 void RunDevice(Interpreter& interpreter, const Invocation& words) {
     const RouterState router = RouterState::OfEnvironment();
     const std::string& action = words.word(1);
-    if (action == "list") return Show(interpreter, {{"devices", router.Read()["devices"]}});
+    if (action == "list") return interpreter.Show({{"devices", router.Read()["devices"]}});
     if (action == "wait") return WaitForDevice(interpreter, words);
     if (words.size() < 3) throw CommandError("device " + action + " needs a MAC");
     const MacAddress mac = MacOf(words.word(2));
@@ -142,7 +126,7 @@ void RunDevice(Interpreter& interpreter, const Invocation& words) {
         router.Change([&](Json& home) { RemoveDevice(home, mac); });
     else
         throw CommandError("device takes add, set, remove, list or wait, not " + action);
-    if (action != "remove") Show(interpreter, router.Device(mac).value());
+    if (action != "remove") interpreter.Show(router.Device(mac).value());
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "bench/text.h"
+
 namespace plug::bench {
 namespace {
 
@@ -26,11 +28,7 @@ std::string Padded(const std::string& text, std::size_t width, bool right = fals
 /// A text of several lines goes below its name, indented.
 std::string Block(const std::string& text) {
     std::string lines;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find('\n', at), text.size());
-        lines += std::string("\n") + kIndent + kIndent + text.substr(at, end - at);
-        at = end + 1;
-    }
+    for (const std::string& line : Split(text, '\n')) lines += std::string("\n") + kIndent + kIndent + line;
     return lines;
 }
 

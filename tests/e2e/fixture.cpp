@@ -199,12 +199,6 @@ LinkEvent AgentTest::AwaitReLogin() {
     return Await(EventKind::kHeartbeat);
 }
 
-ByteVector Join(std::initializer_list<ConstBytes> pieces) {
-    ByteVector joined;
-    for (const ConstBytes piece : pieces) joined.insert(joined.end(), piece.begin(), piece.end());
-    return joined;
-}
-
 ByteVector Counted(ConstBytes bytes) {
     std::array<std::uint8_t, 2> count;
     ByteWriter(count).U16(static_cast<std::uint16_t>(bytes.size()));

@@ -102,8 +102,6 @@ class AgentTest : public testing::Test {
     std::string statuses_;           // read, not yet waited for
 };
 
-/// The bytes of several pieces in a row.
-ByteVector Join(std::initializer_list<ConstBytes> pieces);
 /// Bytes behind their 16-bit count.
 ByteVector Counted(ConstBytes bytes);
 

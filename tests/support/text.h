@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bench/frames.h"
 #include "bench/process.h"
+#include "bench/text.h"
 #include "core/log.h"
 #include "platform/wire.h"
 
@@ -45,10 +45,7 @@ inline bool Contains(std::string_view text, std::string_view part) {
 
 /// The lines of a file, without their ends; none without a file.
 inline Lines ReadLines(const std::string& path) {
-    Lines lines;
-    std::istringstream text(ReadFile(path));
-    for (std::string line; std::getline(text, line);) lines.push_back(line);
-    return lines;
+    return bench::Split(ReadFile(path), '\n');
 }
 
 /// Waits until `condition` holds; throws, which fails the test, when it does not within half a minute.

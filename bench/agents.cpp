@@ -1,0 +1,217 @@
+#include "bench/agents.h"
+
+#include "bench/decode.h"
+#include "bench/process_commands.h"
+#include "bench/text.h"
+#include "bench/text_table.h"
+
+namespace plug::bench {
+namespace {
+
+/// The device of an online report; null for any other event.
+Json OnlineDevice(const Json& shown) {
+    return shown.value("name", "") == "online" && shown.contains("fields") ? shown["fields"]["entries"][0]
+                                                                           : Json();
+}
+
+/// What an event says, behind its time and agent.
+std::string Sentence(const LinkEvent& event, const Json& shown) {
+    const std::string server = Name(event.server);
+    switch (event.kind) {
+        case EventKind::kConnected:
+            return "connected to the " + server + " server from " + event.peer;
+        case EventKind::kRegister:
+            return "registers: serial " + event.serial + ", PIN " + event.pin;
+        case EventKind::kLogin:
+            return "logs in";
+        case EventKind::kHeartbeat:
+            return "heartbeat";
+        case EventKind::kReport:
+            if (const Json device = OnlineDevice(shown); device.is_object())
+                return "device online: " + device.value("mac", "") + " " + device.value("name", "");
+            return "report " + std::to_string(event.data_type) + " " + shown.value("name", "");
+        case EventKind::kReply:
+            return "reply with code " + std::to_string(event.code) + " " + shown.value("name", "");
+        case EventKind::kBadFrame:
+            return "BAD FRAME: " + shown.value("bytes", "");
+        case EventKind::kClosed:
+            return server + " connection closed";
+    }
+    return "";
+}
+
+bool Routine(const LinkEvent& event) {
+    return event.kind == EventKind::kConnected ||
+           (event.kind == EventKind::kClosed && event.server == Server::kRegistration);
+}
+
+constexpr std::pair<const char*, Ack> kAcks[] = {{"accept", Ack::kAccept},
+                                                 {"silent", Ack::kSilent},
+                                                 {"empty", Ack::kEmptyBody},
+                                                 {"refuse", Ack::kRefuse},
+                                                 {"close", Ack::kClose}};
+
+Ack AckOf(const std::string& text) {
+    for (const auto& [name, ack] : kAcks)
+        if (text == name) return ack;
+    throw CommandError("an ack is accept, silent, empty, refuse or close, not " + text);
+}
+
+const char* Name(Ack ack) {
+    return kAcks[static_cast<std::size_t>(ack)].first;
+}
+
+/// One of the settings that `behave` shows and changes.
+struct Setting {
+    std::string_view name;
+    void (*set)(Behaviour& behaviour, const std::string& value);
+    Json (*get)(const Behaviour& behaviour);
+};
+constexpr Setting kSettings[] = {
+    {"interval",
+     [](Behaviour& to, const std::string& value) { to.interval = ParseNumber<std::uint16_t>(value); },
+     [](const Behaviour& of) { return Json(of.interval); }},
+    {"heartbeats", [](Behaviour& to, const std::string& value) { to.answer_heartbeats = value == "on"; },
+     [](const Behaviour& of) { return Json(of.answer_heartbeats ? "on" : "off"); }},
+    {"register", [](Behaviour& to, const std::string& value) { to.register_ack = AckOf(value); },
+     [](const Behaviour& of) { return Json(Name(of.register_ack)); }},
+    {"login", [](Behaviour& to, const std::string& value) { to.login_ack = AckOf(value); },
+     [](const Behaviour& of) { return Json(Name(of.login_ack)); }},
+    {"delay", [](Behaviour& to, const std::string& value) { to.ack_delay = ParseSeconds(value); },
+     [](const Behaviour& of) { return Json(static_cast<double>(of.ack_delay.count()) / 1000); }},
+};
+
+using Awaited = std::pair<std::string_view, EventKind>;
+constexpr Awaited kAwaited[] = {{"registered", EventKind::kRegister}, {"logged-in", EventKind::kLogin},
+                                {"heartbeat", EventKind::kHeartbeat}, {"report", EventKind::kReport},
+                                {"reply", EventKind::kReply},         {"closed", EventKind::kClosed},
+                                {"bad-frame", EventKind::kBadFrame}};
+
+std::uint8_t ReportType(const std::string& name_or_number) {
+    const ReportForm* const report = FindReport(name_or_number);
+    return report != nullptr ? report->id : ParseNumber<std::uint8_t>(name_or_number);
+}
+
+}  // namespace
+
+Agents::Agents(Platform& platform, Interpreter& interpreter, ProcessCommands& process, bool verbose)
+    : platform_(platform),
+      interpreter_(interpreter),
+      process_(process),
+      verbose_(verbose),
+      news_(platform.FromStart()),
+      waited_(platform.FromStart()) {
+    static constexpr TopicCommand<void (Agents::*)(const Invocation&)> kCommands[] = {
+        {"agents", "", "lists the agents seen", 0, &Agents::List},
+        {"use", "<mac>", "chooses the agent that commands go to", 1, &Agents::Choose},
+        {"behave", "[<setting>=<value>]...", "shows or changes how the platform answers", 0, &Agents::Behave,
+         "interval= heartbeats= register= login= delay= listen="},
+        {"wait", "<event> [<report>] [<seconds>]",
+         "waits for the next event of a kind since the last wait: registered, logged-in, heartbeat, report, "
+         "reply, closed, bad-frame, exited (the agent started here)",
+         1, &Agents::Wait, "registered logged-in heartbeat report reply closed bad-frame exited"},
+    };
+    interpreter_.AddTopic("agents", *this, kCommands);
+    interpreter_.AddNews(platform_.log().notice().descriptor(), [this] { ShowNews(); });
+    interpreter_.prompt = [this] { return chosen_ ? MacText(*chosen_) + "> " : std::string("platform> "); };
+}
+
+MacAddress Agents::Current() const {
+    if (chosen_) return *chosen_;
+    std::vector<AgentInfo> agents = platform_.Agents();
+    if (agents.size() > 1) std::erase_if(agents, [](const AgentInfo& agent) { return !agent.logged_in; });
+    if (agents.empty()) throw CommandError("no agent is here yet");
+    if (agents.size() > 1) throw CommandError("several agents are here; choose one with: use <mac>");
+    return agents.front().mac;
+}
+
+LinkEvent Agents::Await(Cursor& cursor, const std::string& what, const EventMatch& matches,
+                        Milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (const auto event = cursor.NextUntil(deadline)) {
+        interpreter_.ShowNews();
+        if (!matches(*event)) continue;
+        interpreter_.last = DecodeEvent(*event);
+        return *event;
+    }
+    ComplainOfWait(timeout, what);
+}
+
+void Agents::ShowNews() {
+    platform_.log().notice().Clear();
+    while (const auto event = news_.Next(Milliseconds(0)))
+        if (passed_over_.erase(event->number) == 0) ShowEvent(*event);
+}
+
+void Agents::ShowEvent(const LinkEvent& event) {
+    if (!interpreter_.output().json() && !verbose_ && Routine(event)) return;
+    const Json shown = DecodeEvent(event);
+    std::string text = ClockText(event.wall_time) + "  ";
+    if (!AllZero(event.mac)) text += MacText(event.mac) + "  ";
+    text += Sentence(event, shown);
+    if (!event.note.empty()) text += " (" + event.note + ")";
+    if (event.kind == EventKind::kReport || event.kind == EventKind::kReply) {
+        for (const char* key : {"text", "bytes"})
+            if (shown.contains(key)) text += "\n    " + Inline(shown[key]);
+        if (shown.contains("fields") && OnlineDevice(shown).is_null()) text += "\n" + Lines(shown["fields"]);
+    }
+    interpreter_.output().Show(shown, text);
+}
+
+void Agents::List(const Invocation&) {
+    Json list = Json::array();
+    for (const AgentInfo& agent : platform_.Agents()) {
+        list.push_back({{"mac", MacText(agent.mac)},
+                        {"serial", agent.serial},
+                        {"pin", agent.pin},
+                        {"state", agent.logged_in ? "logged in" : "away"},
+                        {"peer", agent.peer},
+                        {"registrations", agent.registrations},
+                        {"logins", agent.logins},
+                        {"heartbeats", agent.heartbeats}});
+    }
+    const Json agents = {{"agents", list}};
+    interpreter_.Show(agents, list.empty() ? "    none yet" : Lines(agents));
+}
+
+void Agents::Behave(const Invocation& words) {
+    Behaviour behaviour = platform_.behaviour();
+    for (const std::string& word : words.WordsFrom(1)) {
+        const auto [name, given] = ParseNamed(word);
+        const std::string value = given.value_or("");
+        const auto* const setting = std::ranges::find(kSettings, name, &Setting::name);
+        if (setting != std::end(kSettings)) {
+            setting->set(behaviour, value);
+        } else if (name == "listen") {
+            for (const Server server : {Server::kRegistration, Server::kLogin})
+                value == "on" ? platform_.OpenListener(server) : platform_.CloseListener(server);
+        } else {
+            throw CommandError("no setting \"" + name + "\"");
+        }
+    }
+    platform_.Behave(behaviour);
+    if (words.size() > 1) return;
+    Json shown;
+    for (const Setting& setting : kSettings) shown[setting.name] = setting.get(behaviour);
+    interpreter_.Show(shown);
+}
+
+void Agents::Wait(const Invocation& words) {
+    const std::string& what = words.word(1);
+    std::size_t next = 2;
+    std::optional<std::uint8_t> type;
+    if (what == "report" && words.size() > next) type = ReportType(words.word(next++));
+    const Milliseconds timeout = ParseSeconds(words.word(next, "60"));
+    if (what == "exited") return process_.WaitForExit(timeout);
+    const auto* const awaited = std::ranges::find(kAwaited, what, &Awaited::first);
+    if (awaited == std::end(kAwaited)) throw CommandError("no event \"" + what + "\"");
+
+    const auto matches = [&, agent = chosen_](const LinkEvent& event) {
+        const bool of_agent = !agent || event.mac == *agent;
+        const bool of_login = event.kind != EventKind::kClosed || event.server == Server::kLogin;
+        return event.kind == awaited->second && of_agent && of_login && (!type || event.data_type == *type);
+    };
+    Await(waited_, words.RestFrom(1), matches, timeout);
+}
+
+}  // namespace plug::bench

@@ -1,0 +1,26 @@
+// The HTTP server that rate tests and updates download from, at command.
+#pragma once
+
+#include <memory>
+
+#include "bench/http_server.h"
+#include "bench/interpreter.h"
+
+namespace plug::bench {
+
+class HttpCommands {
+  public:
+    explicit HttpCommands(Interpreter& interpreter);
+
+    /// The server that serves now, or nullptr.
+    const HttpServer* server() const { return server_.get(); }
+
+  private:
+    void Run(const Invocation& words);
+    void Serve(const Invocation& words);
+
+    Interpreter& interpreter_;
+    std::unique_ptr<HttpServer> server_;
+};
+
+}  // namespace plug::bench

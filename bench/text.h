@@ -1,0 +1,30 @@
+// Texts taken apart.
+#pragma once
+
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace plug::bench {
+
+/// The pieces between the separators; an empty one at the end does not count.
+inline std::vector<std::string> Split(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    std::istringstream rest(text);
+    for (std::string piece; std::getline(rest, piece, separator);) pieces.push_back(piece);
+    return pieces;
+}
+
+/// "name=value"; without a '=' all of it is the name.
+struct NamedValue {
+    std::string name;
+    std::optional<std::string> value;
+};
+inline NamedValue ParseNamed(const std::string& word) {
+    const std::size_t equals = word.find('=');
+    if (equals == std::string::npos) return {word, {}};
+    return {word.substr(0, equals), word.substr(equals + 1)};
+}
+
+}  // namespace plug::bench
