@@ -61,25 +61,25 @@ const char* Name(Ack ack) {
     return kAcks[static_cast<std::size_t>(ack)].first;
 }
 
-/// One of the settings that `behave` shows and changes.
-struct Setting {
-    std::string_view name;
-    void (*set)(Behaviour& behaviour, const std::string& value);
-    Json (*get)(const Behaviour& behaviour);
-};
-constexpr Setting kSettings[] = {
-    {"interval",
-     [](Behaviour& to, const std::string& value) { to.interval = ParseNumber<std::uint16_t>(value); },
-     [](const Behaviour& of) { return Json(of.interval); }},
-    {"heartbeats", [](Behaviour& to, const std::string& value) { to.answer_heartbeats = value == "on"; },
-     [](const Behaviour& of) { return Json(of.answer_heartbeats ? "on" : "off"); }},
-    {"register", [](Behaviour& to, const std::string& value) { to.register_ack = AckOf(value); },
-     [](const Behaviour& of) { return Json(Name(of.register_ack)); }},
-    {"login", [](Behaviour& to, const std::string& value) { to.login_ack = AckOf(value); },
-     [](const Behaviour& of) { return Json(Name(of.login_ack)); }},
-    {"delay", [](Behaviour& to, const std::string& value) { to.ack_delay = ParseSeconds(value); },
-     [](const Behaviour& of) { return Json(static_cast<double>(of.ack_delay.count()) / 1000); }},
-};
+/// Changes what `behave` was told. False when there is no such setting.
+bool Change(Behaviour& behaviour, Platform& platform, const std::string& setting, const std::string& value) {
+    if (setting == "interval")
+        behaviour.interval = ParseNumber<std::uint16_t>(value);
+    else if (setting == "heartbeats")
+        behaviour.answer_heartbeats = value == "on";
+    else if (setting == "register")
+        behaviour.register_ack = AckOf(value);
+    else if (setting == "login")
+        behaviour.login_ack = AckOf(value);
+    else if (setting == "delay")
+        behaviour.ack_delay = ParseSeconds(value);
+    else if (setting == "listen")
+        for (const Server server : {Server::kRegistration, Server::kLogin})
+            value == "on" ? platform.OpenListener(server) : platform.CloseListener(server);
+    else
+        return false;
+    return true;
+}
 
 using Awaited = std::pair<std::string_view, EventKind>;
 constexpr Awaited kAwaited[] = {{"registered", EventKind::kRegister}, {"logged-in", EventKind::kLogin},
@@ -177,23 +177,17 @@ void Agents::List(const Invocation&) {
 void Agents::Behave(const Invocation& words) {
     Behaviour behaviour = platform_.behaviour();
     for (const std::string& word : words.WordsFrom(1)) {
-        const auto [name, given] = ParseNamed(word);
-        const std::string value = given.value_or("");
-        const auto* const setting = std::ranges::find(kSettings, name, &Setting::name);
-        if (setting != std::end(kSettings)) {
-            setting->set(behaviour, value);
-        } else if (name == "listen") {
-            for (const Server server : {Server::kRegistration, Server::kLogin})
-                value == "on" ? platform_.OpenListener(server) : platform_.CloseListener(server);
-        } else {
-            throw CommandError("no setting \"" + name + "\"");
-        }
+        const auto [setting, value] = ParseNamed(word);
+        if (!Change(behaviour, platform_, setting, value.value_or("")))
+            throw CommandError("no setting \"" + setting + "\"");
     }
     platform_.Behave(behaviour);
     if (words.size() > 1) return;
-    Json shown;
-    for (const Setting& setting : kSettings) shown[setting.name] = setting.get(behaviour);
-    interpreter_.Show(shown);
+    interpreter_.Show({{"interval", behaviour.interval},
+                       {"heartbeats", behaviour.answer_heartbeats ? "on" : "off"},
+                       {"register", Name(behaviour.register_ack)},
+                       {"login", Name(behaviour.login_ack)},
+                       {"delay", static_cast<double>(behaviour.ack_delay.count()) / 1000}});
 }
 
 void Agents::Wait(const Invocation& words) {

@@ -1,6 +1,9 @@
 #include "bench/decode.h"
 
+#include <map>
 #include <stdexcept>
+
+#include "bench/text.h"
 
 namespace plug::bench {
 namespace {
@@ -126,95 +129,72 @@ std::vector<const Field*> Written(Fields fields) {
     return written;
 }
 
-std::size_t IndexOf(const CommandForm& row, const std::vector<const Field*>& fields, std::string_view name) {
-    for (std::size_t at = 0; at < fields.size(); ++at)
-        if (fields[at]->name == name) return at;
-    throw std::invalid_argument(std::string(row.name) + " has no parameter \"" + std::string(name) +
-                                "\"; it takes " + ParameterForm(row));
+[[noreturn]] void Refuse(const CommandForm& form, const std::string& what) {
+    throw std::invalid_argument(std::string(form.name) + " " + what + "; it takes " + ParameterForm(form));
 }
 
-/// "name=value" when the name is a parameter's; a value may hold '=' of its own.
-bool IsNamed(const std::vector<const Field*>& fields, const std::string& word) {
-    const std::size_t equals = word.find('=');
-    if (equals == std::string::npos) return false;
-    const std::string_view name = std::string_view(word).substr(0, equals);
-    const bool known =
-        std::any_of(fields.begin(), fields.end(), [&](const Field* field) { return field->name == name; });
-    const bool like_a_name =
-        !name.empty() && name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_0123456789") == name.npos;
-    return known || like_a_name;
-}
+using Values = std::map<std::string_view, std::string>;  // by the names of the fields
 
-using Values = std::vector<std::optional<std::string>>;
-
-/// The written values by field. The last field takes all remaining words when it is a text.
-Values Assign(const CommandForm& row, const std::vector<const Field*>& fields,
-              const std::vector<std::string>& words) {
-    Values values(fields.size());
+/// The written values. "name=value" names a parameter when it could; a value may hold '=' of its own. The
+/// last parameter takes all remaining words when it is a text.
+Values Assign(const CommandForm& form, const std::vector<std::string>& words) {
+    const std::vector<const Field*> fields = Written(form.parameters);
+    Values values;
     std::size_t next = 0;
     for (const std::string& word : words) {
-        if (IsNamed(fields, word)) {
-            const std::size_t equals = word.find('=');
-            values[IndexOf(row, fields, word.substr(0, equals))] = word.substr(equals + 1);
-            continue;
-        }
-        const bool rest = !fields.empty() && next == fields.size() && FieldSize(*fields.back()) == 0;
-        if (rest) {
-            *values.back() += " " + word;
-            continue;
-        }
-        if (next == fields.size())
-            throw std::invalid_argument("too many parameters: " + std::string(row.name) + " takes " +
-                                        (fields.empty() ? "none" : ParameterForm(row)));
-        values[next++] = word;
+        const auto [name, value] = ParseNamed(word);
+        const auto named = std::ranges::find(fields, name, &Field::name);
+        const bool like_a_name =
+            !name.empty() && name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_0123456789") == name.npos;
+        if (value && named != fields.end())
+            values[(*named)->name] = *value;
+        else if (value && like_a_name)
+            Refuse(form, "has no parameter \"" + name + "\"");
+        else if (next < fields.size())
+            values[fields[next++]->name] = word;
+        else if (!fields.empty() && FieldSize(*fields.back()) == 0)
+            values[fields.back()->name] += " " + word;
+        else
+            throw std::invalid_argument("too many parameters: " + std::string(form.name) + " takes " +
+                                        (fields.empty() ? "none" : ParameterForm(form)));
     }
     return values;
 }
 
 }  // namespace
 
-std::string ParameterForm(const CommandForm& row) {
-    std::string form;
-    for (const Field* field : Written(row.parameters))
-        form += (form.empty() ? "" : " ") + std::string(field->name) + "=<" + ValueForm(*field) + ">";
-    return form;
+std::string ParameterForm(const CommandForm& form) {
+    std::string text;
+    for (const Field* field : Written(form.parameters))
+        text += (text.empty() ? "" : " ") + std::string(field->name) + "=<" + ValueForm(*field) + ">";
+    return text;
 }
 
-ByteVector EncodeParameters(const CommandForm& row, const std::vector<std::string>& words, ConstBytes base) {
-    const std::vector<const Field*> fields = Written(row.parameters);
-    const Values values = Assign(row, fields, words);
+ByteVector EncodeParameters(const CommandForm& form, const std::vector<std::string>& words, ConstBytes base) {
+    const Values values = Assign(form, words);
     ByteVector record;
-    std::size_t next = 0;
-    for (const Field& field : row.parameters) {
-        if (field.kind == FieldKind::kSkip) {
+    for (const Field& field : form.parameters) {
+        const std::size_t size = FieldSize(field);
+        const auto value = values.find(field.name);
+        if (field.kind == FieldKind::kSkip)
             WriteField(record, field, "");
-            continue;
-        }
-        const std::size_t offset = record.size();
-        const std::optional<std::string>& value = values[next++];
-        if (value) {
-            WriteField(record, field, *value);
-        } else if (offset + FieldSize(field) <= base.size()) {
-            const ConstBytes kept = base.subspan(offset, FieldSize(field));
-            record.insert(record.end(), kept.begin(), kept.end());
-        } else {
-            throw std::invalid_argument(std::string(row.name) + " needs " + field.name + "; it takes " +
-                                        ParameterForm(row));
-        }
+        else if (value != values.end())
+            WriteField(record, field, value->second);
+        else if (record.size() + size <= base.size())
+            record = Join({record, base.subspan(record.size(), size)});
+        else
+            Refuse(form, std::string("needs ") + field.name);
     }
     return record;
 }
 
-ByteVector EncodeBaseParameters(const CommandForm& row, const std::vector<std::string>& words) {
-    const CommandForm& base = *FindCommand(row.read_first);
-    const std::vector<const Field*> fields = Written(row.parameters);
-    const Values values = Assign(row, fields, words);
+ByteVector EncodeBaseParameters(const CommandForm& form, const std::vector<std::string>& words) {
+    const Values values = Assign(form, words);
     ByteVector record;
-    for (std::size_t at = 0; at < base.parameters.size(); ++at) {
-        if (!values[at])
-            throw std::invalid_argument(std::string(row.name) + " needs " + fields[at]->name + "; it takes " +
-                                        ParameterForm(row));
-        WriteField(record, *fields[at], *values[at]);
+    for (const Field& field : form.parameters.first(FindCommand(form.read_first)->parameters.size())) {
+        const auto value = values.find(field.name);
+        if (value == values.end()) Refuse(form, std::string("needs ") + field.name);
+        WriteField(record, field, value->second);
     }
     return record;
 }
@@ -254,10 +234,7 @@ ByteVector EncodeAnswer(const CommandForm& row, const std::vector<std::string>& 
     if (row.answer.shape != Shape::kList) return EncodeParameters(form, words);
     ByteVector list(2);
     ByteWriter(list).U16(static_cast<std::uint16_t>(words.size()));
-    for (const std::string& word : words) {
-        const ByteVector entry = EncodeParameters(form, {word});
-        list.insert(list.end(), entry.begin(), entry.end());
-    }
+    for (const std::string& word : words) list = Join({list, EncodeParameters(form, {word})});
     return list;
 }
 

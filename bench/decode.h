@@ -10,24 +10,24 @@ namespace plug::bench {
 ///
 /// `base` is the payload of the row's read_first answer, which then gives what is not written; without a base
 /// everything must be written.
-ByteVector EncodeParameters(const CommandForm& row, const std::vector<std::string>& words,
+ByteVector EncodeParameters(const CommandForm& form, const std::vector<std::string>& words,
                             ConstBytes base = {});
 /// The parameters of the read_first row: the leading fields that both have.
-ByteVector EncodeBaseParameters(const CommandForm& row, const std::vector<std::string>& words);
+ByteVector EncodeBaseParameters(const CommandForm& form, const std::vector<std::string>& words);
 /// "index=0..65535 on=on|off"
-std::string ParameterForm(const CommandForm& row);
+std::string ParameterForm(const CommandForm& form);
 
 /// {"answer": name, "id": .., "code": .., "result": .., "fields": {..}}, with "error" when the command failed
 /// and "warning" when the payload is shorter or longer than its layout.
-Json DecodeAnswer(const CommandForm& row, const LinkEvent& event);
+Json DecodeAnswer(const CommandForm& form, const LinkEvent& event);
 /// Any event as an object that begins {"event": kind, "mac": ..}; reports and unasked replies with their data
 /// decoded.
 Json DecodeEvent(const LinkEvent& event);
 /// A payload laid out as the row's parameters: {"fields": {..}}; without a layout also {"text": ..} or
 /// {"bytes": ..}.
-Json DecodePayload(const CommandForm& row, ConstBytes payload);
+Json DecodePayload(const CommandForm& form, ConstBytes payload);
 /// What the row's answer holds, from its written values; of a list, one word an entry.
-ByteVector EncodeAnswer(const CommandForm& row, const std::vector<std::string>& words);
+ByteVector EncodeAnswer(const CommandForm& form, const std::vector<std::string>& words);
 /// The payload behind the echo and the result of an answer; empty when it failed.
 ConstBytes Payload(const LinkEvent& event);
 

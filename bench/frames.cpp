@@ -12,10 +12,6 @@ constexpr std::size_t kLoginRecord = 25;
 constexpr std::size_t kPinSize = 12;
 constexpr std::size_t kTokenSize = 32;
 
-ByteVector Copy(ConstBytes bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
 std::array<std::uint8_t, 2> Word(std::uint16_t value) {
     std::array<std::uint8_t, 2> bytes;
     ByteWriter(bytes).U16(value);
@@ -55,7 +51,7 @@ void ReadLogin(LinkEvent& event) {
     }
     event.kind = EventKind::kLogin;
     event.pin = FieldString(ConstBytes(event.head).first(kPinSize));
-    event.token = Copy(ConstBytes(event.head).subspan(kPinSize, kTokenSize));
+    event.token = Join({ConstBytes(event.head).subspan(kPinSize, kTokenSize)});
 }
 
 void ReadHeartbeat(LinkEvent& event) {
@@ -81,11 +77,26 @@ void ReadData(LinkEvent& event, EventKind kind, bool addressed) {
     const DataRecord record = ReadDataRecord(event.plain, addressed);
     event.data_type = record.data_type;
     event.address = record.address;
-    event.data = Copy(record.data);
+    event.data = Join({record.data});
     if (event.plain.size() != header + record.declared_length)
         Bad(event, "data record of " + std::to_string(event.plain.size()) + " bytes declares " +
                        std::to_string(record.declared_length));
 }
+
+/// What goes up, and what reads the rest of a frame whose head and body are there.
+struct FrameReader {
+    MsgType type;
+    void (*read)(LinkEvent& event);
+};
+constexpr FrameReader kReaders[] = {
+    {MsgType::kRegister, ReadRegister},
+    {MsgType::kLogin, ReadLogin},
+    {MsgType::kHeartbeat, ReadHeartbeat},
+    {MsgType::kDataReport, [](LinkEvent& event) { ReadData(event, EventKind::kReport, false); }},
+    {MsgType::kAddressedReport, [](LinkEvent& event) { ReadData(event, EventKind::kReport, true); }},
+    {MsgType::kPlugReply, [](LinkEvent& event) { ReadData(event, EventKind::kReply, false); }},
+    {MsgType::kFunctionReply, [](LinkEvent& event) { ReadData(event, EventKind::kReply, true); }},
+};
 
 /// Decrypts the body into event.plain. False, with the event made bad, when that fails.
 bool DecryptBody(const CipherKey& key, LinkEvent& event, ConstBytes body) {
@@ -100,7 +111,7 @@ bool DecryptBody(const CipherKey& key, LinkEvent& event, ConstBytes body) {
         Bad(event, "body does not decrypt");
         return false;
     }
-    event.plain = Copy(stripped);
+    event.plain = Join({stripped});
     return true;
 }
 
@@ -169,38 +180,16 @@ LinkEvent ReadFrame(const CipherKey& key, ByteVector frame) {
     event.header = ReadFrameHeader(frame);
     event.frame = std::move(frame);
     const ConstBytes rest = ConstBytes(event.frame).subspan(kFrameHeaderSize);
-    event.head = Copy(rest.first(event.header.head_length));
+    event.head = Join({rest.first(event.header.head_length)});
     const ConstBytes body = rest.subspan(event.header.head_length);
     if (!DecryptBody(key, event, body)) return event;
     if (FrameChecksum(body.size(), event.head, event.plain) != event.header.checksum)
         return Bad(event, "wrong checksum");
 
-    switch (event.header.type()) {
-        case MsgType::kRegister:
-            ReadRegister(event);
-            break;
-        case MsgType::kLogin:
-            ReadLogin(event);
-            break;
-        case MsgType::kHeartbeat:
-            ReadHeartbeat(event);
-            break;
-        case MsgType::kDataReport:
-            ReadData(event, EventKind::kReport, false);
-            break;
-        case MsgType::kAddressedReport:
-            ReadData(event, EventKind::kReport, true);
-            break;
-        case MsgType::kPlugReply:
-            ReadData(event, EventKind::kReply, false);
-            break;
-        case MsgType::kFunctionReply:
-            ReadData(event, EventKind::kReply, true);
-            break;
-        default:
-            Bad(event, "MsgType " + std::to_string(event.header.type_byte & 0x1F) + " does not go up");
-            break;
-    }
+    const auto* const reader = std::ranges::find(kReaders, event.header.type(), &FrameReader::type);
+    if (reader == std::end(kReaders))
+        return Bad(event, "MsgType " + std::to_string(event.header.type_byte & 0x1F) + " does not go up");
+    reader->read(event);
     return event;
 }
 
@@ -215,6 +204,10 @@ ByteVector HugeHeader() {
 
 ByteVector LeadWordFrame() {
     return {0xCC, 0xDD, 2, 0, 0, 2, 0, 0xFF, 0xFF};
+}
+
+ByteVector ToBytes(std::string_view text) {
+    return {text.begin(), text.end()};
 }
 
 ByteVector Join(std::initializer_list<ConstBytes> pieces) {

@@ -33,6 +33,7 @@ ByteVector HugeHeader();
 /// A frame whose body begins with the lead word 0xFFFF.
 ByteVector LeadWordFrame();
 
+ByteVector ToBytes(std::string_view text);
 /// The bytes of several pieces in a row.
 ByteVector Join(std::initializer_list<ConstBytes> pieces);
 

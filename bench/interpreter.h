@@ -48,8 +48,8 @@ struct ConsoleCommand {
     std::string alias{};                     // another name
 };
 
-/// A command of a topic: several commands that work on the same object. `Run` is a function of that object
-/// and an Invocation, or a member of it.
+/// A command of a topic, whose commands all work on one object. `Run` is a function of it and an Invocation,
+/// or a member of it.
 template <class Run>
 struct TopicCommand {
     const char* name;
@@ -66,12 +66,11 @@ class Interpreter {
     explicit Interpreter(Output& output);
 
     void Add(ConsoleCommand command);
-    /// Registers a topic's commands as a group, each name behind `prefix`. The object must outlive them.
+    /// Registers a topic's commands as a group. The object must outlive them.
     template <class Object, class Run, std::size_t count>
-    void AddTopic(const std::string& group, Object& object, const TopicCommand<Run> (&commands)[count],
-                  const std::string& prefix = "") {
+    void AddTopic(const std::string& group, Object& object, const TopicCommand<Run> (&commands)[count]) {
         for (const TopicCommand<Run>& command : commands)
-            Add({prefix + command.name, command.usage, command.help, group, command.at_least,
+            Add({command.name, command.usage, command.help, group, command.at_least,
                  [&object, run = command.run](const Invocation& words) { std::invoke(run, object, words); },
                  Invocation(command.completions).WordsFrom(0)});
     }

@@ -1,4 +1,4 @@
-// plug-bench: the platform's side of the link, and the local mesh/Wi-Fi agent's side, as a program.
+// plug-bench: the platform's side of the link, and the local peer's side, as a program.
 #include <CLI/CLI.hpp>
 
 #include "bench/console.h"
@@ -14,6 +14,9 @@
 namespace plug::bench {
 namespace {
 
+struct Choices;
+using Mode = int (*)(const Choices& choices, Output& output);
+
 struct Choices {
     PlatformOptions platform;
     PeerOptions peer;
@@ -24,6 +27,7 @@ struct Choices {
     bool json = false;
     bool verbose = false;
     bool sandbox = false;
+    Mode mode = nullptr;
 };
 
 /// The script, or the console when there is none. 0 when nothing failed.
@@ -37,8 +41,7 @@ int Converse(Interpreter& interpreter, const std::string& script) {
     return held ? 0 : 1;
 }
 
-int ServeAgents(const Choices& choices) {
-    Output output(choices.json);
+int ServeAgents(const Choices& choices, Output& output) {
     Interpreter interpreter(output);
     Platform platform(choices.platform);
     const PeerSide peer(interpreter, choices.peer, "peer");
@@ -56,14 +59,13 @@ int ServeAgents(const Choices& choices) {
     return Converse(interpreter, choices.script);
 }
 
-/// Only the local mesh/Wi-Fi agent's side, of an agent that runs already.
-int ServeAsPeer(const Choices& choices) {
+/// Only the local peer's side, of an agent that runs already.
+int ServeAsPeer(const Choices& choices, Output& output) {
     PeerOptions options = choices.peer;
     // The agent may remember the sequence of an earlier bench's last frame; this one begins elsewhere.
     options.first_sequence = static_cast<std::uint32_t>(time(nullptr));
-    Output output(choices.json);
     Interpreter interpreter(output);
-    interpreter.prompt = [] { return std::string("local agent> "); };
+    interpreter.prompt = [] { return std::string("local peer> "); };
     const PeerSide peer(interpreter, options, "");
     if (choices.script.empty())
         output.Show({{"path", options.path}},
@@ -71,55 +73,66 @@ int ServeAsPeer(const Choices& choices) {
     return Converse(interpreter, choices.script);
 }
 
+void AddOptions(CLI::App& app, Choices& choices) {
+    PlatformOptions& platform = choices.platform;
+    app.add_option("--listen", platform.listen, "address to listen on");
+    app.add_option("--register-port", platform.register_port, "0 lets the system pick");
+    app.add_option("--login-port", platform.login_port, "0 lets the system pick");
+    app.add_option("--key", platform.key, "the agents' KEY");
+    app.add_option("--pin", platform.pin, "refuse agents with another PIN");
+    app.add_option("--interval", platform.behaviour.interval, "heartbeat seconds");
+    app.add_flag("--json", choices.json, "print one JSON object for each event and answer");
+    app.add_flag("--verbose", choices.verbose, "show every connection");
+    app.add_flag("--sandbox", choices.sandbox,
+                 "run in private mount and network namespaces with an empty /tmp");
+    app.add_option("--local-path", choices.peer.path, "the agent's local socket");
+}
+
+/// The subcommands; without one, agents are served.
+void AddModes(CLI::App& app, Choices& choices) {
+    choices.mode = ServeAgents;
+    const auto add = [&](const char* name, const char* help, Mode mode) {
+        CLI::App* const subcommand = app.add_subcommand(name, help);
+        subcommand->callback([&choices, mode] { choices.mode = mode; });
+        return subcommand;
+    };
+    CLI::App* const run = add("run", "run the commands of a file (- is standard input)", ServeAgents);
+    run->add_option("file", choices.script)->required();
+    CLI::App* const peer = add("peer", "be only the local peer of a running agent", ServeAsPeer);
+    peer->add_option("file", choices.script, "a file of commands instead of the console");
+    CLI::App* const perf =
+        add("perf", "measure the agent: answers, start and idle cost",
+            [](const Choices& chosen, Output& output) { return MeasureAgent(chosen.perf, output); });
+    perf->add_option("--idle-seconds", choices.perf.idle_seconds, "how long to watch it idle");
+    CLI::App* const soak =
+        add("soak", "load the agent from both sides at once",
+            [](const Choices& chosen, Output& output) { return SoakAgent(chosen.soak, output); });
+    soak->add_option("--seconds", choices.soak.seconds, "how long the load takes");
+    soak->add_option("--rule-changes", choices.soak.rule_changes, "windows and limits set after it");
+    CLI::App* const spread =
+        add("spread", "how evenly the automatic reports of many routers fall over the day",
+            [](const Choices& chosen, Output& output) { return ShowSpread(chosen.spread, output); });
+    spread->add_option("--routers", choices.spread.routers, "how many");
+    spread->add_option("--svg", choices.spread.svg, "write a plot to this file");
+    for (CLI::App* const measuring : {perf, soak})
+        measuring->parse_complete_callback([&choices] { choices.sandbox |= geteuid() == 0; });
+}
+
 int Main(int argc, char** argv) {
     Choices choices;
     choices.platform.register_port = 6039;
     choices.platform.login_port = 6040;
     CLI::App app("The other ends of the plug-in agent's links: a console, a script runner and a benchmark.");
-    app.add_option("--listen", choices.platform.listen, "address to listen on")->capture_default_str();
-    app.add_option("--register-port", choices.platform.register_port, "0 lets the system pick")
-        ->capture_default_str();
-    app.add_option("--login-port", choices.platform.login_port, "0 lets the system pick")
-        ->capture_default_str();
-    app.add_option("--key", choices.platform.key, "the agents' KEY")->capture_default_str();
-    app.add_option("--pin", choices.platform.pin, "refuse agents with another PIN");
-    app.add_option("--interval", choices.platform.behaviour.interval, "heartbeat seconds")
-        ->capture_default_str();
-    app.add_flag("--json", choices.json, "print one JSON object for each event and answer");
-    app.add_flag("--verbose", choices.verbose, "show every connection");
-    app.add_flag("--sandbox", choices.sandbox,
-                 "run in private mount and network namespaces with an empty /tmp");
+    app.option_defaults()->always_capture_default();
     app.fallthrough();
-    CLI::App* const run = app.add_subcommand("run", "run the commands of a file (- is standard input)");
-    run->add_option("file", choices.script)->required();
-    CLI::App* const peer =
-        app.add_subcommand("peer", "be only the local mesh/Wi-Fi agent of a running agent");
-    peer->add_option("file", choices.script, "a file of commands instead of the console");
-    app.add_option("--local-path", choices.peer.path, "the agent's local socket")->capture_default_str();
-    CLI::App* const perf = app.add_subcommand("perf", "measure the agent: answers, start and idle cost");
-    perf->add_option("--idle-seconds", choices.perf.idle_seconds, "how long to watch it idle")
-        ->capture_default_str();
-    CLI::App* const soak = app.add_subcommand("soak", "load the agent from both sides at once");
-    soak->add_option("--seconds", choices.soak.seconds, "how long the load takes")->capture_default_str();
-    soak->add_option("--rule-changes", choices.soak.rule_changes, "windows and limits set after it")
-        ->capture_default_str();
-    CLI::App* const spread =
-        app.add_subcommand("spread", "how evenly the automatic reports of many routers fall over the day");
-    spread->add_option("--routers", choices.spread.routers, "how many")->capture_default_str();
-    spread->add_option("--svg", choices.spread.svg, "write a plot to this file");
+    AddOptions(app, choices);
+    AddModes(app, choices);
     CLI11_PARSE(app, argc, argv);
 
     PrepareCipher();
-    if (choices.sandbox || ((perf->parsed() || soak->parsed()) && geteuid() == 0)) EnterSandbox();
-    if (perf->parsed()) {
-        Output output(choices.json);
-        return MeasureAgent(choices.perf, output);
-    }
-    if (soak->parsed() || spread->parsed()) {
-        Output output(choices.json);
-        return soak->parsed() ? SoakAgent(choices.soak, output) : ShowSpread(choices.spread, output);
-    }
-    return peer->parsed() ? ServeAsPeer(choices) : ServeAgents(choices);
+    if (choices.sandbox) EnterSandbox();
+    Output output(choices.json);
+    return choices.mode(choices, output);
 }
 
 }  // namespace

@@ -16,10 +16,6 @@ constexpr std::size_t kNeighbours = 3;
 constexpr std::size_t kNeighbourSize = 77;
 constexpr std::uint8_t kBandOfRadio[] = {1, 2};  // 2.4 GHz, 5 GHz
 
-ByteVector TextBytes(std::string_view text) {
-    return {text.begin(), text.end()};
-}
-
 /// A count and entries of which only the SSID at the front is told.
 ByteVector Neighbours() {
     ByteVector list(2 + kNeighbours * kNeighbourSize);
@@ -128,16 +124,16 @@ ByteVector PeerAnswers::CarryOut(std::uint16_t id, ConstBytes payload) {
         case 77:
             return {thresholds_.begin(), thresholds_.end()};
         case 78:
-            return TextBytes(kTopology);
+            return ToBytes(kTopology);
         case 79:
             return Neighbours();
         case 80:
-            return TextBytes(kBssids);
+            return ToBytes(kBssids);
         case 88:
             report_config_ = AsText(payload);
             return {};
         case 997:
-            return TextBytes(report_config_);
+            return ToBytes(report_config_);
         default:
             return {};
     }

@@ -1,4 +1,4 @@
-// How the local mesh/Wi-Fi agent answers: a small home of its own, whose settings can be set and read back,
+// How the local peer answers: a small home of its own, whose settings can be set and read back,
 // and what was told to be answered instead. Any thread.
 #pragma once
 

@@ -3,6 +3,7 @@
 
 #include "bench/device_commands.h"
 #include "bench/http_commands.h"
+#include "bench/platform_commands.h"
 #include "bench/process_commands.h"
 
 namespace plug::bench {
@@ -10,7 +11,17 @@ namespace plug::bench {
 class PlatformSide {
   public:
     /// Registers its commands with the interpreter. With `verbose`, connections are shown too.
-    PlatformSide(Platform& platform, Interpreter& interpreter, bool verbose);
+    PlatformSide(Platform& platform, Interpreter& interpreter, bool verbose)
+        : process_(platform, interpreter),
+          agents_(platform, interpreter, process_, verbose),
+          dialog_(platform, interpreter, agents_),
+          devices_(dialog_),
+          http_(interpreter) {
+        AddFunctionCommands(dialog_);
+        AddMischiefCommands(dialog_);
+        AddDiagnosticCommands(dialog_);
+        AddPlugCommands(dialog_, http_);
+    }
 
   private:
     ProcessCommands process_;

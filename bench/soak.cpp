@@ -107,6 +107,7 @@ class Soak {
     bool ChangeRules(int changes);
 
   private:
+    Json AskFor(int seconds);
     /// Sends the list of the elements that `make` gives for `from` to `to`; false without a good answer.
     bool SendList(const char* command, int from, int to, const std::function<Json(int)>& make) {
         Json list = Json::array();
@@ -124,6 +125,28 @@ class Soak {
     Json holdings_ = Json::array();
 };
 
+/// Commands one after the other.
+Json Soak::AskFor(int seconds) {
+    int asked = 0;
+    int answered = 0;
+    int failed = 0;
+    Milliseconds slowest{0};
+    const auto end = Clock::now() + std::chrono::seconds(seconds);
+    for (; Clock::now() < end && agent_->Running(); ++asked) {
+        const auto sent = Clock::now();
+        const std::uint16_t id = kCommands[static_cast<std::size_t>(asked) % std::size(kCommands)];
+        const auto answer = platform_.Ask(mac_, id, {}, kPatience);
+        slowest = std::max(slowest, std::chrono::duration_cast<Milliseconds>(Clock::now() - sent));
+        answered += answer.has_value();
+        failed += answer && answer->result() != 0;
+    }
+    return {{"seconds", seconds},
+            {"commands", asked},
+            {"answered", answered},
+            {"of these with a failure", failed},
+            {"slowest answer (ms)", slowest.count()}};
+}
+
 Json Soak::LoadFromBothSides(int seconds) {
     LocalPeer peer;
     if (!peer.Connect()) throw std::runtime_error("the agent has no local socket");
@@ -132,19 +155,7 @@ Json Soak::LoadFromBothSides(int seconds) {
     std::atomic<bool> done{false};
     Load load;
     std::thread reporter([&] { load = Report(peer, done); });
-    const auto end = Clock::now() + std::chrono::seconds(seconds);
-    int asked = 0;
-    int answered = 0;
-    int failed = 0;
-    Milliseconds slowest{0};
-    for (; Clock::now() < end && agent_->Running(); ++asked) {
-        const auto sent = Clock::now();
-        const auto answer = platform_.Ask(
-            mac_, kCommands[static_cast<std::size_t>(asked) % std::size(kCommands)], {}, kPatience);
-        slowest = std::max(slowest, std::chrono::duration_cast<Milliseconds>(Clock::now() - sent));
-        answered += answer.has_value();
-        failed += answer && answer->result() != 0;
-    }
+    Json results = AskFor(seconds);
     done = true;
     reporter.join();
     if (Answers()) Look("after the load");
@@ -152,15 +163,11 @@ Json Soak::LoadFromBothSides(int seconds) {
     Cursor all = platform_.FromStart();
     while (const auto event = all.Next(Milliseconds(0)))
         relayed += event->kind == EventKind::kReport && event->data_type == 84;
-    return {{"seconds", seconds},
-            {"commands", asked},
-            {"answered", answered},
-            {"of these with a failure", failed},
-            {"slowest answer (ms)", slowest.count()},
-            {"connections of the local agent", load.connections},
-            {"of these closed by the agent", load.turned_away},
-            {"reports sent", load.reports},
-            {"reports relayed", relayed}};
+    results.update({{"connections of the local peer", load.connections},
+                    {"of these closed by the agent", load.turned_away},
+                    {"reports sent", load.reports},
+                    {"reports relayed", relayed}});
+    return results;
 }
 
 /// Lists of windows and of limits in turn, beside a window of each device and day that stays. Looks after a

@@ -47,38 +47,46 @@ std::string NameLines(const Json& object) {
     return lines;
 }
 
-std::string Table(const Json& rows) {
-    std::vector<std::string> names;
-    for (const auto& [name, value] : rows.front().items()) names.push_back(name);
-    std::vector<std::size_t> widths;
-    std::size_t total = 0;
-    for (const std::string& name : names) {
+struct Column {
+    std::string name;
+    std::size_t width;
+};
+
+std::vector<Column> ColumnsOf(const Json& rows) {
+    std::vector<Column> columns;
+    for (const auto& [name, first] : rows.front().items()) {
         std::size_t width = name.size();
         for (const Json& row : rows) width = std::max(width, Width(Inline(row.value(name, Json()))));
-        widths.push_back(width);
-        total += width + 2;
+        columns.push_back({name, width});
     }
+    return columns;
+}
+
+std::string Trimmed(const std::string& line) {
+    return line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+}
+
+/// One line a row, numbers to the right; a row a block when the lines would be too wide.
+std::string Table(const Json& rows) {
+    const std::vector<Column> columns = ColumnsOf(rows);
+    std::size_t total = 0;
+    for (const Column& column : columns) total += column.width + 2;
     std::string lines;
     if (total > kWidestTable) {
         for (const Json& row : rows) lines += (lines.empty() ? "" : "\n") + NameLines(row);
         return lines;
     }
-    const auto add_line = [&](const std::function<std::pair<std::string, bool>(std::size_t)>& cell) {
-        std::string line = kIndent;
-        for (std::size_t column = 0; column < names.size(); ++column) {
-            const auto [text, right] = cell(column);
-            line += Padded(text, widths[column], right) + "  ";
-        }
-        lines += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
-    };
-    add_line([&](std::size_t column) {
-        return std::pair(names[column], rows.front().value(names[column], Json()).is_number());
-    });
+    std::string line = kIndent;
+    for (const auto& [name, width] : columns)
+        line += Padded(name, width, rows.front().value(name, Json()).is_number()) + "  ";
+    lines = Trimmed(line);
     for (const Json& row : rows) {
-        add_line([&](std::size_t column) {
-            const Json value = row.value(names[column], Json());
-            return std::pair(Inline(value), value.is_number());
-        });
+        line = kIndent;
+        for (const auto& [name, width] : columns) {
+            const Json value = row.value(name, Json());
+            line += Padded(Inline(value), width, value.is_number()) + "  ";
+        }
+        lines += Trimmed(line);
     }
     return lines;
 }

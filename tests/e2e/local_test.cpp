@@ -13,10 +13,6 @@ namespace {
 constexpr std::uint16_t kMeshSupport = 71;
 constexpr std::uint16_t kMeshSwitch = 73;
 
-ByteVector Text(std::string_view text) {
-    return {text.begin(), text.end()};
-}
-
 /// Numbers that all differ.
 ByteVector Ramp(std::size_t count) {
     ByteVector bytes(count);
@@ -69,14 +65,14 @@ TEST_F(Local, CommandsReachItAndItsAnswersThePlatform) {
     LogInWithPeer();
     Answer(78, {.result = 0, .data = Ramp(300)});
     const LinkEvent topology = Ask(78);
-    EXPECT_EQ(Text("i"), AwaitRequest(78).payload);
+    EXPECT_EQ(ToBytes("i"), AwaitRequest(78).payload);
     EXPECT_EQ(0, topology.result());
     EXPECT_EQ(ToHex(Counted(Ramp(300))), ToHex(ConstBytes(topology.data).subspan(6)));
     Answer(kMeshSwitch, {.result = 5, .data = ByteVector{1}});
     EXPECT_EQ(5, Ask(kMeshSwitch).result());
 
     // The settings of the reports are completed on their way.
-    const ByteVector settings = Text(R"({"referNum":5,"interval1":1,"interval2":0,"interval3":0})");
+    const ByteVector settings = ToBytes(R"({"referNum":5,"interval1":1,"interval2":0,"interval3":0})");
     EXPECT_EQ(0, Ask(88, Counted(settings)).result());
     EXPECT_EQ(1, Json::parse(AwaitRequest(88).text()).at("save"));
 
@@ -134,13 +130,13 @@ TEST_F(Local, SequencesRunOnOverConnections) {
     EXPECT_EQ(0, Ask(kMeshSwitch).result());
     EXPECT_GT(AwaitRequest(kMeshSwitch).sequence, sequence);
     // The agent remembers the last sequence of the connection before.
-    ASSERT_TRUE(peer_->Send(84, Text("first")));
+    ASSERT_TRUE(peer_->Send(84, ToBytes("first")));
     ExpectNextJson("first");
     peer_->Disconnect();
     AwaitLog("release ok", 2);
     ASSERT_TRUE(peer_->Connect());
-    ASSERT_TRUE(peer_->SendBytes(peer_->RepeatedFrame(84, Text("repeated"))));
-    ASSERT_TRUE(peer_->Send(84, Text("second")));
+    ASSERT_TRUE(peer_->SendBytes(peer_->RepeatedFrame(84, ToBytes("repeated"))));
+    ASSERT_TRUE(peer_->Send(84, ToBytes("second")));
     ExpectNextJson("second");
     ExpectLogged("Receive  sequence error.");
 }
@@ -162,11 +158,11 @@ TEST_F(Local, ReportsAreRelayedInTheirMeasure) {
     ExpectLogged("ERROR: type2 report error!");  // too soon after the one before
 
     // What breaks the rules is dropped, and the next is taken.
-    ASSERT_TRUE(peer_->SendBytes(WithWrongSum(peer_->Frame(84, Text("bad")))));
+    ASSERT_TRUE(peer_->SendBytes(WithWrongSum(peer_->Frame(84, ToBytes("bad")))));
     AwaitLog("Receive  checkSum error.");
-    ASSERT_TRUE(peer_->SendBytes(WithLength(peer_->Frame(84, Text("bad")), 0xFFFFFFFF)));
+    ASSERT_TRUE(peer_->SendBytes(WithLength(peer_->Frame(84, ToBytes("bad")), 0xFFFFFFFF)));
     AwaitLog("Receive  checkSum error.", 2);
-    ASSERT_TRUE(peer_->Send(84, Text("good")));
+    ASSERT_TRUE(peer_->Send(84, ToBytes("good")));
     ExpectNextJson("good");
 }
 
@@ -177,14 +173,14 @@ TEST_F(Local, WhatComesWhileOfflineIsDiscarded) {
     ASSERT_TRUE(platform_->Drop(mac_));
     while (AwaitRequest(998).text().find("offline") == std::string_view::npos) {
     }
-    ASSERT_TRUE(peer_->Send(84, Text("lost")));
+    ASSERT_TRUE(peer_->Send(84, ToBytes("lost")));
     AwaitLog("Login ServerInit error");
     platform_->OpenListener(Server::kLogin);
     Await(EventKind::kHeartbeat);
     ASSERT_TRUE(peer_->AskState());
     while (AwaitRequest(998).text().find("online") == std::string_view::npos) {
     }
-    ASSERT_TRUE(peer_->Send(84, Text("kept")));
+    ASSERT_TRUE(peer_->Send(84, ToBytes("kept")));
     const LinkEvent report = AwaitReport(84);
     EXPECT_EQ("kept", report.text().substr(8));
     EXPECT_EQ(0, report.Word(0)) << "what was discarded was not counted";
@@ -196,7 +192,7 @@ TEST_F(Local, TheStoredConfigurationIsAskedForAndCalibrated) {
     StartPlatform();
     peer_ = std::make_unique<LocalPeer>();
     const char config[] = R"({"referNum":1440,"serverDiff":7,"interval1":2,"interval2":1440,"interval3":0})";
-    Answer(997, {.result = 0, .data = Text(config)});
+    Answer(997, {.result = 0, .data = ToBytes(config)});
     LogIn();
     Connect();
     AwaitRequest(997);

@@ -20,13 +20,11 @@ using bench::ByteVector;
 using bench::MacText;
 using bench::ParseHex;
 using bench::ReadFile;
+using bench::ToBytes;
 using bench::ToHex;
 using bench::WriteFile;
 using Lines = std::vector<std::string>;
 
-inline ByteVector ToBytes(std::string_view text) {
-    return {text.begin(), text.end()};
-}
 /// Text in hexadecimal form, also in a NUL-padded field.
 inline std::string HexOf(std::string_view text) {
     return ToHex(AsBytes(text));
