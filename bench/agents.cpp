@@ -88,7 +88,7 @@ constexpr Awaited kAwaited[] = {{"registered", EventKind::kRegister}, {"logged-i
                                 {"bad-frame", EventKind::kBadFrame}};
 
 std::uint8_t ReportType(const std::string& name_or_number) {
-    const ReportForm* const report = FindReport(name_or_number);
+    const ReportForm* const report = Find(ReportForms(), name_or_number);
     return report != nullptr ? report->id : ParseNumber<std::uint8_t>(name_or_number);
 }
 

@@ -52,29 +52,16 @@ std::span<const CommandForm> LocalReports();
 
 /// The one of these forms with that name or number; nullptr when there is none.
 template <class Form>
-const Form* FindIn(std::span<const Form> forms, std::string_view name_or_id) {
+const Form* Find(std::span<const Form> forms, std::string_view name_or_id) {
     const auto found = std::ranges::find_if(forms, [name_or_id](const Form& form) {
         return form.name == name_or_id || std::to_string(form.id) == name_or_id;
     });
     return found == forms.end() ? nullptr : &*found;
 }
 template <class Form>
-const Form* FindIn(std::span<const Form> forms, std::uint16_t id) {
+const Form* Find(std::span<const Form> forms, std::uint16_t id) {
     const auto found = std::ranges::find(forms, id, &Form::id);
     return found == forms.end() ? nullptr : &*found;
-}
-
-inline const CommandForm* FindCommand(const auto& name_or_id) {
-    return FindIn(CommandForms(), name_or_id);
-}
-inline const ReportForm* FindReport(const auto& name_or_id) {
-    return FindIn(ReportForms(), name_or_id);
-}
-inline const CommandForm* FindLocalRequest(const auto& name_or_id) {
-    return FindIn(LocalRequests(), name_or_id);
-}
-inline const CommandForm* FindLocalReport(const auto& name_or_id) {
-    return FindIn(LocalReports(), name_or_id);
 }
 
 }  // namespace plug::bench

@@ -104,7 +104,7 @@ void ShowNamed(Json& into, const LinkEvent& event, const char* name, const Answe
 }
 
 void ShowReport(Json& into, const LinkEvent& event, std::uint16_t number) {
-    const ReportForm* const row = FindReport(number);
+    const ReportForm* const row = Find(ReportForms(), number);
     if (row != nullptr && row->sequenced && event.has_echo()) into["sequence"] = event.Word(0);
     ShowNamed(into, event, row != nullptr ? row->name : nullptr,
               row != nullptr && row->binary ? &row->answer : nullptr);
@@ -116,7 +116,7 @@ void ShowReply(Json& into, const LinkEvent& event) {
         return;
     }
     into["id"] = event.function_id();
-    if (const CommandForm* const row = FindCommand(event.function_id()); row != nullptr)
+    if (const CommandForm* const row = Find(CommandForms(), event.function_id()); row != nullptr)
         ShowNamed(into, event, row->name, &row->answer);
     else
         ShowReport(into, event, event.function_id());
@@ -191,7 +191,8 @@ ByteVector EncodeParameters(const CommandForm& form, const std::vector<std::stri
 ByteVector EncodeBaseParameters(const CommandForm& form, const std::vector<std::string>& words) {
     const Values values = Assign(form, words);
     ByteVector record;
-    for (const Field& field : form.parameters.first(FindCommand(form.read_first)->parameters.size())) {
+    for (const Field& field :
+         form.parameters.first(Find(CommandForms(), form.read_first)->parameters.size())) {
         const auto value = values.find(field.name);
         if (value == values.end()) Refuse(form, std::string("needs ") + field.name);
         WriteField(record, field, value->second);

@@ -1,5 +1,6 @@
 #include "bench/device_commands.h"
 
+#include "bench/text.h"
 #include "bench/text_table.h"
 
 namespace plug::bench {
@@ -24,9 +25,7 @@ std::string ClockTime(const std::string& text) {
     const std::tm local = LocalTime();
     const int later = text == "now" ? 0 : static_cast<int>(ParseSeconds(text.substr(1)).count() / 1000);
     const int minutes = std::min(local.tm_hour * 60 + local.tm_min + later, 24 * 60 - 1);
-    std::array<char, 24> clock;
-    snprintf(clock.data(), clock.size(), "%02d:%02d", minutes / 60, minutes % 60);
-    return clock.data();
+    return Format("%02d:%02d", minutes / 60, minutes % 60);
 }
 
 /// Weekdays as digits, Monday 1; or "today".

@@ -23,7 +23,7 @@ void Dialog::Require(bool sent) {
 // --- function commands ---
 
 Dialog::Request Dialog::Make(const std::string& name, const std::vector<std::string>& values) {
-    const CommandForm& form = *FindCommand(name);
+    const CommandForm& form = *Find(CommandForms(), name);
     return {form, EncodeParameters(form, values)};
 }
 
@@ -32,12 +32,12 @@ Dialog::Request Dialog::Parse(const Invocation& words) {
         if (words.size() < 2) throw CommandError("call needs a function ID");
         return {{ParseNumber<std::uint16_t>(words.word(1)), "call", ""}, ParseHex(words.RestFrom(2)), true};
     }
-    const CommandForm* const form = FindCommand(words.word(0));
+    const CommandForm* const form = Find(CommandForms(), words.word(0));
     if (form == nullptr) throw CommandError("no function command \"" + words.word(0) + "\"");
     const std::vector<std::string> given = words.WordsFrom(1);
     if (form->read_first == 0 || given.empty()) return {*form, EncodeParameters(*form, given)};
 
-    const CommandForm& base = *FindCommand(form->read_first);
+    const CommandForm& base = *Find(CommandForms(), form->read_first);
     const LinkEvent answer = Ask({base, EncodeBaseParameters(*form, given)});
     if (answer.result() != 0)
         throw CommandError(std::string(base.name) + " gave result " + std::to_string(answer.result()));

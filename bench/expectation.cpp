@@ -23,8 +23,10 @@ const Json* Follow(const Json& from, const std::string& path) {
     return at;
 }
 
-std::optional<double> AsNumber(const std::string& text) {
-    double value = 0;
+/// All of the text as a number; none when it is not one.
+template <class Number>
+std::optional<Number> As(const std::string& text) {
+    Number value = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || stop != text.data() + text.size()) return {};
     return value;
@@ -32,8 +34,8 @@ std::optional<double> AsNumber(const std::string& text) {
 
 bool Holds(const std::string& seen, const std::string& relation, const std::string& value) {
     if (relation == "contains") return seen.find(value) != std::string::npos;
-    const auto left = AsNumber(seen);
-    const auto right = AsNumber(value);
+    const auto left = As<double>(seen);
+    const auto right = As<double>(value);
     const bool numbers = left && right;
     const bool equal = numbers ? *left == *right : seen == value;
     if (relation == "==") return equal;
@@ -61,17 +63,16 @@ void CheckExpectation(const Json& answer, const std::string& field, const std::s
 }
 
 Milliseconds ParseSeconds(const std::string& text) {
-    const auto seconds = AsNumber(text);
+    const auto seconds = As<double>(text);
     if (!seconds || *seconds < 0) throw CommandError("no time in seconds: " + text);
     return Milliseconds(static_cast<std::int64_t>(*seconds * 1000));
 }
 
 std::uint64_t ParseNumber(const std::string& text, std::uint64_t largest) {
-    std::uint64_t value = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || stop != text.data() + text.size() || value > largest)
+    const auto value = As<std::uint64_t>(text);
+    if (!value || *value > largest)
         throw CommandError("no number up to " + std::to_string(largest) + ": " + text);
-    return value;
+    return *value;
 }
 
 MacAddress MacOf(const std::string& text) {

@@ -11,12 +11,7 @@ constexpr std::size_t kLoginHead = 44;
 constexpr std::size_t kLoginRecord = 25;
 constexpr std::size_t kPinSize = 12;
 constexpr std::size_t kTokenSize = 32;
-
-std::array<std::uint8_t, 2> Word(std::uint16_t value) {
-    std::array<std::uint8_t, 2> bytes;
-    ByteWriter(bytes).U16(value);
-    return bytes;
-}
+constexpr std::uint8_t kAccepted[] = {0, 0};  // the head of an ack
 
 std::string FieldString(ConstBytes field) {
     const std::string_view text = AsText(field);
@@ -155,8 +150,8 @@ ByteVector BuildPlugData(const CipherKey& key, MsgType type, std::uint8_t data_t
     return BuildFrame(key, type, {}, plain);
 }
 
-ByteVector BuildRegisterAck(const CipherKey& key, std::uint16_t code, ConstBytes token,
-                            std::uint32_t login_address, std::uint16_t login_port, ConstBytes second_value) {
+ByteVector BuildRegisterAck(const CipherKey& key, ConstBytes token, std::uint32_t login_address,
+                            std::uint16_t login_port, ConstBytes second_value) {
     ByteVector plain(72);
     ByteWriter writer(plain);
     writer.Zeros(2);
@@ -164,15 +159,15 @@ ByteVector BuildRegisterAck(const CipherKey& key, std::uint16_t code, ConstBytes
     writer.Ip4(login_address);
     writer.U16(login_port);
     writer.Text(AsText(second_value), 32);
-    return BuildFrame(key, MsgType::kAck, Word(code), plain);
+    return BuildFrame(key, MsgType::kAck, kAccepted, plain);
 }
 
-ByteVector BuildLoginAck(const CipherKey& key, std::uint16_t code, std::uint16_t interval) {
+ByteVector BuildLoginAck(const CipherKey& key, std::uint16_t interval) {
     ByteVector plain(4);
     ByteWriter writer(plain);
     writer.Zeros(2);
     writer.U16(interval);
-    return BuildFrame(key, MsgType::kAck, Word(code), plain);
+    return BuildFrame(key, MsgType::kAck, kAccepted, plain);
 }
 
 LinkEvent ReadFrame(const CipherKey& key, ByteVector frame) {
@@ -242,10 +237,7 @@ std::string ToHex(ConstBytes bytes) {
 }
 
 std::string MacText(const MacAddress& mac) {
-    std::array<char, 18> text;
-    snprintf(text.data(), text.size(), "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3],
-             mac[4], mac[5]);
-    return text.data();
+    return TextOf(mac).data();
 }
 
 std::optional<MacAddress> ParseMac(std::string_view text) try {

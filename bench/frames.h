@@ -18,9 +18,10 @@ ByteVector BuildCommand(const CipherKey& key, std::uint16_t id, ConstBytes param
 /// Plug data: MsgType 18, which is answered, or 25, which is not.
 ByteVector BuildPlugData(const CipherKey& key, MsgType type, std::uint8_t data_type, std::string_view text);
 
-ByteVector BuildRegisterAck(const CipherKey& key, std::uint16_t code, ConstBytes token,
-                            std::uint32_t login_address, std::uint16_t login_port, ConstBytes second_value);
-ByteVector BuildLoginAck(const CipherKey& key, std::uint16_t code, std::uint16_t interval);
+/// The acks that accept.
+ByteVector BuildRegisterAck(const CipherKey& key, ConstBytes token, std::uint32_t login_address,
+                            std::uint16_t login_port, ConstBytes second_value);
+ByteVector BuildLoginAck(const CipherKey& key, std::uint16_t interval);
 
 /// Reads one whole frame that an agent sent. What cannot be decrypted, fails its checksum or is too short
 /// becomes a kBadFrame with a note.

@@ -26,7 +26,8 @@ void AddFunctionCommands(Dialog& dialog) {
             if (field.kind != FieldKind::kSkip) completions.push_back(std::string(field.name) + "=");
         std::string help = form.help;
         if (form.read_first != 0)
-            help += "; what is not given stays as " + std::string(FindCommand(form.read_first)->name);
+            help +=
+                "; what is not given stays as " + std::string(Find(CommandForms(), form.read_first)->name);
         dialog.interpreter().Add({form.name, ParameterForm(form), help, "function commands", 0,
                                   [&dialog](const Invocation& words) { Exchange(dialog, words); },
                                   completions, std::to_string(form.id)});

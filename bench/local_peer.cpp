@@ -68,7 +68,7 @@ Json DecodePeerEvent(const PeerEvent& event) {
         shown["id"] = event.func_id;
         shown["sequence"] = event.sequence;
         static constexpr CommandForm kUnknown{0, "unknown", ""};
-        const CommandForm* const row = FindLocalRequest(event.func_id);
+        const CommandForm* const row = Find(LocalRequests(), event.func_id);
         shown["name"] = row != nullptr ? row->name : kUnknown.name;
         if (event.text() != "i")  // which only fills a request that has nothing to say
             shown.update(DecodePayload(row != nullptr ? *row : kUnknown, event.payload));

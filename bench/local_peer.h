@@ -48,7 +48,7 @@ struct PeerOptions {
     std::function<std::optional<ByteVector>(const PeerEvent& request)> answer{};
 };
 
-class LocalPeer {
+class LocalPeer : public EventSource<PeerEvent> {
   public:
     explicit LocalPeer(PeerOptions options = {});
     ~LocalPeer();
@@ -64,13 +64,6 @@ class LocalPeer {
     bool connected() const;
 
     PeerAnswers& answers() { return answers_; }
-    const LogOf<PeerEvent>& log() const { return log_; }
-    CursorOf<PeerEvent> FromStart() const { return CursorOf<PeerEvent>(log_); }
-    CursorOf<PeerEvent> FromNow() const { return CursorOf<PeerEvent>(log_, log_.size()); }
-    /// Waits on the peer's own cursor, which only this moves.
-    std::optional<PeerEvent> WaitFor(const PeerMatch& matches, Milliseconds timeout) {
-        return own_cursor_.WaitFor(matches, timeout);
-    }
 
     // False when not connected.
     bool Send(std::uint16_t func_id, ConstBytes payload) { return SendBytes(Frame(func_id, payload)); }
@@ -95,8 +88,6 @@ class LocalPeer {
 
     const PeerOptions options_;
     PeerAnswers answers_;
-    LogOf<PeerEvent> log_;
-    CursorOf<PeerEvent> own_cursor_{log_};
     std::atomic<std::uint32_t> next_sequence_;
 
     mutable std::mutex mutex_;  // guards the socket: replaced and written under it

@@ -94,4 +94,24 @@ class CursorOf {
     std::uint64_t next_;
 };
 
+/// What logs its events, for those who follow them.
+template <class Event>
+class EventSource {
+  public:
+    const LogOf<Event>& log() const { return log_; }
+    CursorOf<Event> FromStart() const { return CursorOf<Event>(log_); }
+    CursorOf<Event> FromNow() const { return CursorOf<Event>(log_, log_.size()); }
+    /// Waits on the source's own cursor, which only this moves.
+    template <class Wanted>
+    std::optional<Event> WaitFor(const Wanted& wanted, Milliseconds timeout) {
+        return own_cursor_.WaitFor(wanted, timeout);
+    }
+
+  protected:
+    LogOf<Event> log_;
+
+  private:
+    CursorOf<Event> own_cursor_{log_};
+};
+
 }  // namespace plug::bench

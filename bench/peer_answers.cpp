@@ -77,7 +77,7 @@ void PeerAnswers::Reset(std::uint16_t id) {
 
 void PeerAnswers::Load(const Json& answers) try {
     for (const auto& [name, answer] : answers.items()) {
-        const CommandForm* const row = FindLocalRequest(name);
+        const CommandForm* const row = Find(LocalRequests(), name);
         if (row == nullptr) throw std::invalid_argument("the agent never asks for " + name);
         Set(row->id, ReadPeerAnswer(*row, answer));
     }
@@ -89,7 +89,7 @@ std::optional<PeerAnswers::Reply> PeerAnswers::ReplyTo(std::uint16_t id, ConstBy
     const std::lock_guard guard(mutex_);
     const auto found = changed_.find(id);
     const PeerAnswer changed = found == changed_.end() ? PeerAnswer() : found->second;
-    const CommandForm* const row = FindLocalRequest(id);
+    const CommandForm* const row = Find(LocalRequests(), id);
     const bool answered = row != nullptr && row->answer.shape != Shape::kNoAnswer;
     if (changed.silent || !answered || (id == 88 && IsCalibration(payload))) return {};
 
@@ -143,7 +143,7 @@ Json PeerAnswers::Changes() const {
     const std::lock_guard guard(mutex_);
     Json changes = Json::array();
     for (const auto& [id, answer] : changed_) {
-        const CommandForm* const row = FindLocalRequest(id);
+        const CommandForm* const row = Find(LocalRequests(), id);
         changes.push_back(
             {{"id", id},
              {"name", row != nullptr ? row->name : ""},
@@ -155,7 +155,7 @@ Json PeerAnswers::Changes() const {
 }
 
 ByteVector UsualStatus() {
-    const CommandForm& row = *FindLocalReport("status");
+    const CommandForm& row = *Find(LocalReports(), "status");
     return EncodeParameters(row,
                             {"1", "1", "0", "1", "00:00:5E:00:53:02", "Internet", "", "", "", "203.0.113.24",
                              "255.255.255.0", "203.0.113.1", "203.0.113.53", "203.0.113.54", "1500", "1"});

@@ -19,7 +19,7 @@ constexpr std::uint16_t kHarmlessId = 84;
 constexpr std::uint32_t kTooLong = 4096;
 
 const CommandForm& RequestRow(const std::string& name) {
-    const CommandForm* const row = FindLocalRequest(name);
+    const CommandForm* const row = Find(LocalRequests(), name);
     if (row == nullptr) throw CommandError("the agent never asks for \"" + name + "\"");
     return *row;
 }
@@ -193,7 +193,7 @@ void PeerSide::AddReports() {
 }
 
 void PeerSide::Report(const Invocation& words) {
-    const CommandForm* const row = FindLocalReport(words.word(1));
+    const CommandForm* const row = Find(LocalReports(), words.word(1));
     if (row == nullptr)
         throw CommandError("no report \"" + words.word(1) + "\"; there are 81, 84, 86 and 89");
     Require(peer_.Send(row->id, ReportPayload(*row, words.WordsFrom(2))));

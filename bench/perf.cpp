@@ -15,6 +15,7 @@
 #include "bench/agent_link.h"
 #include "bench/agent_process.h"
 #include "bench/sockets.h"
+#include "bench/text.h"
 #include "bench/text_table.h"
 
 namespace plug::bench {
@@ -73,11 +74,11 @@ Session StartSession(const DirectServer& registration, const DirectServer& login
         const LinkEvent frame = Expect(*first, key, EventKind::kRegister);
         session.to_register = frame.time - started;
         session.mac = frame.mac;
-        first->Send(BuildRegisterAck(key, 0, AsBytes("perf"), INADDR_LOOPBACK, login.port(), {}));
+        first->Send(BuildRegisterAck(key, AsBytes("perf"), INADDR_LOOPBACK, login.port(), {}));
         session.link = login.Accept();
     }
     session.to_login = Expect(*session.link, key, EventKind::kLogin).time - started;
-    session.link->Send(BuildLoginAck(key, 0, 60));
+    session.link->Send(BuildLoginAck(key, 60));
     Expect(*session.link, key, EventKind::kHeartbeat);
     return session;
 }
@@ -203,9 +204,7 @@ Json MeasureIdle(const Session& session, const CipherKey& key, int seconds) {
 }
 
 std::string Rounded(const Json& value, int digits) {
-    std::array<char, 32> text;
-    snprintf(text.data(), text.size(), "%.*f", digits, value.get<double>());
-    return text.data();
+    return Format("%.*f", digits, value.get<double>());
 }
 
 std::string ReportText(const Json& results) {

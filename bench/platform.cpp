@@ -204,10 +204,8 @@ void Platform::OnRegister(const LinkPtr& link, LinkEvent& event) {
     if (!behaviour.login_address.empty()) inet_pton(AF_INET, behaviour.login_address.c_str(), &own.sin_addr);
     const std::uint16_t port = behaviour.login_port != 0 ? behaviour.login_port : login_port();
     Record(link, std::move(event));
-    SendAck(link, ack, [&](std::uint16_t code) {
-        return BuildRegisterAck(key_, code, token, ntohl(own.sin_addr.s_addr), port,
-                                AsBytes(behaviour.second_value));
-    });
+    SendAck(link, ack,
+            BuildRegisterAck(key_, token, ntohl(own.sin_addr.s_addr), port, AsBytes(behaviour.second_value)));
 }
 
 void Platform::OnLogin(const LinkPtr& link, LinkEvent& event) {
@@ -235,18 +233,17 @@ void Platform::OnLogin(const LinkPtr& link, LinkEvent& event) {
     }
     event.mac = link->mac;
     Record(link, std::move(event));
-    SendAck(link, ack, [&](std::uint16_t code) { return BuildLoginAck(key_, code, interval); });
+    SendAck(link, ack, BuildLoginAck(key_, interval));
 }
 
-void Platform::SendAck(const LinkPtr& link, Ack ack,
-                       const std::function<ByteVector(std::uint16_t code)>& accepted) {
+void Platform::SendAck(const LinkPtr& link, Ack ack, ByteVector frame) {
     if (ack == Ack::kSilent) return;
     if (ack == Ack::kClose) {
         Close(link, "closed by the platform");
         return;
     }
     const std::array<std::uint8_t, 2> head = {ack == Ack::kRefuse, 0};
-    ByteVector frame = ack == Ack::kAccept ? accepted(0) : BuildFrame(key_, MsgType::kAck, head, {});
+    if (ack != Ack::kAccept) frame = BuildFrame(key_, MsgType::kAck, head, {});
     const Behaviour how = behaviour();
     if (how.rewrite_ack) frame = how.rewrite_ack(std::move(frame));
     if (how.ack_delay.count() == 0) {
@@ -291,10 +288,6 @@ void Platform::Record(const LinkPtr& link, LinkEvent event) {
 }
 
 // --- callers' threads ---
-
-std::optional<LinkEvent> Platform::WaitFor(const EventMatch& matches, Milliseconds timeout) {
-    return own_cursor_.WaitFor(matches, timeout);
-}
 
 std::vector<AgentInfo> Platform::Agents() const {
     const std::lock_guard guard(mutex_);

@@ -60,7 +60,7 @@ struct AgentInfo {
     int heartbeats = 0;
 };
 
-class Platform {
+class Platform : public EventSource<LinkEvent> {
   public:
     /// Starts listening; throws std::system_error when it cannot.
     explicit Platform(PlatformOptions options = {});
@@ -78,16 +78,6 @@ class Platform {
     /// Refuses new connections to a server (its port is closed), and takes them again on the same port.
     void CloseListener(Server server);
     void OpenListener(Server server);
-
-    // --- what came ---
-    const EventLog& log() const { return log_; }
-    Cursor FromStart() const { return Cursor(log_); }
-    Cursor FromNow() const { return Cursor(log_, log_.size()); }
-    /// Waits on the platform's own cursor, which only these two move.
-    std::optional<LinkEvent> WaitFor(const EventMatch& matches, Milliseconds timeout);
-    std::optional<LinkEvent> WaitFor(EventKind kind, Milliseconds timeout) {
-        return WaitFor(IsKind(kind), timeout);
-    }
 
     std::vector<AgentInfo> Agents() const;
     std::optional<AgentInfo> Find(const MacAddress& agent) const;
@@ -131,15 +121,14 @@ class Platform {
     void Handle(const LinkPtr& link, LinkEvent event);
     void OnRegister(const LinkPtr& link, LinkEvent& event);
     void OnLogin(const LinkPtr& link, LinkEvent& event);
-    void SendAck(const LinkPtr& link, Ack ack, const std::function<ByteVector(std::uint16_t code)>& accepted);
+    /// `frame` is the ack that accepts.
+    void SendAck(const LinkPtr& link, Ack ack, ByteVector frame);
     void Close(const LinkPtr& link, std::string note);
     void Record(const LinkPtr& link, LinkEvent event);
     LinkPtr LoginLink(const MacAddress& agent) const;
 
     PlatformOptions options_;
     CipherKey key_;
-    EventLog log_;
-    Cursor own_cursor_{log_};
 
     mutable std::mutex mutex_;  // guards what follows; never held over a write to a socket
     Behaviour behaviour_;

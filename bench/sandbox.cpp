@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <system_error>
 
 #include "bench/process.h"
@@ -37,29 +38,20 @@ void Unshare() {
     WriteFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
 }
 
-/// Folders under /tmp that must outlive the mount of the empty one: each is held open and bound back to its
-/// place.
-struct KeptFolder {
-    std::string path;
-    int descriptor;
-};
-
-std::vector<KeptFolder> HoldFolders() {
-    std::vector<KeptFolder> held;
-    for (const std::string& path : {ProgramFolder(), std::filesystem::current_path().string()}) {
-        if (!path.starts_with("/tmp/")) continue;
-        const int descriptor = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-        if (descriptor >= 0) held.push_back({path, descriptor});
+/// Mounts an empty /tmp. The program's folder and the current one, held open meanwhile, are bound back to
+/// their places in it.
+void EmptyTmp() {
+    std::map<std::string, int> kept;
+    for (const std::string& path : {ProgramFolder(), std::filesystem::current_path().string()})
+        if (path.starts_with("/tmp/")) kept[path] = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    Check(mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, "empty /tmp");
+    for (const auto& [path, descriptor] : kept) {
+        std::filesystem::create_directories(path);
+        const std::string source = "/proc/self/fd/" + std::to_string(descriptor);
+        Check(mount(source.c_str(), path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
+              "keeping " + path);
+        close(descriptor);
     }
-    return held;
-}
-
-void BindBack(const KeptFolder& folder) {
-    std::filesystem::create_directories(folder.path);
-    const std::string source = "/proc/self/fd/" + std::to_string(folder.descriptor);
-    Check(mount(source.c_str(), folder.path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
-          "keeping " + folder.path);
-    close(folder.descriptor);
 }
 
 void RaiseLoopback() {
@@ -79,9 +71,7 @@ void EnterSandbox(const std::string& hosts) {
     const std::string here = std::filesystem::current_path();
     Unshare();
     Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
-    const std::vector<KeptFolder> kept = HoldFolders();
-    Check(mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, "empty /tmp");
-    for (const KeptFolder& folder : kept) BindBack(folder);
+    EmptyTmp();
     Check(chdir(here.c_str()) == 0 || chdir("/tmp") == 0, "current folder");
     RaiseLoopback();
     if (!hosts.empty()) {

@@ -112,7 +112,7 @@ class Soak {
     bool SendList(const char* command, int from, int to, const std::function<Json(int)>& make) {
         Json list = Json::array();
         for (; from < to; ++from) list.push_back(make(from));
-        const CommandForm& row = *FindCommand(command);
+        const CommandForm& row = *Find(CommandForms(), command);
         const ByteVector parameters = EncodeParameters(row, {"text=" + Json{{"LIST", list}}.dump()});
         const auto answer = platform_.Ask(mac_, row.id, parameters, kPatience);
         return answer && answer->result() == 0;

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "bench/process.h"
+#include "bench/text.h"
 #include "bench/text_table.h"
 #include "commserver/report_times.h"
 
@@ -61,9 +62,7 @@ Spread SpreadOf(const Identities& identities, const ReportSettings& settings) {
 Json Peak(const Minutes& minutes, int routers) {
     const int highest = *std::max_element(minutes.begin(), minutes.end());
     const double mean = static_cast<double>(routers) / static_cast<double>(minutes.size());
-    std::array<char, 32> ratio;
-    snprintf(ratio.data(), ratio.size(), "%.2f", highest / mean);
-    return {{"highest", highest}, {"ratio", ratio.data()}};
+    return {{"highest", highest}, {"ratio", Format("%.2f", highest / mean)}};
 }
 
 ReportSettings SettingsFor(int refer_num, std::string_view jump_time = {}) {
@@ -102,44 +101,41 @@ struct Panel {
 std::string PanelSvg(const Panel& panel, int x, int y, int routers) {
     const double mean = static_cast<double>(routers) / kBins;
     std::string path;
-    std::array<char, 160> text;
     for (int bin = 0; bin < kBins; ++bin) {
         const auto first = panel.day.begin() + bin * kBinMinutes;
         const int count = std::accumulate(first, first + kBinMinutes, 0);
         const double height = std::min(count / mean / 3, 1.0) * kPanelHeight;
-        snprintf(text.data(), text.size(), "V%.0fh2", kPanelHeight - height);
-        path += text.data();
+        path += Format("V%.0fh2", kPanelHeight - height);
     }
-    snprintf(text.data(), text.size(), "<g transform=\"translate(%d %d)\"><text y=\"-5\">%s</text>", x, y,
-             panel.title.c_str());
-    std::string svg = text.data();
-    svg += "<path class=\"fill\" d=\"M0 " + std::to_string(kPanelHeight) + path + "V" +
-           std::to_string(kPanelHeight) + "z\"/>";
-    snprintf(text.data(), text.size(),
-             "<path class=\"mean\" d=\"M0 %.1fH%d\"/><path class=\"axis\" d=\"M0 %dH%d\"/></g>\n",
-             kPanelHeight * 2 / 3.0, kPanelWidth - 12, kPanelHeight, kPanelWidth - 12);
-    return svg + text.data();
+    return Format("<g transform=\"translate(%d %d)\"><text y=\"-5\">%s</text><path class=\"fill\" d=\"M0 %d",
+                  x, y, panel.title.c_str(), kPanelHeight) +
+           path +
+           Format(
+               "V%dz\"/><path class=\"mean\" d=\"M0 %.1fH%d\"/><path class=\"axis\" d=\"M0 %dH%d\"/></g>\n",
+               kPanelHeight, kPanelHeight * 2 / 3.0, kPanelWidth - 12, kPanelHeight, kPanelWidth - 12);
 }
 
 std::string Plot(const std::vector<Panel>& panels, int routers) {
     const int rows = static_cast<int>(panels.size() + 1) / 2;
     const int width = kLeft + 2 * kPanelWidth;
     const int height = kTop + rows * (kPanelHeight + 36);
-    std::string svg =
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + std::to_string(width) + " " +
-        std::to_string(height) +
-        "\" font-family=\"sans-serif\" font-size=\"11\">\n<style>.fill{fill:#4878a8}.axis{stroke:#444}"
-        ".mean{stroke:#c33;stroke-dasharray:4 3}</style>\n<rect width=\"100%\" height=\"100%\" "
-        "fill=\"#fff\"/>\n";
+    std::string svg = Format(
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %d %d\" font-family=\"sans-serif\" "
+        "font-size=\"11\">\n<style>.fill{fill:#4878a8}.axis{stroke:#444}.mean{stroke:#c33;stroke-dasharray:4 "
+        "3}"
+        "</style>\n<rect width=\"100%%\" height=\"100%%\" fill=\"#fff\"/>\n",
+        width, height);
     for (std::size_t at = 0; at < panels.size(); ++at) {
         const int column = static_cast<int>(at % 2);
         const int row = static_cast<int>(at / 2);
         svg += PanelSvg(panels[at], kLeft / 2 + column * (kPanelWidth + 20), kTop + row * (kPanelHeight + 36),
                         routers);
     }
-    return svg + "<text x=\"" + std::to_string(kLeft / 2) + "\" y=\"" + std::to_string(height - 8) +
-           "\">0:00 to 24:00 in ten-minute bars; dashed: the mean; a panel is three means "
-           "high</text>\n</svg>\n";
+    return svg +
+           Format(
+               "<text x=\"%d\" y=\"%d\">0:00 to 24:00 in ten-minute bars; dashed: the mean; a panel is three "
+               "means high</text>\n</svg>\n",
+               kLeft / 2, height - 8);
 }
 
 }  // namespace

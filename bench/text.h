@@ -1,6 +1,9 @@
-// Texts taken apart.
+// Texts taken apart and put together.
 #pragma once
 
+#include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -14,6 +17,16 @@ inline std::vector<std::string> Split(const std::string& text, char separator) {
     std::istringstream rest(text);
     for (std::string piece; std::getline(rest, piece, separator);) pieces.push_back(piece);
     return pieces;
+}
+
+/// What printf would print; at most 511 bytes of it.
+[[gnu::format(printf, 1, 2)]] inline std::string Format(const char* format, ...) {
+    std::array<char, 512> text;
+    va_list values;
+    va_start(values, format);
+    vsnprintf(text.data(), text.size(), format, values);
+    va_end(values);
+    return text.data();
 }
 
 /// "name=value"; without a '=' all of it is the name.

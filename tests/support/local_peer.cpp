@@ -32,7 +32,7 @@ void TestPeer::ConnectServed() {
     std::optional<PeerEvent> first;
     do {
         if (!Connect(kPatience)) throw std::runtime_error("nobody listens at the local socket");
-        WaitFor([](const PeerEvent& event) { return event.kind == PeerEventKind::kConnected; }, kPatience);
+        WaitFor(PeerEventKind::kConnected, kPatience);
         test::WaitUntil([this] { return CommSendCmd(kMarker, {}) == 0 || !connected(); });
         first = WaitFor([](const PeerEvent&) { return true; }, kPatience);
     } while (first && first->kind == PeerEventKind::kClosed);
