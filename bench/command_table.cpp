@@ -1,5 +1,7 @@
 #include "bench/command_table.h"
 
+#include "router_records.h"
+
 namespace plug::bench {
 namespace {
 
@@ -53,40 +55,57 @@ constexpr Field kAdjacent[] = {{"record", K::kRaw, 77}};
 constexpr Field kRate[] = {{"rate", K::kI32}};
 constexpr Field kOnline[] = {{"mac", K::kMac}, {"name", K::kText, 32}, {"online", K::kSwitch}};
 
-// The SDK's records.
-constexpr Field kVersion[] = {{"version", K::kText, 60}, {"date", K::kDate}};
+// The SDK's records, as the library's own description has them.
+consteval Field FieldOf(const router_records::Field& field) {
+    using router_records::Kind;
+    const auto size = static_cast<std::uint16_t>(field.size);
+    switch (field.kind) {
+        case Kind::kMac:
+            return {field.name, K::kMac};
+        case Kind::kAddress:
+            return {field.name, K::kIp};
+        case Kind::kDate:
+            return {field.name, K::kDate};
+        case Kind::kText:
+        case Kind::kFullText:
+            return {field.name, K::kText, size};
+        case Kind::kReserved:
+            return {field.name, K::kSkip, size};
+        case Kind::kFlag:
+            return {field.name, K::kSwitch};
+        case Kind::kNumber:
+            break;
+    }
+    return {field.name, size == 1 ? K::kU8 : size == 2 ? K::kU16 : size == 4 ? K::kU32 : K::kU64};
+}
+template <class Record>
+consteval auto LayoutOf() {
+    constexpr auto& described = router_records::kFields<Record>;
+    std::array<Field, described.size()> fields{};
+    std::ranges::transform(described, fields.begin(), FieldOf);
+    return fields;
+}
+constexpr auto kVersion = LayoutOf<router_version>();
+constexpr auto kWan = LayoutOf<wan_cfg>();
+constexpr auto kLan = LayoutOf<lan_cfg>();
+constexpr auto kSsid = LayoutOf<ssid_cfg>();
+constexpr auto kDevice = LayoutOf<dev_cfg>();
+constexpr auto kNeighbour = LayoutOf<adj_wifi>();
 constexpr Field kDeviceInformation[] = {
     {"mac", K::kMac},        {"serial", K::kText, 64},      {"vendor", K::kText, 64},
     {"model", K::kText, 64}, {"cpu_model", K::kText, 32},   {"cpu_cores", K::kU8},
     {"cpu_mhz", K::kU16},    {"memory_kind", K::kText, 24}, {"memory_kib", K::kU32},
     {"name", K::kText, 32},  {"is_plug", K::kU8},           {"support_ipv6", K::kU8}};
-constexpr Field kWan[] = {
-    {"index", K::kU16},     {"mode", K::kU8},       {"vlan", K::kU16},      {"service", K::kU16},
-    {"mac", K::kMac},       {"name", K::kText, 32}, {"user", K::kText, 64}, {"password", K::kText, 64},
-    {"ipv6", K::kText, 32}, {"address", K::kIp},    {"netmask", K::kIp},    {"gateway", K::kIp},
-    {"dns1", K::kIp},       {"dns2", K::kIp},       {"mtu", K::kU16},       {"state", K::kU8}};
-constexpr Field kLan[] = {{"address", K::kIp}, {"netmask", K::kIp}, {"mac", K::kMac}};
-constexpr Field kSsid[] = {{"index", K::kU16},         {"enabled", K::kU8},   {"band", K::kU8},
-                           {"channel", K::kU16},       {"hidden", K::kU8},    {"security", K::kU8},
-                           {"bssid", K::kMac},         {"stations", K::kU16}, {"ssid", K::kText, 33},
-                           {"password", K::kText, 65}, {"width", K::kU16},    {"rate", K::kU32}};
-constexpr Field kDevice[] = {
-    {"mac", K::kMac},  {"name", K::kText, 16}, {"link", K::kU8},  {"band", K::kU8},  {"by_name", K::kU8},
-    {"", K::kSkip, 1}, {"access", K::kU8},     {"", K::kSkip, 1}, {"rssi", K::kU16}, {"address", K::kIp}};
-constexpr Field kNeighbour[] = {{"ssid", K::kText, 64}, {"channel", K::kU32}, {"bssid", K::kMac}};
 constexpr Field kAttached[] = {{"address", K::kIp}, {"mac", K::kMac},     {"name", K::kText, 16},
                                {"up", K::kU64},     {"down", K::kU64},    {"online", K::kU8},
                                {"allowed", K::kU8}, {"attribute", K::kU8}};
 
 /// The same record as it is on the local socket.
 template <std::size_t count>
-constexpr std::array<Field, count> InHostOrder(const Field (&fields)[count]) {
-    std::array<Field, count> converted{};
-    for (std::size_t at = 0; at < count; ++at) {
-        converted[at] = fields[at];
-        if (fields[at].kind == K::kIp) converted[at].kind = K::kHostIp;
-    }
-    return converted;
+consteval std::array<Field, count> InHostOrder(std::array<Field, count> fields) {
+    for (Field& field : fields)
+        if (field.kind == K::kIp) field.kind = K::kHostIp;
+    return fields;
 }
 constexpr auto kLocalWan = InHostOrder(kWan);
 
