@@ -1,8 +1,6 @@
 // The end that somebody asks for: in order, by the signal that asked, and at once when asked again.
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <set>
 
 #include "bench/local_peer.h"
 #include "fixture.h"
@@ -21,16 +19,6 @@ bool PingRuns() {
     return Run({{"pgrep", "-f", kPingCommand}, {}, "", true}).status == 0;
 }
 
-/// The names of a process's threads.
-std::set<std::string> ThreadNames(pid_t pid) {
-    std::set<std::string> names;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-        std::string name = ReadFile(task.path() / "comm");
-        names.insert(name.substr(0, name.find('\n')));
-    }
-    return names;
-}
-
 class Ending : public AgentTest {
   protected:
     void Send(std::uint16_t id, ConstBytes parameters = {}) {
@@ -47,11 +35,11 @@ TEST_F(Ending, ASignalEndsEverythingInOrder) {
     ASSERT_TRUE(peer_events.WaitFor(IsRequest(998), kPatience));
     EXPECT_EQ(0, Ask(8, kPing).result());
     ASSERT_TRUE(WaitUntil(PingRuns, kPatience));
-    const std::set<std::string> names = ThreadNames(agent_->pid());
+    const auto threads = Threads();
     for (const char* name : {"plug", "ServerRecv", "RespProc", "HeartbeatProc", "CheckProc", "CommServerProc",
                              "CommReleaseProc", "ServerThread", "CommRecvHandle", "SubdevThread",
                              "Fn40FilterProc", "eaccess", "TimeRuleProc", "ping", "signals"})
-        EXPECT_TRUE(names.contains(name)) << name;
+        EXPECT_TRUE(threads.contains(name)) << name;
 
     agent_->Signal(SIGTERM);
     EXPECT_EQ(128 + SIGTERM, AwaitExit());

@@ -112,6 +112,16 @@ int AgentTest::AwaitExit() {
     return *status;
 }
 
+std::map<std::string, pid_t> AgentTest::Threads() const {
+    std::map<std::string, pid_t> threads;
+    const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(agent_->pid()) + "/task");
+    for (const auto& task : tasks) {
+        const std::string name = ReadFile(task.path() / "comm");
+        threads[name.substr(0, name.find('\n'))] = std::stoi(task.path().filename());
+    }
+    return threads;
+}
+
 void AgentTest::ReadStatuses() {
     const std::string all = ReadFile(kStatusesFile);
     for (const char byte : all.substr(statuses_read_)) statuses_ += byte == '\n' ? ' ' : byte;

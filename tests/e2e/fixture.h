@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "bench/agent_process.h"
 #include "preload/test_clock.h"
 
@@ -52,9 +54,11 @@ class AgentTest : public testing::Test {
     void StartAgent();
     /// Starts the platform too when there is none, and waits for the login and the first heartbeat.
     void LogIn();
-    /// Ends it and looks for reports of a sanitizer.
+    /// Ends it and looks at what it has printed.
     void StopAgent();
     int AwaitExit();
+    /// The numbers of its threads, by name.
+    std::map<std::string, pid_t> Threads() const;
 
     /// Waits until the agent has written exactly these codes to its status file since the last call, as
     /// "001 001 002"; each write is noted, so none goes unseen.
