@@ -32,7 +32,7 @@ void DeviceList(ConstBytes payload, std::uint16_t) {
 
 void PluginStateRequest(ConstBytes payload, std::uint16_t) {
     if (!payload.empty() && payload[0] == 'i') {
-        ComF_send_pluginstate();
+        SendPluginState();
     } else {
         PLUG_LOG(kDebug, "Old plugin no plugin state notice.");
     }

@@ -167,14 +167,18 @@ unsigned ComF_trig_fault_diagnosis() {
                          {});
 }
 
-int ComF_send_pluginstate() {
-    const LogAuthor author(__func__);
+int SendPluginState() {
     if (CommSendCmd(998, {}) != 0) {
         PLUG_LOG(kErr, "ERROR: send plugin state failed!");
         return 1;
     }
     PLUG_LOG(kDebug, "send plugin state ok, no need ack.");
     return 0;
+}
+
+int ComF_send_pluginstate() {
+    const LogAuthor author(__func__);
+    return SendPluginState();
 }
 
 }  // namespace plug

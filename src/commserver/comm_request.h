@@ -54,5 +54,7 @@ unsigned ComF_trig_fault_diagnosis();
 
 /// Tells the local peer whether the platform is reachable; waits for nothing. 0, or 1 when the send failed.
 int ComF_send_pluginstate();
+/// The same in the name of the caller, who answers the peer's own question.
+int SendPluginState();
 
 }  // namespace plug

@@ -45,6 +45,24 @@ void SendProgress(int result) {
         SendIpUpData(AsBytes(report.data()), kProgressType, nullptr);
 }
 
+/// DownLoadProc in the name of the caller.
+int DownloadAndCheck(const char* md5, const char* server, int port, const char* path, bool& matches) {
+    matches = false;
+    if (const int failed = DownLoadFIle(server, static_cast<unsigned>(port), path, kDownloadPath);
+        failed != 0)
+        return failed;
+    PLUG_LOG(kDebug, "1-----------md5: down :%s", md5);
+    Md5Text own;
+    const int result = Compute_file_md5(kDownloadPath, own);
+    PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
+    matches = result == 0 && strcmp(own.data(), md5) == 0;
+    if (matches)
+        WriteStatus(Status::kUpdateReady);
+    else
+        DeleteDownloadFile();
+    return result;
+}
+
 /// True when the new version is in place.
 bool FetchUpdate(const char* payload) {
     const PluginUpdate& update = PluginRecord();
@@ -53,7 +71,7 @@ bool FetchUpdate(const char* payload) {
     if (parsed != 0) return false;
     PLUG_LOG(kDebug, "plug update url :%s", update.path.data());
     bool matches = false;
-    DownLoadProc(update.file_md5.data(), update.server.data(), update.port, update.path.data(), matches);
+    DownloadAndCheck(update.file_md5.data(), update.server.data(), update.port, update.path.data(), matches);
     return matches;
 }
 
@@ -83,20 +101,7 @@ int Compute_file_md5(const char* path, Md5Text& md5) {
 
 int DownLoadProc(const char* md5, const char* server, int port, const char* path, bool& matches) {
     const LogAuthor author(__func__);
-    matches = false;
-    if (const int failed = DownLoadFIle(server, static_cast<unsigned>(port), path, kDownloadPath);
-        failed != 0)
-        return failed;
-    PLUG_LOG(kDebug, "1-----------md5: down :%s", md5);
-    Md5Text own;
-    const int result = Compute_file_md5(kDownloadPath, own);
-    PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
-    matches = result == 0 && strcmp(own.data(), md5) == 0;
-    if (matches)
-        WriteStatus(Status::kUpdateReady);
-    else
-        DeleteDownloadFile();
-    return result;
+    return DownloadAndCheck(md5, server, port, path, matches);
 }
 
 void DeleteDownloadFile() {

@@ -12,9 +12,9 @@ using Md5Text = std::array<char, 33>;
 /// 0; -1 when the file cannot be opened; the last read count when a read fails. `md5` is empty then.
 int Compute_file_md5(const char* path, Md5Text& md5);
 
-/// Downloads to /tmp/plug_download and checks the file. The download's result when that failed, else that of
-/// Compute_file_md5. A match sets `matches` and writes status 004, a mismatch removes the file; nothing is
-/// reported.
+/// The download and the check of an update as a step by itself: to /tmp/plug_download. The download's result
+/// when that failed, else that of Compute_file_md5. A match sets `matches` and writes status 004, a mismatch
+/// removes the file; nothing is reported.
 int DownLoadProc(const char* md5, const char* server, int port, const char* path, bool& matches);
 
 void DeleteDownloadFile();

@@ -46,6 +46,22 @@ TEST_F(SelfUpdate, FailuresAreReported) {
     expect_failure("no json");
 }
 
+TEST_F(SelfUpdate, TheStepByItselfReportsNothing) {
+    PlatformPeer platform;
+    HttpServer server;
+    for (const char* md5 : {kMd5, "other"}) {
+        server.Start(answer_);
+        bool matches = false;
+        const std::string log =
+            FullLogOf([&] { EXPECT_EQ(0, DownLoadProc(md5, "127.0.0.1", server.port(), "/new", matches)); });
+        EXPECT_TRUE(Contains(log, "ParseJson.c->DownLoadProc->")) << log;
+        EXPECT_EQ(md5 == kMd5, matches);
+        EXPECT_EQ(md5 == kMd5 ? 0 : -1, access(kDownload, F_OK));
+        EXPECT_EQ("004\n", ReadFile("/tmp/plugstatus"));
+    }
+    EXPECT_TRUE(platform.NothingSent());
+}
+
 TEST_F(SelfUpdate, FileDigests) {
     const std::pair<std::string, const char*> files[] = {
         {"", "d41d8cd98f00b204e9800998ecf8427e"},
