@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "bench/sandbox.h"
+#include "log_authors.h"
 
 namespace plug::e2e {
 namespace {
@@ -100,6 +101,7 @@ void AgentTest::StopAgent() {
     agent_.reset();
     EXPECT_EQ(std::string::npos, output.find("Sanitizer"));
     EXPECT_EQ(std::string::npos, output.find("runtime error:"));
+    EXPECT_EQ("", ForeignAuthors(output));
     if (HasFailure()) std::cout << "--- the agent's output ---\n" << output << "--- end ---" << std::endl;
     ReadStatuses();
     statuses_.clear();

@@ -2,7 +2,8 @@
 //
 // A test prepares (platform, set-up, clock), starts the agent and waits for what must come; what does not
 // come within kPatience throws, which ends the test as failed. Afterwards the agent must not have sent a
-// malformed frame nor printed a sanitizer's report. Its log level is full and its time zone UTC.
+// malformed frame, logged in the name of nobody nor printed a sanitizer's report. Its log level is full and
+// its time zone UTC.
 #pragma once
 
 #include <gtest/gtest.h>
