@@ -55,7 +55,7 @@ int DownloadAndCheck(const char* md5, const char* server, int port, const char* 
     Md5Text own;
     const int result = Compute_file_md5(kDownloadPath, own);
     PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
-    matches = result == 0 && strcmp(own.data(), md5) == 0;
+    matches = own[0] != '\0' && strcmp(own.data(), md5) == 0;  // a file that cannot be read matches nothing
     if (matches)
         WriteStatus(Status::kUpdateReady);
     else

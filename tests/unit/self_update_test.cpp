@@ -1,6 +1,8 @@
 // The agent's own update where it fails, and the digest that decides.
 #include "rules/self_update.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "bench/http_server.h"
@@ -44,6 +46,16 @@ TEST_F(SelfUpdate, FailuresAreReported) {
     EXPECT_EQ(0, access(kDownload, F_OK)) << "a failed download leaves what there is";
 
     expect_failure("no json");
+
+    // Without a digest to compare with, nothing matches: not a good file, nor one that cannot be read to its
+    // end, which has no digest of its own.
+    server.Start(answer_);
+    expect_failure(Command("", server.port()));
+    ASSERT_EQ(0, mkfifo(kDownload, 0600));
+    const int held = open(kDownload, O_RDWR);
+    server.Start(HttpAnswer(std::string(2048, 'a')));
+    expect_failure(Command("", server.port()));
+    close(held);
 }
 
 TEST_F(SelfUpdate, TheStepByItselfReportsNothing) {
