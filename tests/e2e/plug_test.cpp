@@ -1,9 +1,11 @@
 // Plug data and diagnostics with the real programs: forwarded ports, ping and traceroute, rate tests, and the
 // agent's own update.
 #include <filesystem>
+#include <sstream>
 
 #include "bench/http_server.h"
 #include "bench/layout.h"
+#include "bench/local_peer.h"
 #include "bench/sandbox.h"
 #include "fixture.h"
 #include "network.h"
@@ -55,10 +57,12 @@ class PlugTest : public AgentTest {
         EXPECT_EQ(text.size(), answer.Word(6));
         return std::string(AsText(text));
     }
+    static ByteVector RateOrder(const std::string& url) {
+        return Counted(AsBytes(Json{{"value_func61", url}}.dump()));
+    }
     void StartRateTest(const std::string& url) {
-        const ByteVector order = Counted(AsBytes(Json{{"value_func61", url}}.dump()));
         // Its answer wherever it comes: the report of a quick test may be before it.
-        EXPECT_EQ(0, platform_->Ask(mac_, kConfigData, order, kPatience).value().result());
+        EXPECT_EQ(0, platform_->Ask(mac_, kConfigData, RateOrder(url), kPatience).value().result());
     }
     /// The next report of a rate test: the rate, or -1.
     std::int32_t AwaitRate() {
@@ -143,6 +147,33 @@ TEST_F(PlugTest, PingAndTraceroute) {
     const std::string trace = Fetch(kTraceFetch);
     EXPECT_TRUE(trace.starts_with("traceroute to 192.168.1.20 ")) << trace;
     EXPECT_NE(std::string::npos, trace.find("\n 1  192.168.1.20  ")) << trace;
+}
+
+// Of what is open, its link, the local socket and its peer, and a download, a program gets nothing; only what
+// the agent itself was started with.
+TEST_F(PlugTest, AProgramInheritsOnlyWhatTheAgentDid) {
+    ReplaceProgram("ping", "ls -l /proc/$$/fd");
+    const HttpServer server(Content(4096));
+    LogIn();
+    LocalPeer peer;
+    auto requests = peer.FromStart();
+    ASSERT_TRUE(peer.Connect());
+    ASSERT_TRUE(peer.AskState());
+    ASSERT_TRUE(requests.WaitFor(IsRequest(998), kPatience));
+    EXPECT_EQ(0, Ask(kConfigData, RateOrder(server.Url("rate?stall"))).result());
+    ASSERT_TRUE(WaitUntil([&] { return !server.Requests().empty(); }, kPatience));
+    EXPECT_EQ(0, Ask(kPingStart, Target({192, 0, 2, 1})).result());
+    std::istringstream lines(Fetch(kPingFetch));
+    int inherited = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t arrow = line.find(" -> ");
+        if (arrow == std::string::npos || line.ends_with("/ping")) continue;  // the script itself
+        const int number = std::stoi(line.substr(line.rfind(' ', arrow - 1)));
+        EXPECT_TRUE(number <= STDERR_FILENO || fcntl(number, F_GETFD) == 0)
+            << "not from the starter: " << line;
+        ++inherited;
+    }
+    EXPECT_LE(3, inherited);
 }
 
 TEST_F(PlugTest, TheWatchdogEndsATracerouteThatHangs) {

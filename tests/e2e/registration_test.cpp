@@ -1,5 +1,7 @@
 // How the agent starts and registers: options, identity, the choice of the server, and the end after too many
 // failures.
+#include <filesystem>
+
 #include "bench/sandbox.h"
 #include "fixture.h"
 
@@ -36,6 +38,18 @@ TEST_F(Registration, WithoutOptionDNothingIsLogged) {
     LogIn();
     ExpectAnswers();
     EXPECT_EQ("", agent_->Output());
+}
+
+TEST_F(Registration, ACarelessStarterIsMadeUpFor) {
+    WriteFile("/tmp/starter", "#!/bin/sh\numask 0\nexec " + ProgramFolder() + "/plug \"$@\" <&- >&- 2>&-\n");
+    std::filesystem::permissions("/tmp/starter", std::filesystem::perms::owner_all);
+    setup_.binary = "/tmp/starter";
+    LogIn();
+    const std::string process = "/proc/" + std::to_string(agent_->pid());
+    for (const char* standard : {"/fd/0", "/fd/1", "/fd/2"})
+        EXPECT_EQ("/dev/null", std::filesystem::read_symlink(process + standard)) << standard;
+    EXPECT_EQ(22, NumberAfter(process + "/status", "Umask:")) << "octal";
+    ExpectAnswers();
 }
 
 TEST_F(Registration, ABadStartEndsIt) {

@@ -24,9 +24,9 @@ Sandbox::Sandbox() {
 
 void Sandbox::Program(const std::string& name, const std::string& script) {
     // One write a call, so that calls of several programs do not mix.
-    bench::ReplaceProgram(name,
-                          "call=${0##*/}\nfor word; do call=\"$call [$word]\"; done\necho \"$call\" >>" +
-                              std::string(kProgramCalls) + "\n" + script);
+    bench::ReplaceProgram(
+        name, "call=${0##*/}\nfor word; do call=\"$call [$word]\"; done\nprintf '%s\\n' \"$call\" >>" +
+                  std::string(kProgramCalls) + "\n" + script);
 }
 
 Lines Sandbox::ProgramCalls() {

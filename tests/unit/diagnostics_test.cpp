@@ -99,11 +99,15 @@ TEST_F(Diagnostics, ATracerouteIsCutAtItsRoom) {
     EXPECT_EQ(kOk + Counted(std::string(3999, 't')), Run(52));
 }
 
-TEST_F(Diagnostics, ChildrenInheritNoDescriptors) {
-    Program("ping", "ls -l /proc/self/fd | grep -c socket:");
-    const PlatformPeer platform;
-    EXPECT_EQ(0, PopenParsePing(1, 1, "192.0.2.1"));
-    EXPECT_EQ("0\n", *FetchPing());
+TEST_F(Diagnostics, NeitherEndOfATracerouteFollowsALink) {
+    constexpr char kFile[] = "/tmp/tracerouteFile";
+    Program("killall");
+    Program("traceroute", "echo trace");
+    ExpectLinkIsRefused(kFile, [] {
+        EXPECT_EQ(kOk, Run(51, "\x7F"));
+        EXPECT_EQ(kOk + Counted("trace\n"), Run(52));
+    });
+    ExpectLinkIsRefused(kFile, [] { EXPECT_EQ(kBusy, Run(52)); });
 }
 
 class RateTest : public Diagnostics {

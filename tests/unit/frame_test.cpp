@@ -4,6 +4,9 @@
 //
 // (the key is "abc", zero-filled); the checksums are added up by hand.
 #include "platform/frame.h"
+
+#include <numeric>
+
 #include "platform/security.h"
 #include "platform/tcp_queue.h"
 #include "support/text.h"
@@ -26,6 +29,25 @@ TEST(Wire, NothingIsReadOrWrittenPastTheEnd) {
     out.U8(8);
     EXPECT_FALSE(out.ok());
     EXPECT_EQ("040503", ToHex(three)) << "nothing follows what did not fit";
+}
+
+TEST(Wire, TheLeastSignificantByteIsFirstExceptInAddresses) {
+    ByteVector bytes(19);
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
+    ByteReader in(bytes);
+    EXPECT_EQ(0x01, in.U8());
+    EXPECT_EQ(0x0302, in.U16());
+    EXPECT_EQ(0x07060504U, in.U32());
+    EXPECT_EQ(0x0F0E0D0C0B0A0908U, in.U64());
+    EXPECT_EQ(0x10111213U, in.Ip4());
+    ByteVector written(bytes.size());
+    ByteWriter out(written);
+    out.U8(0x01);
+    out.U16(0x0302);
+    out.U32(0x07060504);
+    out.U64(0x0F0E0D0C0B0A0908);
+    out.Ip4(0x10111213);
+    EXPECT_EQ(ToHex(bytes), ToHex(written));
 }
 
 TEST(Frame, RecordsHaveTwoLayouts) {

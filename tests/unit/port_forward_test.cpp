@@ -1,6 +1,9 @@
 // Port forwarding: what the shell is given, and what iptables gets from it.
 #include "rules/port_forward.h"
 
+#include <filesystem>
+
+#include "bench/layout.h"
 #include "support/sandbox.h"
 
 namespace plug::test {
@@ -65,13 +68,30 @@ TEST_F(PortForward, TheFirstMissingKeyIsTheResult) {
     EXPECT_EQ(Lines{}, ProgramCalls());
 }
 
+/// The calls as they are in the file, where an argument may have more than one line.
+std::string Joined(const Lines& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    return text;
+}
+
+// One character at a time, by itself and around a word, as the shell reads some only there.
 TEST_F(PortForward, AHostileValueIsOneArgument) {
-    for (const std::string ip : {"1;touch /tmp/pwned", "$(touch /tmp/pwned)", "`touch /tmp/pwned`", "a b",
-                                 "it's '1'", "x|y&z>w", "*?[a]", "\\\\", ""}) {
+    std::filesystem::create_directory("/tmp/files");
+    std::filesystem::current_path("/tmp/files");
+    WriteFile("a", "");  // for a pattern to find
+    std::vector<std::string> values = {"", "$(>/tmp/pwned)", "`>/tmp/pwned`", "1;touch /tmp/pwned",
+                                       "it's '1'"};
+    for (char c = 1; c != 127; ++c) {
+        values.emplace_back(1, c);
+        values.push_back(c + std::string("HOME") + c + "a");
+    }
+    for (const std::string& value : values) {
+        SCOPED_TRACE(HexOf(value));
         ForgetProgramCalls();
-        EXPECT_EQ(0, ParseRouteParam(Rule("0", ip).c_str()));
-        const std::string got = ip == "\\\\" ? "\\" : ip;  // as JSON has it
-        EXPECT_EQ(Calls("-D", got), ProgramCalls());
+        const std::string escaped = bench::Json(value).dump();
+        EXPECT_EQ(0, ParseRouteParam(Rule("0", escaped.substr(1, escaped.size() - 2)).c_str()));
+        EXPECT_EQ(Joined(Calls("-D", value)), Joined(ProgramCalls()));
     }
     EXPECT_NE(0, access("/tmp/pwned", F_OK));
 }

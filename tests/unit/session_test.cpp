@@ -35,6 +35,20 @@ constexpr char kBareLoginAck[] = "ccdd0b002210007c78ad5b90ed80c6224ba00fe01c9b32
 constexpr char kRulesRequest[] =
     "ccdd31005b2000cba9d1052997d9f1a375f6922d03b1d0d86091691fe3671b3337f07acae859b0";
 
+// A report of 250 times 'x': its body of 256 bytes needs both bytes of the length. The sum is by python3:
+//
+//   plain = bytes([0, 0, 13, 250, 0]) + b'x' * 250
+//   body = subprocess.run('openssl enc ...'.split(), input=plain, capture_output=True).stdout
+//   check = (len(body) % 256 + len(body) // 256 + sum(plain)) % 256
+//   frame = bytes([0xCC, 0xDD, 17 + 32, 0, check, len(body) % 256, len(body) // 256]) + body
+constexpr char kLongReport[] =
+    "ccdd3100380001622140a872888365f3ea6aa06248d6e4be6fbf37c8ff30560f7474a178f7e48755d561c93ec995655f00"
+    "05daaafa5212949444a648595694cf882885b45b4b1ee6c416d5717b394a590f32da1580b406cf28fa343af689fb5e164b"
+    "0868c830fdc10448e3b92d8038e04c2aa12d87d0712cbaca2bc5bb4ee2f17492d13e187aa5c16680f8469f4a78c52fb58b"
+    "3c176b998922d8d508c2edc2e7df7dd1d652702ecd841a880c0f90ae3ea88e3606ff4752c75170273dae03211a02fd97c4"
+    "c45d2d25467232b99a40421b334b038e500fa810f7be70da89ba9b3ed9ed929504622f022d3725cebb21631ab618742abf"
+    "5562d614852fdc99dcbb986131dccf00c150";
+
 /// The platform at one port of the loopback.
 class Server {
   public:
@@ -114,6 +128,7 @@ TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {
         {SendIpUpData(AsBytes("hello"), 13, nullptr), "ccdd310036100063a0b4851690af8c3afb511dd82fab77"},
         {SendIpUpData(AsBytes("hello"), 3, &mac),
          "ccdd3300ee2000eb2aa7e5b13cd281b9db588740cc9aa2f91e761a1bded5f59340fd7568018f9b"},
+        {SendIpUpData(AsBytes(std::string(250, 'x')), 13, nullptr), kLongReport},
         {SendReplyUpData(7, AsBytes("hello"), 3, &mac),
          "ccdd1a02f520000700eb2aa7e5b13cd281b9db588740cc9aa2f91e761a1bded5f59340fd7568018f9b"},
         {SendReplyUpData(0xFFFF, AsBytes("hello"), 3, nullptr),
