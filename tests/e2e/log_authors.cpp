@@ -62,7 +62,7 @@ struct Row {
     const char* texts;
 };
 struct Session {
-    const char* name;
+    std::string name;
     std::vector<Row> rows;
 };
 const Session kSessions[] = {
@@ -331,19 +331,18 @@ std::string ForeignAuthors(const std::string& log) {
 }
 
 std::string MissingTexts(const std::string& log, const std::string& session) {
+    const auto* const expected = std::ranges::find(kSessions, session, &Session::name);
+    if (expected == std::end(kSessions)) return "no session has the name " + session;
     std::string missing;
     const std::vector<Entry> entries = ReadEntries(log);
-    for (const Session& expected : kSessions) {
-        if (expected.name != session) continue;
-        for (const Row& row : expected.rows) {
-            for (const std::string& text : Split(row.texts)) {
-                const bool found = std::ranges::any_of(entries, [&](const Entry& entry) {
-                    return std::ranges::count(entry.authors, row.author) > 0 &&
-                           (entry.authors.size() == 1 ? entry.text.starts_with(text)
-                                                      : entry.text.find(text) != std::string::npos);
-                });
-                if (!found) missing += std::string(row.author) + ": " + text + "\n";
-            }
+    for (const Row& row : expected->rows) {
+        for (const std::string& text : Split(row.texts)) {
+            const bool found = std::ranges::any_of(entries, [&](const Entry& entry) {
+                return std::ranges::count(entry.authors, row.author) > 0 &&
+                       (entry.authors.size() == 1 ? entry.text.starts_with(text)
+                                                  : entry.text.find(text) != std::string::npos);
+            });
+            if (!found) missing += std::string(row.author) + ": " + text + "\n";
         }
     }
     return missing;

@@ -267,7 +267,7 @@ TEST_F(LogAuthors, OfTheLocalPeer) {
     const struct {
         ByteVector frame;
         const char* text;
-    } kFrames[] = {
+    } frames[] = {
         {peer.Frame(84, {}), "Receive length error, length is 14"},
         {WithWrongHead(peer.Frame(84, Text("x"))), "Receive head error."},
         {WithWrongSum(peer.Frame(84, Text("x"))), "Receive  checkSum error."},
@@ -298,7 +298,7 @@ TEST_F(LogAuthors, OfTheLocalPeer) {
         {peer.Frame(40, device(true)), "Have subdev data."},
         {peer.Frame(40, device(false)), "Subdev offline."},
     };
-    for (const auto& [frame, text] : kFrames) {
+    for (const auto& [frame, text] : frames) {
         Await(text, [&bytes = frame, &peer] { ASSERT_TRUE(peer.SendBytes(bytes)); });
     }
 
