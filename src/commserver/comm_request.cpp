@@ -79,6 +79,7 @@ RequestOutcome Exchange(const LocalRequest& request, ConstBytes data, LocalReply
     const std::int64_t deadline = MonotonicMilliseconds() + time;
     const Turn turn(request.impatient ? time : kNoLimit);
     if (!turn.taken()) {
+        const LogAuthor waiting("Route_Wait");
         PLUG_LOG(kErr, "ERROR: request timeout!");
         return RequestOutcome::kNoReply;
     }

@@ -67,7 +67,7 @@ TEST_F(BadTiming, AnAckToALinkThatIsTakenDownLogsNobodyIn) {
         const HeldThread heartbeat(Threads().at("HeartbeatProc"));  // its end is waited for
         ASSERT_TRUE(platform_->SendBytes(mac_, LeadWordFrame()));
         EXPECT_NE(std::string::npos, next_state().text().find("offline"));
-        ASSERT_TRUE(platform_->SendBytes(mac_, BuildLoginAck(platform_->key(), 0, 60)));
+        ASSERT_TRUE(platform_->SendBytes(mac_, BuildLoginAck(platform_->key(), 60)));
         AwaitStatuses("003");
     }
     AwaitStatuses("103");

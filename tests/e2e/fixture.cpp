@@ -1,6 +1,7 @@
 #include "fixture.h"
 
 #include <ctime>
+#include <filesystem>
 #include <stdexcept>
 
 #include "bench/sandbox.h"
