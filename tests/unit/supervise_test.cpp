@@ -7,6 +7,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
 
 #include "support/sandbox.h"
 
@@ -24,10 +27,16 @@ std::string WithoutSections(std::string file) {
     return file.substr(0, end);
 }
 
+/// In an agent's script: it is there, and this is its process.
+constexpr char kUp[] = "echo $$ >/tmp/process\n";
+
 // In the shells of Debian and of OpenWrt.
 class Supervise : public Sandbox, public testing::WithParamInterface<const char*> {
   protected:
     Supervise() {
+        setenv("PLUG_RUN", "/tmp/run", 1);
+        setenv("PLUG_SPREAD", "0", 1);
+        prctl(PR_SET_CHILD_SUBREAPER, 1);
         EXPECT_EQ(0, mkfifo("/tmp/gate", 0600));
         Restore();
     }
@@ -67,21 +76,42 @@ class Supervise : public Sandbox, public testing::WithParamInterface<const char*
         supervisor_ = 0;
         return status;
     }
+    /// The agent's process was waited for, else it would be ours by now.
+    static void ExpectNoAgentLeft() {
+        EXPECT_EQ(-1, waitpid(std::stoi(ReadFile("/tmp/process")), nullptr, WNOHANG));
+    }
+
+    /// Runs the shell under test with these words; its exit status.
+    static int Shell(const std::string& words) {
+        const std::string shell = GetParam() == std::string("sh") ? "sh " : "busybox ash ";
+        return WEXITSTATUS(std::system((shell + words).c_str()));
+    }
+    /// What "supervise status" says, behind its exit status.
+    std::string Status() const {
+        const int result = Shell(supervise_ + " status >/tmp/status");
+        return std::to_string(result) + "\n" + ReadFile("/tmp/status");
+    }
+    void WaitForStatus(const std::string& text) const {
+        WaitUntil([&] { return Contains(Status(), text); });
+    }
 
     static Lines Runs() { return ReadLines("/tmp/runs"); }
     static void WaitForRuns(const Lines& expected) {
         WaitUntil([&] { return Runs().size() >= expected.size(); });
         EXPECT_EQ(expected, Runs());
     }
+    static void WaitForLine(const std::string& path) {
+        WaitUntil([&] { return !ReadLines(path).empty(); });
+    }
 
-    // An agent that goes on, once its update is done.
-    static std::string UpdateOnce() {
-        return "[ -e /tmp/updated ] || { touch /tmp/updated; cp -P /tmp/new /tmp/plug_download; "
-               "echo 004 >/tmp/plugstatus; exit 255; }\nread line </tmp/gate";
+    // An agent that goes on, once its update is done. Somebody else may meddle with the download.
+    static std::string UpdateOnce(const std::string& meddling = "") {
+        return "[ -e /tmp/updated ] || { touch /tmp/updated; cp /tmp/new /tmp/plug_download\n" + meddling +
+               "\necho 004 >/tmp/plugstatus; exit 255; }\nread line </tmp/gate";
     }
 
     const std::string shell_ = ReadFile("/bin/sh");
-    std::string supervise_ = PLUG_SUPERVISE;
+    std::string supervise_ = PLUG_SCRIPTS "supervise";
     pid_t supervisor_ = 0;
 };
 
@@ -97,6 +127,7 @@ TEST_P(Supervise, InstallsAnUpdateAtOnce) {
         EXPECT_NE(0, access("/tmp/plug_download", F_OK));
         EXPECT_EQ(Lines{}, ProgramCalls()) << "without a pause";
         EXPECT_EQ(0, Stop());
+        ForgetProgramCalls();
     }
 }
 
@@ -107,23 +138,27 @@ TEST_P(Supervise, AnUpdateIsJudgedByItsOwnFailures) {
     const std::string no_network = "{ echo 102 >/tmp/plugstatus; exit 255; }\n";
     const std::string stay = "read line </tmp/gate\n";
     const struct {
-        const char* early;
+        const char* proven;
         std::string script;
         int runs;
         bool back;
     } cases[] = {
-        {"30", "echo 102 >/tmp/plugstatus; exit 1", 1, true},
-        {"30", end_at_first + no_network + stay, 4, false},
-        {"30", end_at_first + no_network + "echo 001 >/tmp/plugstatus; exit 255", 4, true},
-        {"30", end_at_first + "kill $$\n" + stay, 4, false},
-        {"30", no_network, 10, true},
+        {"3600", "echo 102 >/tmp/plugstatus; exit 1", 1, true},
+        {"3600", "kill -SEGV $$", 1, true},
+        {"3600", "kill -KILL $$", 1, true},
+        {"3600", "kill -HUP $$", 1, true},
+        {"3600", end_at_first + no_network + stay, 4, false},
+        {"3600", end_at_first + no_network + "echo 001 >/tmp/plugstatus; exit 255", 4, true},
+        {"3600", end_at_first + "kill $$\n" + stay, 4, false},
+        {"3600", no_network, 10, true},
         {"0", "[ $(grep -c B /tmp/runs) -gt 11 ] || " + no_network + stay, 12, false},
-        {"0", end_at_first + "exit 1\n" + stay, 4, false},
+        {"0", end_at_first + "kill -SEGV $$\n" + stay, 4, false},
     };
+    setenv("PLUG_EARLY", "0", 1);  // after its first half a minute, say
     for (const auto& expected : cases) {
-        SCOPED_TRACE(std::string(expected.early) + ": " + expected.script);
+        SCOPED_TRACE(std::string(expected.proven) + ": " + expected.script);
         Restore();
-        setenv("PLUG_EARLY", expected.early, 1);
+        setenv("PLUG_PROVEN", expected.proven, 1);
         Start(UpdateOnce(), expected.script);
         Lines runs{"A -f file"};
         runs.insert(runs.end(), static_cast<std::size_t>(expected.runs), "B -f file");
@@ -135,15 +170,39 @@ TEST_P(Supervise, AnUpdateIsJudgedByItsOwnFailures) {
 }
 
 TEST_P(Supervise, ASignalRightAfterTheStartEndsTheAgentToo) {
-    std::string text = ReadFile(PLUG_SUPERVISE);
+    std::string text = ReadFile(supervise_);
     const std::string start = "\"$@\" &\n";
     ASSERT_NE(std::string::npos, text.find(start));
-    WriteFile("/tmp/supervise", text.replace(text.find(start), start.size(), start + "kill $$\n"));
+    WriteFile("/tmp/supervise",
+              text.replace(text.find(start), start.size(), start + "echo $! >/tmp/process\nkill $$\n"));
     supervise_ = "/tmp/supervise";
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    setenv("PLUG_GRACE", "3600", 1);  // nor does it take long
     Start("read line </tmp/gate");
     EXPECT_EQ(0, WaitForEnd());
-    EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "an agent is left";
+    ExpectNoAgentLeft();
+}
+
+TEST_P(Supervise, EndsWhenTheAgentHasEndedInOrder) {
+    Start(
+        "exec 3<>/tmp/gate\n"
+        "trap 'echo asked >/tmp/order; read line <&3; echo done >/tmp/order; exit 143' TERM\n" +
+        std::string(kUp) + "read line <&3");
+    WaitForLine("/tmp/process");
+    kill(supervisor_, SIGTERM);
+    WaitForLine("/tmp/order");
+    kill(supervisor_, SIGTERM);  // asked once more, it still waits
+    WriteFile("/tmp/gate", "\n");
+    EXPECT_EQ(0, WaitForEnd());
+    EXPECT_EQ("done\n", ReadFile("/tmp/order"));
+    ExpectNoAgentLeft();
+}
+
+TEST_P(Supervise, KillsAnAgentThatDoesNotEnd) {
+    setenv("PLUG_GRACE", "0", 1);
+    Start("trap '' TERM\n" + std::string(kUp) + "read line </tmp/gate");
+    WaitForLine("/tmp/process");
+    EXPECT_EQ(0, Stop());
+    ExpectNoAgentLeft();
 }
 
 TEST_P(Supervise, RefusesWhatIsNoProgramForThisMachine) {
@@ -151,38 +210,90 @@ TEST_P(Supervise, RefusesWhatIsNoProgramForThisMachine) {
     other_machine[18] = static_cast<char>(other_machine[18] ^ 1);
     std::string stripped_and_cut = WithoutSections(shell_);
     stripped_and_cut.resize(stripped_and_cut.size() - 100);
-    for (const std::string& content :
-         {std::string("#!/bin/sh\nexit 1\n"), std::string(), shell_.substr(0, shell_.size() - 100),
-          other_machine + "B", stripped_and_cut, std::string("link")}) {
+    const std::string good = shell_ + "B";
+    WriteFile("/tmp/elsewhere", good);
+    const struct {
+        std::string content;
+        std::string refusal;
+        std::string meddling = "";
+    } cases[] = {
+        {"#!/bin/sh\nexit 1\n", "no program"},
+        {"", "no program"},
+        {shell_.substr(0, shell_.size() - 100), "no program"},
+        {other_machine + "B", "no program"},
+        {stripped_and_cut, "no program"},
+        {good, "no download of our own", "ln -sf /tmp/elsewhere /tmp/plug_download"},
+        {good, "no download of our own", "ln -f /tmp/elsewhere /tmp/plug_download"},
+        {good, "no download of our own", "chmod g+w /tmp/plug_download"},
+        {good, "no download of our own", "chmod o+w /tmp/plug_download"},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.refusal + " " + expected.meddling);
         Restore();
-        unlink("/tmp/new");
-        if (content == "link") {
-            WriteFile("/tmp/elsewhere", shell_ + "B");
-            ASSERT_EQ(0, symlink("/tmp/elsewhere", "/tmp/new"));
-        } else {
-            WriteFile("/tmp/new", content);
-        }
-        Start(UpdateOnce());
+        WriteFile("/tmp/new", expected.content);
+        Start(UpdateOnce(expected.meddling));
         WaitForRuns({"A -f file", "A -f file"});
         EXPECT_TRUE(shell_ + "A" == ReadFile("/tmp/agent"));
-        EXPECT_TRUE(
-            Contains(ReadFile("/tmp/log"), content == "link" ? "no download of our own" : "no program"));
+        EXPECT_TRUE(Contains(ReadFile("/tmp/log"), expected.refusal));
         EXPECT_EQ(0, Stop());
     }
 }
 
-TEST_P(Supervise, StartsLaterAndLaterWhileTheAgentDiesEarly) {
-    Program("sleep", "[ \"$1\" -lt 60 ] || read line </tmp/gate");
-    Start("exit 255");
-    WaitUntil([] { return ProgramCalls().size() == 7; });
-    EXPECT_EQ(
-        (Lines{"sleep [1]", "sleep [2]", "sleep [4]", "sleep [8]", "sleep [16]", "sleep [32]", "sleep [60]"}),
-        ProgramCalls());
+TEST_P(Supervise, WaitsByChanceAndLongerEachTime) {
+    Program("sleep", "[ $1 = 0.1 ] || [ $(grep -c . /tmp/program_calls) -lt 8 ] || read line </tmp/gate");
+    setenv("PLUG_SPREAD", "9", 1);
+    Start("exit $(grep -c . /tmp/runs)");
+    const std::vector<int> least{0, 1, 2, 4, 8, 16, 32, 60};  // the first one before the first start
+    WaitUntil([&] { return ProgramCalls().size() == least.size(); });
+    int by_chance = 0;
+    for (std::size_t i = 0; i < least.size(); ++i) {
+        const std::string call = ProgramCalls()[i];
+        const int seconds = std::stoi(call.substr(strlen("sleep [")));
+        EXPECT_LE(least[i], seconds);
+        EXPECT_GE(2 * least[i] + 9, seconds);
+        by_chance += seconds - least[i];
+    }
+    EXPECT_LT(0, by_chance);  // once in ten billion there is none
+    EXPECT_TRUE(Contains(Status(), "running:    no, between two starts\n"));
+    EXPECT_TRUE(Contains(Status(), "ended with 7 "));
     EXPECT_EQ(0, Stop()) << "a signal ends the pause";
+
+    ForgetProgramCalls();
+    Restore();
+    Start("read line </tmp/gate");
+    WaitForRuns({"A -f file"});
+    EXPECT_EQ(Lines{}, ProgramCalls()) << "not the router's start, but the service's";
+}
+
+TEST_P(Supervise, TellsWhatRunsAndHowUpdatesWent) {
+    EXPECT_EQ("3\nrunning:    no, not since the router's start\ntrial:      none\n", Status());
+    WriteFile("/tmp/new", shell_ + "B");
+    Start(UpdateOnce(), kUp + std::string("read line </tmp/gate; exit 7"));
+    WaitForLine("/tmp/process");
+    WaitForStatus("process " + ReadFile("/tmp/process"));
+    const std::string on_trial = Status();
+    EXPECT_EQ('0', on_trial[0]);
+    for (const std::string& text :
+         Lines{"0 h 0 min", "/tmp/agent, " + std::to_string(shell_.size() + 1) + " bytes, ",
+               "trial:      for 60 min of running, or 10 ends without a verdict",
+               "last end:   ", "ended with 255 after ", " s: installed a new version\n"})
+        EXPECT_TRUE(Contains(on_trial, text)) << text << "\nin\n" << on_trial;
+
+    WriteFile("/tmp/gate", "\n");
+    WaitForRuns({"A -f file", "B -f file", "A -f file"});
+    const std::string verdict = " s: the new version has failed, back to the old one\n";
+    WaitForStatus(verdict);
+    EXPECT_TRUE(Contains(Status(), "trial:      none"));
+    EXPECT_EQ(0, Stop());
+    EXPECT_TRUE(Status().starts_with("3\nrunning:    no\n"));
+
+    Start("read line </tmp/gate");
+    WaitForRuns({"A -f file", "B -f file", "A -f file", "A -f file"});
+    WaitForStatus("running:    since");
+    EXPECT_TRUE(Contains(Status(), verdict)) << "by the supervisor before";
 }
 
 INSTANTIATE_TEST_SUITE_P(Shells, Supervise, testing::Values("sh", "busybox"),
                          [](const auto& shell) { return std::string(shell.param); });
-
 }  // namespace
 }  // namespace plug::test
