@@ -1,4 +1,5 @@
 // packaging/supervise with fake agents: copies of the shell that run a script, told apart by their last byte.
+// And what stands around it: the signatures of updates.
 #include <elf.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -35,6 +36,7 @@ class Supervise : public Sandbox, public testing::WithParamInterface<const char*
   protected:
     Supervise() {
         setenv("PLUG_RUN", "/tmp/run", 1);
+        setenv("PLUG_PUBLIC_KEY", "/tmp/plug.pub", 1);
         setenv("PLUG_SPREAD", "0", 1);
         prctl(PR_SET_CHILD_SUBREAPER, 1);
         EXPECT_EQ(0, mkfifo("/tmp/gate", 0600));
@@ -239,6 +241,70 @@ TEST_P(Supervise, RefusesWhatIsNoProgramForThisMachine) {
     }
 }
 
+class SignedUpdate : public Supervise {
+  protected:
+    // Versions signed with the key of ours that is installed, and with another.
+    SignedUpdate() {
+        WriteFile("/tmp/b", shell_ + "B");
+        const std::string sign = "sh " PLUG_SCRIPTS "sign ";
+        const std::string generate = "openssl genpkey -out ";
+        EXPECT_EQ(0, std::system(("cd /tmp && " + generate + "ours -algorithm ed25519 && " + generate +
+                                  "theirs -algorithm ed25519 && " + generate + "other -algorithm ed448 && " +
+                                  sign + "ours >ours.pub && " + sign + "ours b signed && " + sign +
+                                  "theirs b foreign && ! " + sign + "ours signed twice 2>/dev/null && ! " +
+                                  sign + "other >other.pub 2>/dev/null")
+                                     .c_str()));
+    }
+
+    /// Updates to the file `new` that a script makes. It may change the key, too. Without a refusal it is
+    /// installed, as it was signed.
+    void Update(const std::string& make, const std::string& refusal) {
+        SCOPED_TRACE(make);
+        Restore();
+        ASSERT_EQ(0,
+                  std::system(("cd /tmp && cp --remove-destination ours.pub plug.pub && " + make).c_str()));
+        Start(UpdateOnce(), "read line </tmp/gate");
+        WaitForRuns({"A -f file", refusal.empty() ? "B -f file" : "A -f file"});
+        EXPECT_TRUE(shell_ + (refusal.empty() ? "B" : "A") == ReadFile("/tmp/agent"));
+        EXPECT_TRUE(Contains(ReadFile("/tmp/log"), refusal));
+        if (!refusal.empty()) WaitForStatus(", " + refusal + "\n");
+        EXPECT_EQ(0, Stop());
+        EXPECT_TRUE(Contains(Status(), "trial:      none")) << "it ends with the supervisor";
+    }
+};
+
+TEST_P(SignedUpdate, IsVerifiedOnceThereIsAKey) {
+    const std::string wrong = "the signature is not by /tmp/plug.pub";
+    // OpenBSD's program verifies as usign does. Whoever changes the download meanwhile is late.
+    Program("usign", "echo 'something else' >/tmp/plug_download; exec signify-openbsd \"$@\"");
+    for (int round = 0; round < 2; ++round) {
+        Update("cp signed new", "");
+        Update("cp signed new; rm plug.pub", "");
+        Update("cp b new; rm plug.pub", "");
+        Update("cp b new", "the download is not signed");
+        Update("(cat signed; echo) >new", "the download is not signed");
+        Update("cp foreign new", wrong);
+        Update("(head -c 999 signed; printf x; tail -c +1001 signed) >new", wrong);
+        Update("cp signed new; : >plug.pub", wrong);
+        Update("cp signed new; ln -sf nowhere plug.pub", wrong);
+        EXPECT_EQ(round == 0, !ProgramCalls().empty());
+        unlink("/tmp/bin/usign");  // openssl takes its place
+        ForgetProgramCalls();
+    }
+}
+
+// OpenWrt has busybox's programs, without od, and usign.
+TEST_P(SignedUpdate, NeedsNoMoreProgramsThanOpenWrtHas) {
+    ASSERT_EQ(0, std::system("mkdir -p /tmp/bin && cd /tmp/bin && "
+                             "for name in $(busybox --list) busybox; do ln -s /bin/busybox $name; done && "
+                             "ln -sf /bin/sh sh && rm od && ln -s /usr/bin/signify-openbsd signify"));
+    setenv("PATH", "/tmp/bin", 1);
+    Update("cp signed new", "no program can verify the signature");
+    Update("cp signed new; rm plug.pub", "");
+    Update("cp signed new; ln -s signify bin/usign", "");
+    Update("cp foreign new", "the signature is not by /tmp/plug.pub");
+}
+
 TEST_P(Supervise, WaitsByChanceAndLongerEachTime) {
     Program("sleep", "[ $1 = 0.1 ] || [ $(grep -c . /tmp/program_calls) -lt 8 ] || read line </tmp/gate");
     setenv("PLUG_SPREAD", "9", 1);
@@ -266,7 +332,10 @@ TEST_P(Supervise, WaitsByChanceAndLongerEachTime) {
 }
 
 TEST_P(Supervise, TellsWhatRunsAndHowUpdatesWent) {
-    EXPECT_EQ("3\nrunning:    no, not since the router's start\ntrial:      none\n", Status());
+    EXPECT_EQ(
+        "3\nrunning:    no, not since the router's start\ntrial:      none\n"
+        "signatures: not needed, there is no /tmp/plug.pub\n",
+        Status());
     WriteFile("/tmp/new", shell_ + "B");
     Start(UpdateOnce(), kUp + std::string("read line </tmp/gate; exit 7"));
     WaitForLine("/tmp/process");
@@ -295,5 +364,8 @@ TEST_P(Supervise, TellsWhatRunsAndHowUpdatesWent) {
 
 INSTANTIATE_TEST_SUITE_P(Shells, Supervise, testing::Values("sh", "busybox"),
                          [](const auto& shell) { return std::string(shell.param); });
+INSTANTIATE_TEST_SUITE_P(SuperviseShells, SignedUpdate, testing::Values("sh", "busybox"),
+                         [](const auto& shell) { return std::string(shell.param); });
+
 }  // namespace
 }  // namespace plug::test
