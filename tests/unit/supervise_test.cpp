@@ -1,5 +1,5 @@
 // packaging/supervise with fake agents: copies of the shell that run a script, told apart by their last byte.
-// And what stands around it: the signatures of updates.
+// And what stands around it: the signatures of updates, and OpenWrt's service.
 #include <elf.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -356,8 +356,9 @@ TEST_P(Supervise, TellsWhatRunsAndHowUpdatesWent) {
     EXPECT_EQ(0, Stop());
     EXPECT_TRUE(Status().starts_with("3\nrunning:    no\n"));
 
+    setenv("PLUG_DEBUG", "1", 1);
     Start("read line </tmp/gate");
-    WaitForRuns({"A -f file", "B -f file", "A -f file", "A -f file"});
+    WaitForRuns({"A -f file", "B -f file", "A -f file", "A -f file -d"});
     WaitForStatus("running:    since");
     EXPECT_TRUE(Contains(Status(), verdict)) << "by the supervisor before";
 }
@@ -366,6 +367,65 @@ INSTANTIATE_TEST_SUITE_P(Shells, Supervise, testing::Values("sh", "busybox"),
                          [](const auto& shell) { return std::string(shell.param); });
 INSTANTIATE_TEST_SUITE_P(SuperviseShells, SignedUpdate, testing::Values("sh", "busybox"),
                          [](const auto& shell) { return std::string(shell.param); });
+
+/// What rc.common, uci and procd give to a service, as far as ours uses them. procd's calls are printed.
+constexpr char kOpenWrt[] = R"sh(config_load() { . /tmp/uci; }
+config_get() { eval "$1=\${uci_$3:-\${4-}}"; }
+config_get_bool() { config_get "$@"; }
+procd_open_instance() { :; }
+procd_close_instance() { :; }
+procd_set_param() { echo "$*"; }
+procd_add_reload_trigger() { echo "reloads for $*"; }
+. /tmp/plug.init
+service_triggers
+start_service
+)sh";
+
+class SuperviseOnOpenWrt : public Sandbox {};
+
+TEST_F(SuperviseOnOpenWrt, TakesItsSettingsFromUciOrByHand) {
+    const std::string by_hand = "[Protool]\nKEY=by hand\n";
+    const std::string by_uci =
+        "[Dev]\nPIN=123456789012\n[Protool]\nKEY=by uci\nSERVER1=192.0.2.10\nSERVER2=\nPORT=\n";
+    const struct {
+        std::string uci;
+        std::string by_hand;
+        std::string settings;  // of the two files
+        std::string environment = "env PLUG_DEBUG=0 PLUG_SPREAD=10";
+    } cases[] = {
+        {"", by_hand, "/tmp/plug.conf"},
+        {"uci_pin=123456789012 uci_key='by uci' uci_server1=192.0.2.10", by_hand, "/tmp/run/plug.conf"},
+        {"uci_debug=1 uci_spread=600", by_hand, "/tmp/plug.conf", "env PLUG_DEBUG=1 PLUG_SPREAD=600"},
+        {"uci_pin=123456789012", "KEY=\n", ""},
+    };
+    std::string init = ReadFile(PLUG_SCRIPTS "plug.init");
+    for (const auto& [path, own] : {std::pair("=/etc/", "=/tmp/"), {"=/var/run/plug/", "=/tmp/run/"}})
+        init.replace(init.find(path), strlen(path), own);
+    WriteFile("/tmp/plug.init", init);
+    WriteFile("/tmp/openwrt", kOpenWrt);
+    for (const char* shell : {"sh", "busybox ash"}) {
+        for (const auto& expected : cases) {
+            SCOPED_TRACE(shell + (" with " + expected.uci));
+            std::filesystem::remove_all("/tmp/run");
+            WriteFile("/tmp/uci", expected.uci);
+            WriteFile("/tmp/plug.conf", expected.by_hand);
+            ASSERT_EQ(0, std::system((shell + std::string(" /tmp/openwrt >/tmp/calls 2>&1")).c_str()));
+            const std::string calls = ReadFile("/tmp/calls");
+            EXPECT_TRUE(Contains(calls, "reloads for plug\n"));
+            EXPECT_EQ(!expected.settings.empty(),
+                      Contains(calls, "plug-supervise /usr/sbin/plug -f " + expected.settings + "\n" +
+                                          expected.environment + "\nfile " + expected.settings + "\n"))
+                << calls;
+            EXPECT_EQ(expected.settings.empty(), Contains(calls, "not started"));
+            EXPECT_EQ(expected.settings.empty(), !Contains(calls, "command"));
+            EXPECT_EQ(expected.by_hand, ReadFile("/tmp/plug.conf"));
+            if (!expected.settings.starts_with("/tmp/run")) continue;
+            EXPECT_EQ(by_uci, ReadFile(expected.settings));
+            EXPECT_EQ(std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+                      std::filesystem::status(expected.settings).permissions());
+        }
+    }
+}
 
 }  // namespace
 }  // namespace plug::test
