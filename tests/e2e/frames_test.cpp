@@ -70,5 +70,41 @@ TEST_F(Frames, AForcedDisconnectEndsIt) {
     ExpectLogged("force disconnect exit !!!!!");
 }
 
+using Answers = AgentTest;
+
+// 505 LAN ports are 8088 bytes, 506 are 8104.
+TEST_F(Answers, ThatNoFrameCarriesAreAResult) {
+    constexpr std::uint16_t kLanFlows = 12;
+    for (const auto& [ports, result] : {std::pair(505, 0), {506, 1}}) {
+        setup_.router =
+            R"({"router": {"mac": "00:00:5E:00:53:01", "serial_number": "S1"}, "counts": {"get_lan_num": )" +
+            std::to_string(ports) + "}}";
+        LogIn();
+        const LinkEvent answer = Ask(kLanFlows);
+        EXPECT_EQ(result, answer.result());
+        EXPECT_EQ(result == 0 ? 8088U : 6U, answer.data.size());
+    }
+}
+
+// The rules' commands do not wait for the library, however long it takes for its devices.
+TEST_F(Answers, OfRulesComeWhileTheLibraryIsSlow) {
+    constexpr std::uint16_t kScan = 64, kLimits = 66, kWindows = 69;
+    setup_.router =
+        R"({"router": {"mac": "00:00:5E:00:53:01", "serial_number": "S1"},
+                        "delays": {"get_devs_cfg": 60000000}})";
+    RunFast(30);
+    LogIn();
+    EXPECT_EQ(0, Ask(kScan).result());
+    Await(EventKind::kHeartbeat);  // by then the scan waits for it, and the look at the windows
+    EXPECT_EQ(0, Ask(kLimits, AsBytes(R"({"LIST":[]})")).result());
+    const std::string window = R"({"LIST":[{"FLAG":"%","MAC":"00:00:5E:00:53:B1","DAY":"3","START":"8:00",)"
+                               R"("STOP":"9:00","ALLOW":"1"}]})";
+    for (const char flag : {'1', '0', '0'}) {
+        std::string element = window;
+        element[element.find('%')] = flag;
+        Ask(kWindows, AsBytes(element));
+    }
+}
+
 }  // namespace
 }  // namespace plug::e2e

@@ -1,7 +1,11 @@
 // The HTTP client against a real server on loopback.
 #include "platform/download.h"
 
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 #include "bench/http_server.h"
 #include "support/sandbox.h"
@@ -98,6 +102,19 @@ TEST_F(Download, FailsWithoutAServerOrAFile) {
     EXPECT_EQ(-1, DownLoadFIle("no.such.host.invalid", 80, "/x", kFile));
     EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", server_.port(), "/x", "/tmp/none/file"));
     ExpectOthersMakeWay(kFile, [this] { EXPECT_EQ(0, Fetch("")); });
+}
+
+TEST_F(Download, ABodyThatTheFileSystemHasNoRoomForIsRefused) {
+    ASSERT_EQ(0, mkdir("/tmp/small", 0755));
+    ASSERT_EQ(0, mount("none", "/tmp/small", "tmpfs", 0, "size=8m"));
+    const auto fetch = [this](const std::string& size) {
+        return DownLoadFIle("127.0.0.1", server_.port(), ("/p?size=" + size).c_str(), "/tmp/small/file");
+    };
+    EXPECT_EQ(0, fetch("4000000"));
+    EXPECT_EQ(4'000'000U, std::filesystem::file_size("/tmp/small/file"));
+    const std::string log = FullLogOf([&] { EXPECT_EQ(-1, fetch("4300000")); });
+    EXPECT_TRUE(Contains(log, "body of 4300000 bytes refused")) << log;
+    EXPECT_EQ(0U, std::filesystem::file_size("/tmp/small/file"));
 }
 
 }  // namespace

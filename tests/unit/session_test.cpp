@@ -10,6 +10,7 @@
 #include "platform/inbound.h"
 #include "platform/link_state.h"
 #include "platform/uplink.h"
+#include "support/platform_peer.h"
 #include "support/sandbox.h"
 
 namespace plug::test {
@@ -155,6 +156,19 @@ TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {
     EXPECT_EQ(ToHex(head), ToHex(ConstBytes(heartbeat).first(7)));
     EXPECT_NEAR(static_cast<double>(time(nullptr)), ByteReader(time_bytes).U32(), 60);
     DeleteServer(threads_);
+}
+
+// The platform reads nothing more, then all that there is.
+TEST_F(Session, AFrameSentInPartIsTheLastOfItsLink) {
+    WriteFile("/proc/sys/net/ipv4/tcp_wmem", "4096 4096 4096");
+    WriteFile("/proc/sys/net/ipv4/tcp_rmem", "4096 4096 4096");
+    PlatformPeer platform;
+    const ByteVector report(8100, 'r');
+    int whole = 0;
+    while (SendIpUpData(report, 3, nullptr) == 0) ++whole;
+    EXPECT_EQ(-1, SendIpUpData(report, 3, nullptr));
+    for (; whole > 0; --whole) platform.ExpectNext(MsgType::kDataReport, 3, AsText(report));
+    EXPECT_THROW(platform.Next(), std::runtime_error) << "nothing behind the part";
 }
 
 }  // namespace
