@@ -26,9 +26,9 @@ struct Field {
     Kind kind;
 };
 
-/// The fields of a record type, in the order of their offsets.
+/// The fields of a record type, in the order of their offsets. Other types have none.
 template <class Record>
-extern const std::array<Field, 0> kFields;
+inline constexpr std::array<Field, 0> kFields{};
 
 template <>
 inline constexpr auto kFields<router_version> = std::to_array<Field>({

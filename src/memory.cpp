@@ -34,6 +34,9 @@ void operator delete[](void* memory, std::size_t) noexcept {
     free(memory);
 }
 
+// The tag of those forms, which in some libraries comes with the forms that throw.
+const std::nothrow_t std::nothrow{};
+
 /// What the standard library calls for such a cut, under its own name.
 [[noreturn]] void EndOutOfRange(const char* format, ...) __asm__("_ZSt24__throw_out_of_range_fmtPKcz");
 void EndOutOfRange(const char*, ...) {

@@ -8,6 +8,24 @@
 #include "core/text.h"
 
 namespace plug {
+
+void hash_table_print() {
+    constexpr char kLogModule[] = "eaccess.c";  // not that of the functions below
+    const LogAuthor author(__func__);
+    for (std::size_t bucket = 0; bucket < kRuleBuckets; ++bucket) {
+        const RuleEntry* entry = hash_table_bucket(bucket);
+        if (entry != nullptr) PLUG_LOG(kDebug, "%zu=>", bucket);
+        for (; entry != nullptr; entry = entry->next) {
+            PLUG_LOG(kDebug, "%s", entry->key);
+            for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
+                const AccessWindow& window = node->window;
+                PLUG_LOG(kDebug, "START %d:%d STOP %d:%d ", window.start_hour, window.start_minute,
+                         window.stop_hour, window.stop_minute);
+            }
+        }
+    }
+}
+
 namespace {
 
 constexpr char kLogModule[] = "iot_signal.c";
@@ -25,23 +43,6 @@ void KeepDaemonSettings(const DaemonSettings& settings) {
 }
 
 void thread_epoll() {}
-
-void hash_table_print() {
-    constexpr char kLogModule[] = "eaccess.c";
-    const LogAuthor author(__func__);
-    for (std::size_t bucket = 0; bucket < kRuleBuckets; ++bucket) {
-        const RuleEntry* entry = hash_table_bucket(bucket);
-        if (entry != nullptr) PLUG_LOG(kDebug, "%zu=>", bucket);
-        for (; entry != nullptr; entry = entry->next) {
-            PLUG_LOG(kDebug, "%s", entry->key);
-            for (const RuleNode* node = entry->windows; node != nullptr; node = node->next) {
-                const AccessWindow& window = node->window;
-                PLUG_LOG(kDebug, "START %d:%d STOP %d:%d ", window.start_hour, window.start_minute,
-                         window.stop_hour, window.stop_minute);
-            }
-        }
-    }
-}
 
 int eaccess_send(const char* function, int line) {
     const LogAuthor author(__func__);
