@@ -36,7 +36,8 @@ TEST_F(Ending, ASignalEndsEverythingInOrder) {
     EXPECT_EQ(0, Ask(8, kPing).result());
     ASSERT_TRUE(WaitUntil(PingRuns, kPatience));
     const auto threads = Threads();
-    for (const char* name : {"plug", "ServerRecv", "RespProc", "HeartbeatProc", "CheckProc", "CommServerProc",
+    EXPECT_TRUE(threads.contains(Emulator().empty() ? "plug" : Emulator()));
+    for (const char* name : {"ServerRecv", "RespProc", "HeartbeatProc", "CheckProc", "CommServerProc",
                              "CommReleaseProc", "ServerThread", "CommRecvHandle", "SubdevThread",
                              "Fn40FilterProc", "eaccess", "TimeRuleProc", "ping", "signals"})
         EXPECT_TRUE(threads.contains(name)) << name;

@@ -1,5 +1,6 @@
 #include "fixture.h"
 
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <stdexcept>
@@ -15,6 +16,11 @@ constexpr char kClockFile[] = "/tmp/clock";
 
 [[noreturn]] void GiveUp(const std::string& what) {
     throw std::runtime_error(what);
+}
+
+std::string Variable(const char* name) {
+    const char* const value = getenv(name);
+    return value != nullptr ? value : "";
 }
 
 /// Every place of a text.
@@ -42,11 +48,19 @@ std::int64_t StampBefore(const std::string& log, std::size_t at) {
 
 }  // namespace
 
+std::string Emulator() {
+    return Variable("PLUG_TEST_EMULATOR");
+}
+
 void AgentTest::SetUp() {
+    setup_.binary = Variable("PLUG_TEST_AGENT");
+    if (setup_.binary.empty()) setup_.binary = ProgramFolder() + "/plug";
+    const std::string folder = std::filesystem::path(setup_.binary).parent_path();
     EnterSandbox("127.0.0.1 localhost\n");
     setup_.arguments = {"-d"};
     // A sanitizer wants to come first, but goes well behind the preload.
-    setup_.environment = {"TZ=UTC", "LD_PRELOAD=" + ProgramFolder() + "/libagent_preload.so",
+    const std::string preload = "LD_PRELOAD=" + folder + "/libagent_preload.so";
+    setup_.environment = {"TZ=UTC", Emulator().empty() ? preload : "QEMU_SET_ENV=" + preload,
                           "ASAN_OPTIONS=verify_asan_link_order=0",
                           std::string(preload::kClockVariable) + "=" + kClockFile,
                           std::string(preload::kStatusesVariable) + "=" + kStatusesFile};
@@ -82,7 +96,9 @@ void AgentTest::JumpAhead(std::int64_t seconds) {
 
 void AgentTest::StartAgent() {
     StopAgent();
-    agent_ = std::make_unique<Process>(AgentCommand(setup_));
+    ProcessSpec command = AgentCommand(setup_);
+    if (!Emulator().empty()) command.argv.insert(command.argv.begin(), Emulator());
+    agent_ = std::make_unique<Process>(command);
 }
 
 void AgentTest::LogIn() {

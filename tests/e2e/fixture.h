@@ -1,5 +1,8 @@
 // The agent's real binary between a bench platform and the simulated router, in a sandbox of its own.
 //
+// It is the one beside the tests' program, or what PLUG_TEST_AGENT names, with its preload beside it. One of
+// another machine is run by the emulator that PLUG_TEST_EMULATOR names.
+//
 // A test prepares (platform, set-up, clock), starts the agent and waits for what must come; what does not
 // come within kPatience throws, which ends the test as failed. Afterwards the agent must not have sent a
 // malformed frame, logged in the name of nobody nor printed a sanitizer's report. Its log level is full and
@@ -32,6 +35,9 @@ constexpr std::uint16_t kCpuUse = 47;
 
 /// The simulated home's router.
 constexpr MacAddress kRouterMac = {0x00, 0x00, 0x5E, 0x00, 0x53, 0x01};
+
+/// The emulator that runs the agent; empty without one.
+std::string Emulator();
 
 class AgentTest : public testing::Test {
   protected:

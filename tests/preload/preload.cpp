@@ -97,16 +97,22 @@ void NoteStatus(const void* bytes, std::size_t count) {
     close(file);
 }
 
+/// The programs that the agent runs stay as they are, and may be those of another machine.
+[[gnu::constructor]] void LeaveChildrenAlone() {
+    unsetenv("LD_PRELOAD");
+}
+
 }  // namespace
 
 extern "C" {
 
-int clock_gettime(clockid_t clock, timespec* now) noexcept {
+// Declared with or without noexcept, as the C library does.
+int clock_gettime(clockid_t clock, timespec* now) noexcept(noexcept(::clock_gettime(clock, now))) {
     *now = TimeSpec(ShownTime(clock));
     return 0;
 }
 
-time_t time(time_t* now) noexcept {
+time_t time(time_t* now) noexcept(noexcept(::time(now))) {
     const time_t seconds = ShownTime(CLOCK_REALTIME) / kSecond;
     if (now != nullptr) *now = seconds;
     return seconds;
