@@ -49,7 +49,7 @@ TEST_F(Transfers, TooFewBytesInHalfAMinuteAreGivenUp) {
     // 10 bytes a second of the agent.
     OrderUpdate("slow=400");
     EXPECT_EQ("0 -1", AwaitProgress());
-    EXPECT_GE(TransferTime(), 29);
+    EXPECT_GE(TransferTime(), 25);
     EXPECT_LE(TransferTime(), 60);
     EXPECT_EQ(R"({"result":0})", AwaitReply().text());
     AwaitStatuses("104");
@@ -64,23 +64,24 @@ TEST_F(Transfers, TheWholeHasItsTime) {
     LogIn();
     StartRateTest("slow=10");
     EXPECT_EQ(1, AwaitRateResult());
-    EXPECT_GE(TransferTime(), 89);
+    EXPECT_GE(TransferTime(), 85);
     EXPECT_LE(TransferTime(), 120);
-    RunFast(150);
-    OrderUpdate("slow=15");
+    RunFast(60);
+    OrderUpdate("size=1000000&slow=40");
     EXPECT_EQ("0 -1", AwaitProgress());
-    EXPECT_GE(TransferTime(), 1799);
+    EXPECT_GE(TransferTime(), 1780);
     EXPECT_LE(TransferTime(), 1900);
 }
 
 TEST_F(Transfers, ASlowUpdateKeepsItsSession) {
     LogIn();
+    const int logins = platform_->Agents().at(0).logins;
     OrderUpdate("slow=10");
     EXPECT_EQ("1 0", AwaitProgress()) << "on the link that ordered it";
     AwaitStatuses("004");
     EXPECT_EQ(255, AwaitExit());
     ExpectWait("lens = ", "exit at [ParserPlugData] ", 5 * 60, 30 * 60);
-    EXPECT_EQ(1, platform_->Agents().at(0).logins);
+    EXPECT_EQ(logins, platform_->Agents().at(0).logins);
 }
 
 TEST_F(Transfers, ALostLinkEndsWhatItOrdered) {
