@@ -14,6 +14,7 @@
 
 #include "bench/agent_link.h"
 #include "bench/agent_process.h"
+#include "bench/local_peer.h"
 #include "bench/sockets.h"
 #include "bench/text.h"
 #include "bench/text_table.h"
@@ -259,6 +260,9 @@ int MeasureAgent(const PerfOptions& options, Output& output) {
     results["echo_round_trip_us"] = {{"p50", echo.At(0.5)}, {"p99", echo.At(0.99)}};
     results["pipelined_per_second"] = PipelinedRate(session, key, options.pipelined);
     results["start_ms"] = {{"register", to_register.At(0.5) / 1000}, {"login", to_login.At(0.5) / 1000}};
+    // As on a router: with its local peer on the socket.
+    LocalPeer peer;
+    if (!peer.Connect()) Fail("the local socket does not answer");
     results["idle"] = MeasureIdle(session, key, std::max(options.idle_seconds, 1));
     output.Show(results, ReportText(results));
     return 0;
