@@ -1,10 +1,10 @@
-// The router's SDK, libRouterSdk.so: its binary interface.
+// The router's SDK, libRouterSdk.so: its binary interface, for C (C11) and C++.
 //
 // The library is closed and comes with the router; the loader finds it by its soname. This header declares
 // what the agent uses of it. Conventions that hold for every function:
 //
 //  - Result: 0 is success, anything else an error code of which the low 16 bits count. The few functions that
-//    return std::uint16_t return a value and cannot fail.
+//    return uint16_t return a value and cannot fail.
 //  - Outputs are left as they were when a call fails; clear them before the call.
 //  - Lists: the caller gives the room named in router_room, the call stores the number of entries through
 //    `count`. A count is never to be trusted past the room: check it before reading the entries.
@@ -19,11 +19,12 @@
 // lock; other calls, also about devices, may come at the same time.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
 
 // What a caller must have ready for a list call, in entries (the buffer of get_wlans_cfg: in bytes).
-enum router_room : int {
+enum router_room {
     router_room_wans = 4,
     router_room_neighbours = 30,
     router_room_devices = 128,
@@ -33,80 +34,80 @@ enum router_room : int {
 
 #pragma pack(push, 1)
 
-struct router_version {
+typedef struct router_version {
     char version[60];
-    std::uint8_t date[4];  // 20, 22, 12, 27 is 2022-12-27
-};
+    uint8_t date[4];  // 20, 22, 12, 27 is 2022-12-27
+} router_version;
 
-struct cpu_cfg {
+typedef struct cpu_cfg {
     char model[32];
-    std::uint8_t cores;
-    std::uint16_t clock;  // MHz
-};
+    uint8_t cores;
+    uint16_t clock;  // MHz
+} cpu_cfg;
 
-struct mem_cfg {
+typedef struct mem_cfg {
     char kind[24];
-    std::uint32_t size;  // KiB
-};
+    uint32_t size;  // KiB
+} mem_cfg;
 
-struct wan_cfg {
-    std::uint16_t index;
-    std::uint8_t mode;
-    std::uint16_t vlan;
-    std::uint16_t service;
-    std::uint8_t mac[6];
+typedef struct wan_cfg {
+    uint16_t index;
+    uint8_t mode;
+    uint16_t vlan;
+    uint16_t service;
+    uint8_t mac[6];
     char name[32];
     char user[64];
     char password[64];
     char ipv6[32];
-    std::uint32_t address;  // IPv4, as the four below
-    std::uint32_t netmask;
-    std::uint32_t gateway;
-    std::uint32_t dns1;
-    std::uint32_t dns2;
-    std::uint16_t mtu;
-    std::uint8_t state;
-};
+    uint32_t address;  // IPv4, as the four below
+    uint32_t netmask;
+    uint32_t gateway;
+    uint32_t dns1;
+    uint32_t dns2;
+    uint16_t mtu;
+    uint8_t state;
+} wan_cfg;
 
-struct lan_cfg {
-    std::uint32_t address;  // IPv4
-    std::uint32_t netmask;  // IPv4
-    std::uint8_t mac[6];
-};
+typedef struct lan_cfg {
+    uint32_t address;  // IPv4
+    uint32_t netmask;  // IPv4
+    uint8_t mac[6];
+} lan_cfg;
 
-struct ssid_cfg {
-    std::uint16_t index;
-    std::uint8_t enabled;
-    std::uint8_t band;
-    std::uint16_t channel;
-    std::uint8_t hidden;
-    std::uint8_t security;
-    std::uint8_t bssid[6];
-    std::uint16_t max_stations;
+typedef struct ssid_cfg {
+    uint16_t index;
+    uint8_t enabled;
+    uint8_t band;
+    uint16_t channel;
+    uint8_t hidden;
+    uint8_t security;
+    uint8_t bssid[6];
+    uint16_t max_stations;
     char ssid[33];
     char password[65];
-    std::uint16_t width;  // MHz
-    std::uint32_t rate;   // kbit/s
-};
+    uint16_t width;  // MHz
+    uint32_t rate;   // kbit/s
+} ssid_cfg;
 
-struct dev_cfg {
-    std::uint8_t mac[6];
+typedef struct dev_cfg {
+    uint8_t mac[6];
     char name[16];
-    std::uint8_t link;
-    std::uint8_t band;
-    std::uint8_t by_name;  // set when access is ruled by name
-    std::uint8_t reserved1;
-    std::uint8_t access;  // 1 unrestricted, 0 restricted
-    std::uint8_t reserved2;
-    std::uint16_t rssi;
-    std::uint32_t address;  // IPv4
-};
+    uint8_t link;
+    uint8_t band;
+    uint8_t by_name;  // set when access is ruled by name
+    uint8_t reserved1;
+    uint8_t access;  // 1 unrestricted, 0 restricted
+    uint8_t reserved2;
+    uint16_t rssi;
+    uint32_t address;  // IPv4
+} dev_cfg;
 
-struct adj_wifi {
+typedef struct adj_wifi {
     char ssid[64];
-    std::uint32_t channel;
-    std::uint8_t bssid[6];
-};
+    uint32_t channel;
+    uint8_t bssid[6];
+} adj_wifi;
 
 #pragma pack(pop)
 
@@ -122,68 +123,70 @@ static_assert(sizeof(dev_cfg) == 34 && offsetof(dev_cfg, by_name) == 24 && offse
 static_assert(offsetof(dev_cfg, rssi) == 28 && offsetof(dev_cfg, address) == 30);
 static_assert(sizeof(adj_wifi) == 74 && offsetof(adj_wifi, channel) == 64 && offsetof(adj_wifi, bssid) == 68);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 // The router itself.
 int get_router_version(router_version* version);
-int get_router_mac(std::uint8_t mac[6]);
+int get_router_mac(uint8_t mac[6]);
 int get_router_sn(char sn[64]);
 int get_router_vender(char vender[64]);
 int get_router_model(char model[64]);
 int get_router_pin(char pin[12]);  // no NUL when the PIN is 12 long
-int get_router_is_plug(std::uint8_t* is_plug);
-int get_router_support_ipv6(std::uint8_t* support_ipv6);
+int get_router_is_plug(uint8_t* is_plug);
+int get_router_support_ipv6(uint8_t* support_ipv6);
 int get_cpu_cfg(cpu_cfg* cpu);
 int get_mem_cfg(mem_cfg* memory);
-int get_cpu_use(std::uint16_t* percent);
-int get_mem_use(std::uint16_t* percent);
+int get_cpu_use(uint16_t* percent);
+int get_mem_use(uint16_t* percent);
 int get_name(char name[32]);
 int set_name(const char* name);
-int get_duration_time(std::uint64_t* seconds);
+int get_duration_time(uint64_t* seconds);
 
 // WAN.
-std::uint16_t get_wan_num();
-int get_wan_cfg(wan_cfg* wan, std::uint16_t index);
+uint16_t get_wan_num(void);
+int get_wan_cfg(wan_cfg* wan, uint16_t index);
 int get_wans_cfg(wan_cfg* wans, int* count);  // room for 4
-int get_wan_tcp_con_num(std::uint16_t index, std::uint32_t* connections);
-int get_wan_udp_con_num(std::uint16_t index, std::uint32_t* connections);
-int get_wan_receive_bytes(std::uint16_t index, std::uint64_t* bytes);
-int get_wan_con_status(std::uint16_t wan, std::uint8_t* connected);
-int get_dns(std::uint32_t* first, std::uint32_t* second);
-int set_dns(std::uint32_t first, std::uint32_t second);
-int get_flows_up_rate(std::uint64_t* rate);    // bytes per second
-int get_flows_down_rate(std::uint64_t* rate);  // bytes per second
+int get_wan_tcp_con_num(uint16_t index, uint32_t* connections);
+int get_wan_udp_con_num(uint16_t index, uint32_t* connections);
+int get_wan_receive_bytes(uint16_t index, uint64_t* bytes);
+int get_wan_con_status(uint16_t wan, uint8_t* connected);
+int get_dns(uint32_t* first, uint32_t* second);
+int set_dns(uint32_t first, uint32_t second);
+int get_flows_up_rate(uint64_t* rate);    // bytes per second
+int get_flows_down_rate(uint64_t* rate);  // bytes per second
 
 // LAN.
-std::uint16_t get_lan_num();
+uint16_t get_lan_num(void);
 int get_lan_cfg(lan_cfg* lan);
-int get_lan_con_status(std::uint16_t port, std::uint8_t* connected);
-int get_lan_port_up_flow(std::uint16_t port, std::uint64_t* bytes);
-int get_lan_port_down_flow(std::uint16_t port, std::uint64_t* bytes);
+int get_lan_con_status(uint16_t port, uint8_t* connected);
+int get_lan_port_up_flow(uint16_t port, uint64_t* bytes);
+int get_lan_port_down_flow(uint16_t port, uint64_t* bytes);
 
 // Wi-Fi. The buffer of get_wlans_cfg takes, per WLAN, a u16 SSID count and that many ssid_cfg, one after
 // another.
-int get_wlans_cfg(std::uint8_t buffer[2000], int* wlan_count);
-int get_ssid_switch(std::uint16_t index, std::uint8_t* on);
-int set_ssid_switch(std::uint16_t index, std::uint8_t on);
-int get_ssid_cfg(ssid_cfg* ssid, std::uint16_t index);
-int set_ssid_cfg(const ssid_cfg* ssid);                                  // the SSID with the record's index
-int get_wifi_module_status(std::uint16_t module, std::uint8_t* status);  // modules 1 to 4
-int get_adj_wifi_devs(adj_wifi* neighbours, int* count);                 // room for 30
+int get_wlans_cfg(uint8_t buffer[2000], int* wlan_count);
+int get_ssid_switch(uint16_t index, uint8_t* on);
+int set_ssid_switch(uint16_t index, uint8_t on);
+int get_ssid_cfg(ssid_cfg* ssid, uint16_t index);
+int set_ssid_cfg(const ssid_cfg* ssid);                        // the SSID with the record's index
+int get_wifi_module_status(uint16_t module, uint8_t* status);  // modules 1 to 4
+int get_adj_wifi_devs(adj_wifi* neighbours, int* count);       // room for 30
 
 // Switches.
-int get_wifi_radio_switch(std::uint8_t* on);
-int set_wifi_radio_switch(std::uint8_t on);
-int get_led_switch(std::uint8_t* on);
-int set_led_switch(std::uint8_t on);
-int get_wps_switch(std::uint8_t* on);
-int set_wps_switch(std::uint8_t on);
-int get_ftp_switch(std::uint8_t* on);
-int set_ftp_switch(std::uint8_t on);
-int get_sambaenable_switch(std::uint8_t* on);
-int set_sambaenable_switch(std::uint8_t on);
-int get_telnetenable_switch(std::uint8_t* on);
-int set_telnetenable_switch(std::uint8_t on);
+int get_wifi_radio_switch(uint8_t* on);
+int set_wifi_radio_switch(uint8_t on);
+int get_led_switch(uint8_t* on);
+int set_led_switch(uint8_t on);
+int get_wps_switch(uint8_t* on);
+int set_wps_switch(uint8_t on);
+int get_ftp_switch(uint8_t* on);
+int set_ftp_switch(uint8_t on);
+int get_sambaenable_switch(uint8_t* on);
+int set_sambaenable_switch(uint8_t on);
+int get_telnetenable_switch(uint8_t* on);
+int set_telnetenable_switch(uint8_t on);
 
 // Accounts of the router's services.
 int get_ftp_user(char text[16]);
@@ -201,26 +204,28 @@ int set_telnet_password(const char* text);
 
 // Attached devices, known by their MAC.
 int get_devs_cfg(dev_cfg* devices, int* count);  // room for 128
-int get_dev_cfg(dev_cfg* device, const std::uint8_t mac[6]);
-int get_dev_name(const std::uint8_t mac[6], char name[32]);
-int set_dev_name(const std::uint8_t mac[6], const char* name);
-int get_dev_us_bw(const std::uint8_t mac[6], std::uint64_t* bandwidth);
-int get_dev_ds_bw(const std::uint8_t mac[6], std::uint64_t* bandwidth);
-int get_dev_us_max_bw(const std::uint8_t mac[6], std::uint64_t* limit);
-int get_dev_ds_max_bw(const std::uint8_t mac[6], std::uint64_t* limit);
-int set_dev_us_max_bw(const std::uint8_t mac[6],
-                      std::uint64_t limit);  // 0: no limit; a signed 32-bit limit is
-int set_dev_ds_max_bw(const std::uint8_t mac[6], std::uint64_t limit);  // widened with its sign
-std::uint16_t get_dev_speed(const std::uint8_t mac[6], int which);      // which 0, 1, 2; Mbps
-int get_dev_black_list(std::uint8_t (*macs)[6], int* count);            // room for 100
+int get_dev_cfg(dev_cfg* device, const uint8_t mac[6]);
+int get_dev_name(const uint8_t mac[6], char name[32]);
+int set_dev_name(const uint8_t mac[6], const char* name);
+int get_dev_us_bw(const uint8_t mac[6], uint64_t* bandwidth);
+int get_dev_ds_bw(const uint8_t mac[6], uint64_t* bandwidth);
+int get_dev_us_max_bw(const uint8_t mac[6], uint64_t* limit);
+int get_dev_ds_max_bw(const uint8_t mac[6], uint64_t* limit);
+int set_dev_us_max_bw(const uint8_t mac[6],
+                      uint64_t limit);                        // 0: no limit; a signed 32-bit limit is
+int set_dev_ds_max_bw(const uint8_t mac[6], uint64_t limit);  // widened with its sign
+uint16_t get_dev_speed(const uint8_t mac[6], int which);      // which 0, 1, 2; Mbps
+int get_dev_black_list(uint8_t (*macs)[6], int* count);       // room for 100
 int set_dev_access_control(const dev_cfg* device);
 
 // Actions.
-int set_full_load_enable(std::uint16_t index, std::uint8_t on);
-int sync_time();
-int restart();
-int set_redirection();
-int update_rom_version();
-int set_http_test_url();
+int set_full_load_enable(uint16_t index, uint8_t on);
+int sync_time(void);
+int restart(void);
+int set_redirection(void);
+int update_rom_version(void);
+int set_http_test_url(void);
 
+#ifdef __cplusplus
 }  // extern "C"
+#endif
