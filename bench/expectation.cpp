@@ -46,13 +46,24 @@ bool Holds(const std::string& seen, const std::string& relation, const std::stri
     throw CommandError("no relation \"" + relation + "\"; there are == != < > contains exists");
 }
 
+/// A field of an answer: of what it holds, or of the exchange itself.
+const Json* FieldOf(const Json& answer, const std::string& field) {
+    const Json* const found = answer.contains("fields") ? Follow(answer["fields"], field) : nullptr;
+    return found != nullptr ? found : Follow(answer, field);
+}
+
 }  // namespace
+
+std::string FieldText(const Json& answer, const std::string& field) {
+    const Json* const found = FieldOf(answer, field);
+    if (found == nullptr) throw CommandError("the last answer has no field " + field);
+    return Inline(*found);
+}
 
 void CheckExpectation(const Json& answer, const std::string& field, const std::string& relation,
                       const std::string& value) {
     const std::string wanted = "expected " + field + " " + relation + (value.empty() ? "" : " " + value);
-    const Json* found = answer.contains("fields") ? Follow(answer["fields"], field) : nullptr;
-    if (found == nullptr) found = Follow(answer, field);
+    const Json* const found = FieldOf(answer, field);
     if (found == nullptr) {
         const std::string seen = answer.dump(-1, ' ', false, Json::error_handler_t::replace);
         throw ExpectationFailed(wanted + ", but there is no such field in " + seen.substr(0, 400));

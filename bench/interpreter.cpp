@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <ranges>
 
 #include "bench/process.h"
 #include "bench/text_table.h"
@@ -12,12 +13,9 @@ namespace plug::bench {
 
 namespace {
 
-/// The line with each "$now" replaced by the seconds since 1970.
-std::string WithTime(std::string line) {
-    static constexpr std::string_view kNow = "$now";
-    for (std::size_t at; (at = line.find(kNow)) != std::string::npos;)
-        line.replace(at, kNow.size(), std::to_string(std::time(nullptr)));
-    return line;
+void Replace(std::string& line, const std::string& name, const std::string& value) {
+    for (std::size_t at = 0; (at = line.find(name, at)) != std::string::npos; at += value.size())
+        line.replace(at, name.size(), value);
 }
 
 }  // namespace
@@ -74,7 +72,11 @@ const ConsoleCommand* Interpreter::FindLonger(const Invocation& words) const {
 }
 
 void Interpreter::Execute(const std::string& line) try {
-    Invocation words(WithTime(line));
+    std::string filled = line;
+    Replace(filled, "$now", std::to_string(std::time(nullptr)));
+    for (const auto& [name, value] : std::views::reverse(kept_))  // "device_name" before "device"
+        Replace(filled, "$" + name, value);
+    Invocation words(filled);
     if (words.size() == 0) return;
     const ConsoleCommand* command = FindLonger(words);
     if (command != nullptr)
@@ -162,6 +164,8 @@ void Interpreter::AddCommon() {
          2,
          [this](const Invocation& words) { Expect(words); },
          {"==", "!=", "<", ">", "contains", "exists"}});
+    Add({"keep", "<name> <field>", "keeps a field of the last answer: later lines have it as $<name>", group,
+         2, [this](const Invocation& words) { kept_[words.word(1)] = FieldText(last, words.word(2)); }});
     Add({"sleep", "<seconds>", "pauses, showing what comes in", group, 1,
          [this](const Invocation& words) { Idle(ParseSeconds(words.word(1))); }});
     Add({"shell", "<command>", "runs a shell command; fails when that does", group, 1,
