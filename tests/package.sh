@@ -23,7 +23,7 @@ for program in plug plug-supervise plug-sdk-check; do
 done
 /usr/sbin/plug-sdk-check build/release/libRouterSdk.so >/dev/null || fail "plug-sdk-check does not pass the simulated router"
 # Without a key nothing is to be started, and status says that nothing is.
-[ -z "$(pidof plug)" ] || fail "an agent without a key runs"
+[ -z "$(pidof /usr/sbin/plug)" ] || fail "an agent without a key runs"
 ! /usr/sbin/plug-supervise status || fail "status tells of a supervisor that is not there"
 trap - EXIT
 dpkg --purge plug
