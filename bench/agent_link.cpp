@@ -11,12 +11,28 @@
 namespace plug::bench {
 
 AgentLink::~AgentLink() {
+    TellClosed(false, false);
     close(socket);
+}
+
+void AgentLink::Watch(Tap watcher, const sockaddr_in& agent) {
+    tap_ = std::move(watcher);
+    wire_ = {Socket::kPlatform, number, agent, OwnName(socket)};
+    if (tap_) tap_({wire_, Passage::kOpened});
+}
+
+void AgentLink::TellClosed(bool by_agent, bool reset) {
+    if (tap_ && !told_closed_.exchange(true)) tap_({wire_, Passage::kClosed, {}, by_agent, reset});
+}
+
+bool AgentLink::Write(ConstBytes bytes) {
+    if (tap_) tap_({wire_, Passage::kToAgent, bytes});
+    return WriteAll(socket, bytes);
 }
 
 bool AgentLink::Send(ConstBytes bytes) {
     const std::lock_guard guard(send_mutex_);
-    return WriteAll(socket, bytes);
+    return Write(bytes);
 }
 
 bool AgentLink::SendSplit(ConstBytes bytes, std::size_t parts, Milliseconds pause) {
@@ -25,13 +41,14 @@ bool AgentLink::SendSplit(ConstBytes bytes, std::size_t parts, Milliseconds paus
         const std::size_t from = bytes.size() * part / parts;
         const std::size_t to = bytes.size() * (part + 1) / parts;
         if (part > 0) std::this_thread::sleep_for(pause);
-        if (!WriteAll(socket, bytes.subspan(from, to - from))) return false;
+        if (!Write(bytes.subspan(from, to - from))) return false;
     }
     return true;
 }
 
 bool AgentLink::Drop(bool abruptly) {
     dropped = true;
+    TellClosed(false, abruptly);
     if (!abruptly) return shutdown(socket, SHUT_RDWR) == 0;
     // A TCP socket "connected" to AF_UNSPEC sends a reset at once.
     sockaddr nowhere{};
@@ -42,7 +59,9 @@ bool AgentLink::Drop(bool abruptly) {
 ssize_t AgentLink::Receive() {
     std::array<std::uint8_t, 16384> chunk;
     const ssize_t got = recv(socket, chunk.data(), chunk.size(), 0);
-    if (got > 0) received.insert(received.end(), chunk.begin(), chunk.begin() + got);
+    if (got <= 0) return got;
+    received.insert(received.end(), chunk.begin(), chunk.begin() + got);
+    if (tap_) tap_({wire_, Passage::kFromAgent, ConstBytes(chunk).first(static_cast<std::size_t>(got))});
     return got;
 }
 
@@ -64,23 +83,14 @@ ByteVector AgentLink::AwaitBytes(std::size_t count, TimePoint deadline) {
 }
 
 std::optional<LinkEvent> AgentLink::CutFrame(const CipherKey& key) {
-    if (received.size() < kFrameHeaderSize) return {};
-    const auto bad = [this](std::size_t count, std::string note) {
-        LinkEvent event;
-        event.kind = EventKind::kBadFrame;
-        event.frame = Take(count);
-        event.note = std::move(note);
-        return event;
-    };
-    static constexpr std::array<std::uint8_t, 2> kMagic = {kFrameMagic & 0xFF, kFrameMagic >> 8};
-    const auto magic = std::search(received.begin(), received.end(), kMagic.begin(), kMagic.end());
-    if (magic != received.begin())
-        return bad(static_cast<std::size_t>(magic - received.begin()), "bytes that belong to no frame");
-    const std::size_t size = ReadFrameHeader(received).frame_size();
-    if (size > kMaxFrameSize)
-        return bad(kFrameHeaderSize, "a header announcing " + std::to_string(size) + " bytes");
-    if (received.size() < size) return {};
-    return ReadFrame(key, Take(size));
+    const auto piece = FirstPiece(received);
+    if (!piece) return {};
+    if (piece->note.empty()) return ReadFrame(key, Take(piece->size));
+    LinkEvent event;
+    event.kind = EventKind::kBadFrame;
+    event.frame = Take(piece->size);
+    event.note = piece->note;
+    return event;
 }
 
 std::optional<LinkEvent> AgentLink::NextFrame(const CipherKey& key, TimePoint deadline) {

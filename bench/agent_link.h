@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "bench/frames.h"
+#include "bench/tap.h"
 
 namespace plug::bench {
 
@@ -16,6 +17,11 @@ struct AgentLink {
     ~AgentLink();
     AgentLink(const AgentLink&) = delete;
     AgentLink& operator=(const AgentLink&) = delete;
+
+    /// Lets `watcher` see all that passes; called before anything does.
+    void Watch(Tap watcher, const sockaddr_in& agent);
+    /// Tells the watcher of the end, which it hears of once.
+    void TellClosed(bool by_agent, bool reset);
 
     // Any thread.
     bool Send(ConstBytes bytes);
@@ -53,6 +59,11 @@ struct AgentLink {
     TimePoint delayed_until;
 
   private:
+    bool Write(ConstBytes bytes);
+
+    Tap tap_;
+    Wire wire_;
+    std::atomic<bool> told_closed_{false};
     std::mutex send_mutex_;  // keeps frames of several senders whole
 };
 using LinkPtr = std::shared_ptr<AgentLink>;

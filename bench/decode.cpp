@@ -221,13 +221,21 @@ Json DecodeAnswer(const CommandForm& row, const LinkEvent& event) {
     return answer;
 }
 
-Json DecodePayload(const CommandForm& row, ConstBytes payload) {
+Json DecodeLayout(const AnswerLayout& layout, ConstBytes payload) {
     Json shown = Json::object();
-    if (row.parameters.empty())
-        ShowData(shown, payload);
-    else
-        ReadPayload(shown, payload, AnswerLayout{Shape::kRecord, row.parameters});
+    ReadPayload(shown, payload, layout);
     return shown;
+}
+
+Json DecodeData(ConstBytes data) {
+    Json shown = Json::object();
+    ShowData(shown, data);
+    return shown;
+}
+
+Json DecodePayload(const CommandForm& row, ConstBytes payload) {
+    return row.parameters.empty() ? DecodeData(payload)
+                                  : DecodeLayout({Shape::kRecord, row.parameters}, payload);
 }
 
 ByteVector EncodeAnswer(const CommandForm& row, const std::vector<std::string>& words) {

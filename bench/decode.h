@@ -26,6 +26,10 @@ Json DecodeEvent(const LinkEvent& event);
 /// A payload laid out as the row's parameters: {"fields": {..}}; without a layout also {"text": ..} or
 /// {"bytes": ..}.
 Json DecodePayload(const CommandForm& form, ConstBytes payload);
+/// A payload laid out as an answer: {"fields": {..}}, with "warning" as in DecodeAnswer.
+Json DecodeLayout(const AnswerLayout& layout, ConstBytes payload);
+/// Data of any kind: {"fields": ..}, {"text": ..}, {"bytes": ..} or nothing.
+Json DecodeData(ConstBytes data);
 /// What the row's answer holds, from its written values; of a list, one word an entry.
 ByteVector EncodeAnswer(const CommandForm& form, const std::vector<std::string>& words);
 /// The payload behind the echo and the result of an answer; empty when it failed.

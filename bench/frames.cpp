@@ -170,7 +170,20 @@ ByteVector BuildLoginAck(const CipherKey& key, std::uint16_t interval) {
     return BuildFrame(key, MsgType::kAck, kAccepted, plain);
 }
 
-LinkEvent ReadFrame(const CipherKey& key, ByteVector frame) {
+std::optional<Piece> FirstPiece(ConstBytes stream) {
+    if (stream.size() < kFrameHeaderSize) return {};
+    static constexpr std::array<std::uint8_t, 2> kMagic = {kFrameMagic & 0xFF, kFrameMagic >> 8};
+    const auto magic = std::search(stream.begin(), stream.end(), kMagic.begin(), kMagic.end());
+    if (magic != stream.begin())
+        return Piece{static_cast<std::size_t>(magic - stream.begin()), "bytes that belong to no frame"};
+    const std::size_t size = ReadFrameHeader(stream).frame_size();
+    if (size > kMaxFrameSize)
+        return Piece{kMagic.size(), "a header announcing " + std::to_string(size) + " bytes"};
+    if (stream.size() < size) return {};
+    return Piece{size};
+}
+
+LinkEvent OpenFrame(const CipherKey& key, ByteVector frame) {
     LinkEvent event;
     event.header = ReadFrameHeader(frame);
     event.frame = std::move(frame);
@@ -179,8 +192,13 @@ LinkEvent ReadFrame(const CipherKey& key, ByteVector frame) {
     const ConstBytes body = rest.subspan(event.header.head_length);
     if (!DecryptBody(key, event, body)) return event;
     if (FrameChecksum(body.size(), event.head, event.plain) != event.header.checksum)
-        return Bad(event, "wrong checksum");
+        Bad(event, "wrong checksum");
+    return event;
+}
 
+LinkEvent ReadFrame(const CipherKey& key, ByteVector frame) {
+    LinkEvent event = OpenFrame(key, std::move(frame));
+    if (event.kind == EventKind::kBadFrame) return event;
     const auto* const reader = std::ranges::find(kReaders, event.header.type(), &FrameReader::type);
     if (reader == std::end(kReaders))
         return Bad(event, "MsgType " + std::to_string(event.header.type_byte & 0x1F) + " does not go up");

@@ -23,6 +23,17 @@ ByteVector BuildRegisterAck(const CipherKey& key, ConstBytes token, std::uint32_
                             std::uint16_t login_port, ConstBytes second_value);
 ByteVector BuildLoginAck(const CipherKey& key, std::uint16_t interval);
 
+/// What a stream of frames begins with: a whole frame, or bytes that are none, as `note` says.
+struct Piece {
+    std::size_t size = 0;
+    std::string note{};
+};
+/// None when more bytes are needed to tell.
+std::optional<Piece> FirstPiece(ConstBytes stream);
+
+/// Takes one whole frame of either direction apart: header, head and plain. What cannot be decrypted or fails
+/// its checksum becomes a kBadFrame with a note, and has as much of these as could be read.
+LinkEvent OpenFrame(const CipherKey& key, ByteVector frame);
 /// Reads one whole frame that an agent sent. What cannot be decrypted, fails its checksum or is too short
 /// becomes a kBadFrame with a note.
 LinkEvent ReadFrame(const CipherKey& key, ByteVector frame);

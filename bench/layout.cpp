@@ -58,6 +58,8 @@ Json ReadValue(ByteReader& reader, const Field& field) {
             return {};
         case FieldKind::kRest:
             return Readable(reader.Take(reader.rest().size()));
+        case FieldKind::kShortText:
+            return Text(reader.Take(reader.U8()));
         case FieldKind::kCountedText:
             return std::string(AsText(reader.Take(reader.U16())));
         case FieldKind::kCountedRaw:
@@ -116,6 +118,7 @@ std::size_t FieldSize(const Field& field) {
         case FieldKind::kSkip:
             return field.size;
         case FieldKind::kRest:
+        case FieldKind::kShortText:
         case FieldKind::kCountedText:
         case FieldKind::kCountedRaw:
             return 0;
@@ -147,6 +150,7 @@ std::string ValueForm(const Field& field) {
         case FieldKind::kRaw:
             return std::to_string(field.size) + " bytes in hexadecimal";
         case FieldKind::kRest:
+        case FieldKind::kShortText:
         case FieldKind::kCountedText:
             return "text";
         case FieldKind::kCountedRaw:
@@ -226,6 +230,7 @@ void WriteField(ByteVector& record, const Field& field, const std::string& text)
             return;
         case FieldKind::kI32:
         case FieldKind::kDate:
+        case FieldKind::kShortText:
         case FieldKind::kCountedRaw:
             break;
     }

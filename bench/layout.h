@@ -30,6 +30,7 @@ enum class FieldKind : std::uint8_t {
     kRaw,          // bytes of no known meaning
     kSkip,         // zeros
     kRest,         // text up to the end of the record, read as Readable shows it
+    kShortText,    // u8 length, then text
     kCountedText,  // u16 length, then text
     kCountedRaw,   // u16 length, then bytes, read as Readable shows them
 };

@@ -87,7 +87,9 @@ LocalPeer::~LocalPeer() {
     stopping_ = true;
     wake_.Set();
     thread_.join();
-    if (socket_ >= 0) close(socket_);
+    if (socket_ < 0) return;
+    Tell(Passage::kClosed);
+    close(socket_);
 }
 
 bool LocalPeer::Connect(Milliseconds timeout) {
@@ -113,6 +115,7 @@ void LocalPeer::Adopt(int socket) {
         socket_ = socket;
         event.link = ++link_;
         dropped_ = false;
+        Tell(Passage::kOpened);
     }
     log_.Append(std::move(event));
     wake_.Set();
@@ -134,6 +137,7 @@ bool LocalPeer::SendBytes(ConstBytes bytes) {
     const std::lock_guard guard(mutex_);
     if (socket_ < 0 || dropped_) return false;
     AwaitRead(socket_);
+    Tell(Passage::kToAgent, bytes);
     return WriteAll(socket_, bytes);
 }
 
@@ -166,21 +170,19 @@ void LocalPeer::Read() {
     const ssize_t count = recv(socket_, chunk.data(), chunk.size(), 0);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
     if (count <= 0) {
+        Tell(Passage::kClosed, {}, !dropped_);
         Close(dropped_ ? "closed by the peer" : "closed by the agent");
         return;
     }
     received_.insert(received_.end(), chunk.begin(), chunk.begin() + count);
-    while (received_.size() >= sizeof(LocalHeader)) {
-        const LocalHeader header = ReadLocalHeader(received_);
-        const bool sound = header.head == kLocalHead && header.length <= kLongestPayload;
-        const std::size_t size = sound ? sizeof header + header.length : received_.size();
-        if (received_.size() < size) return;
-        const auto end = received_.begin() + static_cast<std::ptrdiff_t>(size);
+    Tell(Passage::kFromAgent, ConstBytes(chunk).first(static_cast<std::size_t>(count)));
+    while (const auto piece = FirstLocalPiece(received_)) {
+        const auto end = received_.begin() + static_cast<std::ptrdiff_t>(piece->size);
         PeerEvent event = ReadPeerFrame({received_.begin(), end});
         received_.erase(received_.begin(), end);
-        if (!sound) {
+        if (!piece->note.empty()) {
             event.kind = PeerEventKind::kBadFrame;
-            event.note = "no header of a local frame";
+            event.note = piece->note;
         }
         Handle(std::move(event));
     }
@@ -235,6 +237,20 @@ void LocalPeer::Close(std::string note) {
 void LocalPeer::Record(PeerEvent event) {
     event.link = link_;
     log_.Append(std::move(event));
+}
+
+void LocalPeer::Tell(Passage kind, ConstBytes bytes, bool by_agent) const {
+    if (options_.tap) options_.tap({{Socket::kLocal, link_, {}, {}}, kind, bytes, by_agent});
+}
+
+std::optional<Piece> FirstLocalPiece(ConstBytes stream) {
+    if (stream.size() < sizeof(LocalHeader)) return {};
+    const LocalHeader header = ReadLocalHeader(stream);
+    if (header.head != kLocalHead || header.length > kLongestPayload)
+        return Piece{stream.size(), "no header of a local frame"};
+    const std::size_t size = sizeof header + header.length;
+    if (stream.size() < size) return {};
+    return Piece{size};
 }
 
 ByteVector LocalFrame(std::uint16_t func_id, std::uint32_t sequence, ConstBytes payload) {

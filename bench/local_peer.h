@@ -11,6 +11,7 @@
 
 #include "bench/event_log.h"
 #include "bench/peer_answers.h"
+#include "bench/tap.h"
 #include "commserver/comm_frame.h"
 #include "core/paths.h"
 
@@ -46,6 +47,7 @@ struct PeerOptions {
     std::uint32_t first_sequence = 1;
     /// Answers instead of PeerAnswers, on the peer's thread: the reply's payload, or none.
     std::function<std::optional<ByteVector>(const PeerEvent& request)> answer{};
+    Tap tap{};  // sees what passes over every connection
 };
 
 class LocalPeer : public EventSource<PeerEvent> {
@@ -85,6 +87,7 @@ class LocalPeer : public EventSource<PeerEvent> {
     Milliseconds UntilDue() const;
     void Close(std::string note);
     void Record(PeerEvent event);
+    void Tell(Passage kind, ConstBytes bytes = {}, bool by_agent = false) const;
 
     const PeerOptions options_;
     PeerAnswers answers_;
@@ -110,6 +113,8 @@ class LocalPeer : public EventSource<PeerEvent> {
     std::thread thread_;
 };
 
+/// What a stream of local frames begins with; a header gone wrong takes all that is there.
+std::optional<Piece> FirstLocalPiece(ConstBytes stream);
 /// A whole frame of the local socket.
 ByteVector LocalFrame(std::uint16_t func_id, std::uint32_t sequence, ConstBytes payload);
 

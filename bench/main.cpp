@@ -1,7 +1,10 @@
 // plug-bench: the platform's side of the link, and the local peer's side, as a program.
 #include <CLI/CLI.hpp>
 
+#include "bench/capture.h"
 #include "bench/console.h"
+#include "bench/dissector.h"
+#include "bench/frame_watch.h"
 #include "bench/peer_side.h"
 #include "bench/perf.h"
 #include "bench/platform_side.h"
@@ -14,6 +17,27 @@
 namespace plug::bench {
 namespace {
 
+/// Shows and captures what passes, as chosen.
+class Watchers {
+  public:
+    void Show(const CipherKey& key) { watch_.emplace(key); }
+    void CaptureTo(const std::string& file) { capture_.emplace(file); }
+    Tap tap() {
+        if (!capture_ && !watch_) return {};
+        return [this](const Passed& passed) {
+            if (capture_) capture_->Note(passed);
+            if (watch_) watch_->Note(passed);
+        };
+    }
+    void Attach(Interpreter& interpreter) {
+        if (watch_) watch_->Attach(interpreter);
+    }
+
+  private:
+    std::optional<Capture> capture_;
+    std::optional<FrameWatch> watch_;
+};
+
 struct Choices;
 using Mode = int (*)(const Choices& choices, Output& output);
 
@@ -24,9 +48,12 @@ struct Choices {
     SoakOptions soak;
     SpreadOptions spread;
     std::string script;
+    std::string capture;
+    bool frames = false;
     bool json = false;
     bool verbose = false;
     bool sandbox = false;
+    Watchers* watchers = nullptr;
     Mode mode = nullptr;
 };
 
@@ -43,6 +70,7 @@ int Converse(Interpreter& interpreter, const std::string& script) {
 
 int ServeAgents(const Choices& choices, Output& output) {
     Interpreter interpreter(output);
+    choices.watchers->Attach(interpreter);
     Platform platform(choices.platform);
     const PeerSide peer(interpreter, choices.peer, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
@@ -65,12 +93,19 @@ int ServeAsPeer(const Choices& choices, Output& output) {
     // The agent may remember the sequence of an earlier bench's last frame; this one begins elsewhere.
     options.first_sequence = static_cast<std::uint32_t>(time(nullptr));
     Interpreter interpreter(output);
+    choices.watchers->Attach(interpreter);
     interpreter.prompt = [] { return std::string("local peer> "); };
     const PeerSide peer(interpreter, options, "");
     if (choices.script.empty())
         output.Show({{"path", options.path}},
                     "start connects to the agent at " + options.path + ". help lists the commands.");
     return Converse(interpreter, choices.script);
+}
+
+int PrintDissector(const Choices& choices, Output&) {
+    const PlatformOptions& platform = choices.platform;
+    fputs(Dissector(platform.key, {platform.register_port, platform.login_port}).c_str(), stdout);
+    return 0;
 }
 
 void AddOptions(CLI::App& app, Choices& choices) {
@@ -82,6 +117,8 @@ void AddOptions(CLI::App& app, Choices& choices) {
     app.add_option("--pin", platform.pin, "refuse agents with another PIN");
     app.add_option("--interval", platform.behaviour.interval, "heartbeat seconds");
     app.add_flag("--json", choices.json, "print one JSON object for each event and answer");
+    app.add_flag("--frames", choices.frames, "show every frame of both links, decoded");
+    app.add_option("--capture", choices.capture, "write what passes over both links to a file for Wireshark");
     app.add_flag("--verbose", choices.verbose, "show every connection");
     app.add_flag("--sandbox", choices.sandbox,
                  "run in private mount and network namespaces with an empty /tmp");
@@ -114,6 +151,8 @@ void AddModes(CLI::App& app, Choices& choices) {
             [](const Choices& chosen, Output& output) { return ShowSpread(chosen.spread, output); });
     spread->add_option("--routers", choices.spread.routers, "how many");
     spread->add_option("--svg", choices.spread.svg, "write a plot to this file");
+    add("dissector", "print a dissector of both links for Wireshark, with this key and these ports",
+        PrintDissector);
     for (CLI::App* const measuring : {perf, soak})
         measuring->parse_complete_callback([&choices] { choices.sandbox |= geteuid() == 0; });
 }
@@ -130,6 +169,11 @@ int Main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
 
     PrepareCipher();
+    Watchers watchers;
+    choices.watchers = &watchers;
+    if (choices.frames) watchers.Show(MakeKey(choices.platform.key));
+    if (!choices.capture.empty()) watchers.CaptureTo(choices.capture);  // outside of a sandbox
+    choices.platform.tap = choices.peer.tap = watchers.tap();
     if (choices.sandbox) EnterSandbox();
     Output output(choices.json);
     return choices.mode(choices, output);

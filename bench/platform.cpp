@@ -126,14 +126,15 @@ void Platform::Serve() {
 
 void Platform::Accept(Server server) {
     LinkPtr link;
+    sockaddr_in peer{};
     {
         const std::lock_guard guard(mutex_);
-        sockaddr_in peer{};
         const int socket = AcceptFrom(listeners_[static_cast<std::size_t>(server)], peer);
         if (socket < 0) return;
         link = std::make_shared<AgentLink>(socket, ++link_count_, server, AddressText(peer));
         links_.push_back(link);
     }
+    link->Watch(options_.tap, peer);
     LinkEvent event;
     event.kind = EventKind::kConnected;
     event.peer = link->peer;
@@ -144,6 +145,7 @@ void Platform::Read(const LinkPtr& link) {
     const ssize_t received = link->Receive();
     if (received < 0 && (errno == EAGAIN || errno == EINTR)) return;
     if (received <= 0) {
+        link->TellClosed(true, received < 0);
         const std::string reset = received < 0 ? " with " + std::generic_category().message(errno) : "";
         Close(link, link->dropped ? "closed by the platform" : "closed by the agent" + reset);
         return;
@@ -272,6 +274,7 @@ void Platform::Close(const LinkPtr& link, std::string note) {
             found->second.info.peer.clear();
         }
     }
+    link->TellClosed(false, false);
     // Behind a kept reference the socket would stay open; the peer hears of the end now.
     shutdown(link->socket, SHUT_RDWR);
     LinkEvent event;

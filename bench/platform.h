@@ -13,6 +13,7 @@
 
 #include "bench/event_log.h"
 #include "bench/frames.h"
+#include "bench/tap.h"
 
 namespace plug::bench {
 
@@ -45,6 +46,7 @@ struct PlatformOptions {
     std::uint16_t login_port = 0;
     std::string key = "0123456789abcdef";
     std::string pin;  // when not empty, another PIN is refused (as Ack::kRefuse) with a note in the event
+    Tap tap;          // sees what passes over every connection
     Behaviour behaviour;
 };
 
