@@ -55,8 +55,8 @@ void ShowRecordUp(Json& shown, const LinkEvent& event) {
     Json record = DecodeEvent(event);
     for (const char* const common : {"event", "link", "mac"}) record.erase(common);
     const bool plug_data = event.header.type() == MsgType::kPlugReply;
-    if (event.kind == EventKind::kReport || plug_data) record["id"] = event.data_type;
-    if (plug_data) record["name"] = PlugDataName(event.data_type);
+    if (event.kind == EventKind::kReport || plug_data) shown["id"] = event.data_type;
+    if (plug_data) shown["name"] = PlugDataName(event.data_type);
     record.erase("type");
     shown.update(record);
 }
