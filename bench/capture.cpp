@@ -117,7 +117,8 @@ End EndOf(const Wire& wire, bool agent) {
 /// The sum of the 16-bit words, as IP and TCP want it.
 std::uint16_t InternetChecksum(ConstBytes bytes) {
     std::uint32_t sum = 0;
-    for (std::size_t at = 0; at < bytes.size(); ++at) sum += bytes[at] << (at % 2 == 0 ? 8 : 0);
+    for (std::size_t at = 0; at < bytes.size(); ++at)
+        sum += static_cast<std::uint32_t>(bytes[at]) << (at % 2 == 0 ? 8 : 0);
     while (sum > 0xFFFF) sum = (sum >> 16) + (sum & 0xFFFF);
     return static_cast<std::uint16_t>(~sum);
 }
@@ -178,6 +179,7 @@ void Capture::Note(const Passed& passed) {
     const std::lock_guard guard(mutex_);
     const Wire& wire = passed.wire;
     Flow& flow = flows_[{wire.socket, wire.number}];
+    if (flow.closed) return;
     const bool by_agent = passed.by_agent;
     // The agent connects to the platform, and the local peer to the agent.
     const bool agent_opens = wire.socket == Socket::kPlatform;
@@ -203,7 +205,7 @@ void Capture::Note(const Passed& passed) {
                 Packet(wire, flow, {!by_agent, kFin | kAck});
                 Packet(wire, flow, {by_agent, kAck});
             }
-            flows_.erase({wire.socket, wire.number});
+            flow.closed = true;
             break;
     }
 }

@@ -33,6 +33,7 @@ class Capture {
     struct Flow {
         std::uint32_t from_agent = 0;  // the sequence numbers that come next
         std::uint32_t to_agent = 0;
+        bool closed = false;  // what is still written to it passes no more
     };
     struct Segment {
         bool from_agent;

@@ -204,6 +204,15 @@ TEST_F(StreamsTest, LocalSocket) {
     EXPECT_EQ(1U, Fields("plug.unread", {"frame.number"}).size());
 }
 
+TEST_F(StreamsTest, NothingFollowsTheEnd) {
+    capture_->Note({platform_, Passage::kOpened});
+    Up(RegisterFrame());
+    capture_->Note({platform_, Passage::kClosed, {}, false, true});
+    Down(Command());
+    EXPECT_EQ((Row{"register"}), Infos());
+    EXPECT_EQ((Rows{{"6040"}}), Fields("tcp.flags.reset == 1", {"tcp.srcport"}));
+}
+
 /// What the bench's own sockets put into a capture.
 class HooksTest : public DissectorTest {
   protected:
