@@ -16,7 +16,7 @@ class ProgramTest : public DissectorTest {};
 TEST_F(ProgramTest, FramesOfBothLinks) {
     WriteFile(folder_.path() + "/script",
               "start-agent\nwait logged-in 10\npeer start\nwait heartbeat 10\nmesh-switch\n"
-              "bad-checksum mesh-switch\njunk 0102 uptime\n");
+              "bad-checksum mesh-switch\njunk 0102 uptime\nglue uptime ; led-switch\n");
     const ProcessSpec bench{{ProgramFolder() + "/plug-bench", "--json", "--sandbox", "--frames", "--capture",
                              "capture.pcapng", "run", "script"},
                             {},
@@ -55,6 +55,9 @@ TEST_F(ProgramTest, FramesOfBothLinks) {
                "name": "mesh-switch"})");
     expect(R"({"frame": "to agent", "socket": "platform", "message": "bytes",
                "note": "bytes that belong to no frame", "bytes": "0102"})");
+
+    expect(R"({"frame": "to agent", "socket": "platform", "message": "function command",
+               "address": "00:00:5E:00:53:01", "head": 5, "id": 22, "name": "led-switch"})");
 
     // Wireshark sees the same, the replies of the agent among it.
     EXPECT_EQ((Rows{{"20", "73", ""}, {"", "", "73"}, {"", "", "73"}, {"26", "73", ""}, {"20", "73", ""}}),

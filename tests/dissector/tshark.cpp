@@ -66,6 +66,12 @@ std::vector<std::string> DissectorTest::Infos(const Row& options) const {
     return infos;
 }
 
+void DissectorTest::ExpectSoundTcp() const {
+    const Row checked = {"-o", "tcp.check_checksum:TRUE", "-o", "ip.check_checksum:TRUE"};
+    EXPECT_EQ(Rows(), Fields("tcp.analysis.flags || tcp.checksum.status != 1 || ip.checksum.status != 1",
+                             {"frame.number"}, checked));
+}
+
 Json DissectorTest::Packets() const {
     return Json::parse(Run(Tshark(file_, {"-T", "json", "--no-duplicate-keys"})));
 }

@@ -41,6 +41,8 @@ class DissectorTest : public testing::Test {
     Rows Fields(const std::string& filter, const Row& fields, const Row& options = {}) const;
     /// The info column of every packet with bytes.
     std::vector<std::string> Infos(const Row& options = {}) const;
+    /// Sequence numbers and checksums as Wireshark wants them.
+    void ExpectSoundTcp() const;
     /// All packets as tshark's JSON has them.
     Json Packets() const;
     /// Runs a tool of Wireshark's; its standard output.
