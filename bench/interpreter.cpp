@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <ctime>
-#include <ranges>
 
 #include "bench/process.h"
 #include "bench/text_table.h"
@@ -74,7 +73,7 @@ const ConsoleCommand* Interpreter::FindLonger(const Invocation& words) const {
 void Interpreter::Execute(const std::string& line) try {
     std::string filled = line;
     Replace(filled, "$now", std::to_string(std::time(nullptr)));
-    for (const auto& [name, value] : std::views::reverse(kept_))  // "device_name" before "device"
+    for (const auto& [name, value] : kept_)  // "device_name" before "device"
         Replace(filled, "$" + name, value);
     Invocation words(filled);
     if (words.size() == 0) return;

@@ -110,7 +110,7 @@ class Interpreter {
     Output& output_;
     std::map<std::string, ConsoleCommand> commands_;
     std::map<std::string, std::string> aliases_;
-    std::map<std::string, std::string> kept_;  // by the names that `keep` gave
+    std::map<std::string, std::string, std::greater<>> kept_;  // by the names that `keep` gave
     std::vector<int> notices_;
     std::vector<std::function<void()>> news_;
     bool done_ = false;

@@ -111,17 +111,21 @@ typedef struct adj_wifi {
 
 #pragma pack(pop)
 
-static_assert(sizeof(router_version) == 64 && offsetof(router_version, date) == 60);
-static_assert(sizeof(cpu_cfg) == 35 && offsetof(cpu_cfg, clock) == 33);
-static_assert(sizeof(mem_cfg) == 28 && offsetof(mem_cfg, size) == 24);
-static_assert(sizeof(wan_cfg) == 228 && offsetof(wan_cfg, name) == 13 && offsetof(wan_cfg, ipv6) == 173);
-static_assert(offsetof(wan_cfg, address) == 205 && offsetof(wan_cfg, mtu) == 225);
-static_assert(sizeof(lan_cfg) == 14 && offsetof(lan_cfg, mac) == 8);
-static_assert(sizeof(ssid_cfg) == 120 && offsetof(ssid_cfg, bssid) == 8 && offsetof(ssid_cfg, ssid) == 16);
-static_assert(offsetof(ssid_cfg, width) == 114 && offsetof(ssid_cfg, rate) == 116);
-static_assert(sizeof(dev_cfg) == 34 && offsetof(dev_cfg, by_name) == 24 && offsetof(dev_cfg, access) == 26);
-static_assert(offsetof(dev_cfg, rssi) == 28 && offsetof(dev_cfg, address) == 30);
-static_assert(sizeof(adj_wifi) == 74 && offsetof(adj_wifi, channel) == 64 && offsetof(adj_wifi, bssid) == 68);
+static_assert(sizeof(router_version) == 64 && offsetof(router_version, date) == 60, "packed");
+static_assert(sizeof(cpu_cfg) == 35 && offsetof(cpu_cfg, clock) == 33, "packed");
+static_assert(sizeof(mem_cfg) == 28 && offsetof(mem_cfg, size) == 24, "packed");
+static_assert(sizeof(wan_cfg) == 228 && offsetof(wan_cfg, name) == 13 && offsetof(wan_cfg, ipv6) == 173,
+              "packed");
+static_assert(offsetof(wan_cfg, address) == 205 && offsetof(wan_cfg, mtu) == 225, "packed");
+static_assert(sizeof(lan_cfg) == 14 && offsetof(lan_cfg, mac) == 8, "packed");
+static_assert(sizeof(ssid_cfg) == 120 && offsetof(ssid_cfg, bssid) == 8 && offsetof(ssid_cfg, ssid) == 16,
+              "packed");
+static_assert(offsetof(ssid_cfg, width) == 114 && offsetof(ssid_cfg, rate) == 116, "packed");
+static_assert(sizeof(dev_cfg) == 34 && offsetof(dev_cfg, by_name) == 24 && offsetof(dev_cfg, access) == 26,
+              "packed");
+static_assert(offsetof(dev_cfg, rssi) == 28 && offsetof(dev_cfg, address) == 30, "packed");
+static_assert(sizeof(adj_wifi) == 74 && offsetof(adj_wifi, channel) == 64 && offsetof(adj_wifi, bssid) == 68,
+              "packed");
 
 #ifdef __cplusplus
 extern "C" {
