@@ -31,11 +31,13 @@ bool AgentLink::Write(ConstBytes bytes) {
 }
 
 bool AgentLink::Send(ConstBytes bytes) {
+    if (on_sent) on_sent(*this, bytes);
     const std::lock_guard guard(send_mutex_);
     return Write(bytes);
 }
 
 bool AgentLink::SendSplit(ConstBytes bytes, std::size_t parts, Milliseconds pause) {
+    if (on_sent) on_sent(*this, bytes);
     const std::lock_guard guard(send_mutex_);
     for (std::size_t part = 0; part < parts; ++part) {
         const std::size_t from = bytes.size() * part / parts;

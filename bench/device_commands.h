@@ -9,6 +9,9 @@ class DeviceCommands {
   public:
     explicit DeviceCommands(Dialog& dialog);
 
+    /// The access windows that were set here: [{"mac", "days", "start", "stop"}].
+    const Json& windows() const { return windows_; }
+
   private:
     void Scan(const Invocation& words);
     void SetLimit(const Invocation& words);

@@ -38,7 +38,7 @@ void HttpCommands::Serve(const Invocation& words) {
     if (content.empty()) throw CommandError("nothing to serve in " + words.word(2));
     const auto port = ParseNumber<std::uint16_t>(words.word(3, "0"));
     server_.reset();
-    server_ = std::make_unique<HttpServer>(content, port, words.word(4, "127.0.0.1"));
+    server_ = std::make_unique<HttpServer>(content, port, words.word(4, "127.0.0.1"), &progress_);
     interpreter_.Show({{"url", server_->Url()}, {"length", content.size()}, {"md5", Md5(content)}});
 }
 

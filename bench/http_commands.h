@@ -14,12 +14,15 @@ class HttpCommands {
 
     /// The server that serves now, or nullptr.
     const HttpServer* server() const { return server_.get(); }
+    /// Of the latest download from any of them.
+    const HttpProgress& progress() const { return progress_; }
 
   private:
     void Run(const Invocation& words);
     void Serve(const Invocation& words);
 
     Interpreter& interpreter_;
+    HttpProgress progress_;
     std::unique_ptr<HttpServer> server_;
 };
 

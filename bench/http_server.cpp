@@ -56,8 +56,8 @@ std::string Sized(const std::string& content, std::size_t size) {
 
 }  // namespace
 
-HttpServer::HttpServer(std::string content, std::uint16_t port, std::string address)
-    : content_(std::move(content)), address_(std::move(address)), port_(port) {
+HttpServer::HttpServer(std::string content, std::uint16_t port, std::string address, HttpProgress* progress)
+    : content_(std::move(content)), address_(std::move(address)), progress_(progress), port_(port) {
     listener_ = Listen(address_, port_);
     thread_ = std::thread([this] { Serve(); });
 }
@@ -153,11 +153,14 @@ void HttpServer::SendFile(int client, const HttpWishes& wishes) {
 bool HttpServer::SendBody(int client, std::string_view body, double seconds, bool dribble) {
     const std::size_t steps = static_cast<std::size_t>(seconds * kSlowSteps) + 1;
     const std::size_t even = body.size() / steps + 1;
+    if (progress_ != nullptr) progress_->size = body.size();
     for (std::size_t at = 0, piece = 1; at < body.size(); at += piece) {
         piece = dribble ? at % 997 + 1 : even;
         if (at > 0 && steps > 1 && !Pause(Milliseconds(1000 / kSlowSteps))) return false;
+        if (progress_ != nullptr) progress_->sent = at;
         if (!WriteAll(client, AsBytes(body.substr(at, piece)))) return false;
     }
+    if (progress_ != nullptr) progress_->sent = body.size();
     return true;
 }
 

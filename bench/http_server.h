@@ -14,6 +14,7 @@
 // connection after the other.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <string>
@@ -28,10 +29,18 @@ namespace plug::bench {
 /// The words of a query, with their values.
 using HttpWishes = std::map<std::string, std::size_t>;
 
+/// How much of a body was sent.
+struct HttpProgress {
+    std::atomic<std::size_t> sent{0};
+    std::atomic<std::size_t> size{0};
+};
+
 class HttpServer {
   public:
     /// Starts listening; port 0 lets the system pick. Throws std::system_error when it cannot.
-    explicit HttpServer(std::string content, std::uint16_t port = 0, std::string address = "127.0.0.1");
+    /// `progress`, when given, is kept up to date and must outlive the server.
+    explicit HttpServer(std::string content, std::uint16_t port = 0, std::string address = "127.0.0.1",
+                        HttpProgress* progress = nullptr);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -59,6 +68,7 @@ class HttpServer {
 
     const std::string content_;
     const std::string address_;
+    HttpProgress* const progress_;
     std::uint16_t port_;
     int listener_ = -1;
     PollFlag stop_;

@@ -13,6 +13,8 @@
 #include "bench/script.h"
 #include "bench/soak.h"
 #include "bench/spread.h"
+#include "bench/web/frame_report.h"
+#include "bench/web/page.h"
 
 namespace plug::bench {
 namespace {
@@ -50,6 +52,8 @@ struct Choices {
     std::string script;
     std::string capture;
     bool frames = false;
+    std::uint16_t page_port = 8090;
+    std::shared_ptr<PageServer> page;  // bound before the sandbox is entered
     bool json = false;
     bool verbose = false;
     bool sandbox = false;
@@ -108,6 +112,29 @@ int PrintDissector(const Choices& choices, Output&) {
     return 0;
 }
 
+/// The console's commands and more in a browser.
+int ServePage(const Choices& choices, Output& output) {
+    Feed feed;
+    PlatformOptions platform_options = choices.platform;
+    platform_options.on_sent = [&feed, key = MakeKey(platform_options.key)](const MacAddress& agent, int link,
+                                                                            ConstBytes bytes) {
+        for (const Json& frame : ReportsOfSent(key, agent, link, bytes)) feed.Tell("frame", frame);
+    };
+    PeerOptions peer_options = choices.peer;
+    peer_options.on_sent = [&feed](int link, ConstBytes bytes) {
+        feed.Tell("frame", ReportOfSentByPeer(link, bytes));
+    };
+    Interpreter interpreter(output);
+    Platform platform(platform_options);
+    PeerSide peer(interpreter, peer_options, "peer");
+    const PlatformSide side(platform, interpreter, choices.verbose);
+    AddRouterCommands(interpreter);
+    const std::string url = "http://127.0.0.1:" + std::to_string(choices.page->port()) + "/";
+    output.Show({{"page", url}}, "The page is at " + url + ". It ends with ^C.");
+    Page(interpreter, platform, side, peer.peer(), feed).Run(*choices.page);
+    return 0;
+}
+
 void AddOptions(CLI::App& app, Choices& choices) {
     PlatformOptions& platform = choices.platform;
     app.add_option("--listen", platform.listen, "address to listen on");
@@ -135,6 +162,8 @@ void AddModes(CLI::App& app, Choices& choices) {
     };
     CLI::App* const run = add("run", "run the commands of a file (- is standard input)", ServeAgents);
     run->add_option("file", choices.script)->required();
+    CLI::App* const web = add("web", "serve a page with all of it to a browser of this machine", ServePage);
+    web->add_option("--port", choices.page_port, "the page's port on loopback; 0 lets the system pick");
     CLI::App* const peer = add("peer", "be only the local peer of a running agent", ServeAsPeer);
     peer->add_option("file", choices.script, "a file of commands instead of the console");
     CLI::App* const perf =
@@ -174,6 +203,7 @@ int Main(int argc, char** argv) {
     if (choices.frames) watchers.Show(MakeKey(choices.platform.key));
     if (!choices.capture.empty()) watchers.CaptureTo(choices.capture);  // outside of a sandbox
     choices.platform.tap = choices.peer.tap = watchers.tap();
+    if (choices.mode == ServePage) choices.page = std::make_shared<PageServer>(choices.page_port);
     if (choices.sandbox) EnterSandbox();
     Output output(choices.json);
     return choices.mode(choices, output);

@@ -14,6 +14,7 @@ class Output {
 
     /// Prints the object in JSON mode, else the text.
     void Show(const Json& object, const std::string& text) {
+        if (instead) return instead(object, text);
         if (before) before();
         const std::string line = json_ ? object.dump(-1, ' ', false, Json::error_handler_t::replace) : text;
         fprintf(stdout, "%s%s", line.c_str(), line.ends_with('\n') ? "" : "\n");
@@ -22,6 +23,8 @@ class Output {
     }
     bool json() const { return json_; }
 
+    // Takes what would be printed.
+    std::function<void(const Json& object, const std::string& text)> instead;
     // A console takes its prompt away before and puts it back after.
     std::function<void()> before;
     std::function<void()> after;

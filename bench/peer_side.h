@@ -14,6 +14,8 @@ class PeerSide {
     /// is the only side). The socket is looked for at `options.path`.
     PeerSide(Interpreter& interpreter, const PeerOptions& options, const std::string& prefix);
 
+    LocalPeer& peer() { return peer_; }
+
   private:
     using Action = std::function<void(const Invocation&)>;
 

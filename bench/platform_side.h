@@ -23,6 +23,10 @@ class PlatformSide {
         AddPlugCommands(dialog_, http_);
     }
 
+    Process* agent() const { return process_.agent(); }
+    const Json& windows() const { return devices_.windows(); }
+    const HttpProgress& download() const { return http_.progress(); }
+
   private:
     ProcessCommands process_;
     Agents agents_;

@@ -1,6 +1,7 @@
 #include "bench/process.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -47,6 +48,7 @@ std::vector<std::string> Environment(const std::vector<std::string>& added) {
 [[noreturn]] void Become(char* const* argv, char* const* environment, const char* directory, int output,
                          int failure) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);  // whoever opened them
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

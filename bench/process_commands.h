@@ -11,6 +11,8 @@ class ProcessCommands {
     /// Agents register at `platform`. Names their router's state file to the environment, for `shell`.
     ProcessCommands(const Platform& platform, Interpreter& interpreter);
 
+    /// The agent that was started last, or nullptr.
+    Process* agent() const { return agent_.get(); }
     /// Waits until the agent has ended, showing what comes; its status is learned.
     void WaitForExit(Milliseconds timeout);
 
