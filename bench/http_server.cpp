@@ -140,6 +140,7 @@ void HttpServer::SendFile(int client, const HttpWishes& wishes) {
     std::string_view body = wish("size") ? sized : content_;
     const std::size_t announced = body.size() - (wish("short-length") && !body.empty() ? 1 : 0);
     const std::string header = Header("200 OK", wish("no-length") ? "" : LengthField(announced));
+    if (progress_ != nullptr) progress_->size = announced;
     if (wish("early-close") || wish("stall")) body = body.substr(0, body.size() / 2);
 
     const bool dribble = wish("dribble");
@@ -153,7 +154,6 @@ void HttpServer::SendFile(int client, const HttpWishes& wishes) {
 bool HttpServer::SendBody(int client, std::string_view body, double seconds, bool dribble) {
     const std::size_t steps = static_cast<std::size_t>(seconds * kSlowSteps) + 1;
     const std::size_t even = body.size() / steps + 1;
-    if (progress_ != nullptr) progress_->size = body.size();
     for (std::size_t at = 0, piece = 1; at < body.size(); at += piece) {
         piece = dribble ? at % 997 + 1 : even;
         if (at > 0 && steps > 1 && !Pause(Milliseconds(1000 / kSlowSteps))) return false;

@@ -55,7 +55,10 @@ void FollowFeed(Feed& feed, const httplib::Request& request, httplib::Response& 
     response.set_chunked_content_provider(
         "text/event-stream", [reader](std::size_t, httplib::DataSink& sink) {
             auto text = reader->Next(std::chrono::seconds(2));
-            if (!text) return false;
+            if (!text) {
+            sink.done();
+            return true;
+        }
             if (text->empty()) text = ":\n\n";  // finds out whether the page is still there
             return sink.write(text->data(), text->size());
         });

@@ -63,7 +63,7 @@ function lineForm() {
 }
 
 export function commands(section) {
-  const search = h('input', {type: 'search', placeholder: 'Find a command by name, number or meaning', 'aria-label': 'Find a command'});
+  const search = h('input', {type: 'search', placeholder: 'Find a command', 'aria-label': 'Find a command'});
   const list = h('div', {class: 'list'});
   const place = h('div', {class: 'place'}, h('p', {class: 'empty'}, 'Choose a command to get its form.'));
   const macs = h('datalist', {id: 'macs'});
@@ -73,7 +73,8 @@ export function commands(section) {
   const show = () => {
     const wanted = search.value.toLowerCase();
     const found = bench.commands.commands.filter(({name, help, id, group}) =>
-      group !== 'console and scripts' && `${name} ${id ?? ''} ${help}`.toLowerCase().includes(wanted));
+      group !== 'console and scripts' && `${name} ${id ?? ''} ${help}`.toLowerCase().includes(wanted))
+      .sort((one, other) => (one.id ?? 0) - (other.id ?? 0));
     const groups = [...new Set(found.map(({group}) => group))];
     draw(list, {found: found.map(({name}) => name), chosen}, () => found.length === 0 ? h('p', {class: 'empty'}, 'No such command.') :
       groups.map(group => h('details', {open: wanted !== '' || group === 'function commands'}, h('summary', {}, group),

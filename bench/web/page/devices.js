@@ -23,26 +23,24 @@ function limits(device) {
 
 function row({device, barred}) {
   const {mac, name, online, access} = device;
-  const wireless = device.link ? `${kLinks[1]} ${kBands[device.band] ?? ''} ${device.rssi ? `−${device.rssi} dBm` : ''}` : kLinks[0];
+  const wireless = device.link ? `${kLinks[1]} ${kBands[device.band] ?? ''} ${device.rssi ? `signal ${device.rssi}` : ''}` : kLinks[0];
   const cell = (label, ...content) => h('td', {'data-label': label}, content);
   return h('tr', {'data-mac': mac},
-    h('th', {scope: 'row'}, h('span', {class: 'name'}, name || 'without a name'), h('small', {class: 'muted'}, mac)),
+    h('th', {scope: 'row'}, h('span', {class: 'name'}, name || 'without a name'), h('small', {class: 'muted'}, mac),
+      h('small', {class: 'muted'}, `${device.address}, ${wireless}`)),
     cell('Online', toggle(`${mac} online`, `${name} online`, online, ['here', 'away'], () => act(`device set ${mac} online=${online ? 'off' : 'on'}`))),
     cell('Internet', toggle(`${mac} access`, `${name} may use the internet`, access, ['allowed', 'barred'],
-      () => act(`device-access-set mac=${mac} access=${access ? 'off' : 'on'}`))),
-    cell('Limits up / down', limits(device)),
-    cell('Address', h('span', {}, device.address), h('small', {class: 'muted'}, wireless)),
-    cell('Now up / down', rate(device.up_bandwidth), ' / ', rate(device.down_bandwidth)),
-    cell('Windows', h('a', {href: '#windows'}, barred ? String(barred) : 'none')),
-    cell('', h('button', {type: 'button', class: 'small quiet', 'data-key': `${mac} remove`, 'aria-label': `Take ${name} out of the home`,
-                          onclick: () => act(`device remove ${mac}`)}, 'Remove')));
+      () => act(`device-access-set mac=${mac} access=${access ? 'off' : 'on'}`)),
+    barred ? h('small', {}, h('a', {href: '#windows'}, barred === 1 ? '1 window' : `${barred} windows`)) : null),
+    cell('Limits up / down', limits(device), h('small', {class: 'muted'}, `now ${rate(device.up_bandwidth)} / ${rate(device.down_bandwidth)}`)),
+    h('td', {class: 'last'}, h('button', {type: 'button', class: 'small quiet', 'data-key': `${mac} remove`, 'aria-label': `Take ${name} out of the home`,
+                          title: 'Take it out of the home', onclick: () => act(`device remove ${mac}`)}, '✕')));
 }
 
 export function devices(section) {
   const body = h('tbody', {});
   const empty = h('p', {class: 'empty'}, 'No devices: the simulated router has none, or no agent was started here yet.');
-  const table = h('table', {class: 'devices'}, h('thead', {}, h('tr', {}, ['Device', 'Online', 'Internet', 'Limits up / down', 'Address',
-    'Now up / down', 'Windows', ''].map(text => h('th', {scope: 'col'}, text)))), body);
+  const table = h('table', {class: 'devices'}, h('thead', {}, h('tr', {}, ['Device', 'Online', 'Internet', 'Limits up / down', ''].map(text => h('th', {scope: 'col'}, text)))), body);
   section.append(
     card('In the home', h('p', {class: 'muted'}, 'Online and new devices are the simulated router’s; access and limits are commands to the agent. A limit of 0 is none.'),
       h('div', {class: 'buttons'}, h('button', {type: 'button', onclick: () => act('scan')}, 'Scan'),

@@ -41,7 +41,7 @@ export function card(title, ...content) {
 }
 
 export function field(label, input, hint) {
-  return h('label', {class: 'field'}, h('span', {}, label), input, hint ? h('small', {}, hint) : null);
+  return h('label', {class: ['TEXTAREA'].includes(input.tagName) || ['path', 'url'].includes(input.name) ? 'field broad' : 'field'}, h('span', {}, label), input, hint ? h('small', {}, hint) : null);
 }
 
 /** A switch that tells its state in words too. */

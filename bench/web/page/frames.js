@@ -33,9 +33,9 @@ const searched = frame => [frame.kind, frame.name, frame.id, frame.type, frame.m
   .join(' ').toLowerCase();
 
 function row(frame) {
-  const name = frame.name ? `${frame.id !== undefined ? `${frame.id} ` : ''}${frame.name}` : '';
+  const name = frame.name ? `${frame.id ?? frame.decoded?.id ?? frame.decoded?.type ?? ''} ${frame.name}`.trim() : '';
   const bad = frame.kind === 'bad-frame' || frame.note === 'wrong checksum';
-  const details = h('details', {class: `frame ${frame.way} ${bad ? 'wrong' : ''}`, 'data-kind': frame.kind, 'data-key': frame.key},
+  const details = h('details', {class: `frame ${frame.way} ${bad ? 'wrong' : ''}`, 'data-kind': frame.kind, 'data-time': frame.time, 'data-key': frame.key},
     h('summary', {},
       h('time', {}, clock(frame.time)),
       h('b', {class: 'way', title: frame.way === 'up' ? 'from the agent' : 'to the agent'}, frame.way === 'up' ? '↑' : '↓',
@@ -75,12 +75,18 @@ export function frames(pane) {
                                                       : 'No frames yet. They appear here as they come, both ways.';
   };
   const redraw = () => {
-    list.replaceChildren(...bench.frames.slice(cleared).filter(wanted).slice(-kShown).reverse().map(row));
+    list.replaceChildren(...bench.frames.slice(cleared).filter(wanted).slice(-kShown).sort((one, other) => other.time - one.time).map(row));
     tell();
+  };
+  // What goes down is told of at once, what comes up a moment later: the time puts them in order.
+  const add = frame => {
+    let below = list.firstChild;
+    while (below && below.dataset.time > frame.time) below = below.nextSibling;
+    list.insertBefore(row(frame), below);
   };
   const waiting = [];
   const flush = () => {
-    for (const frame of waiting.splice(0)) if (wanted(frame)) list.prepend(row(frame));
+    for (const frame of waiting.splice(0)) if (wanted(frame)) add(frame);
     while (list.childElementCount > kShown) list.lastChild.remove();
     tell();
   };

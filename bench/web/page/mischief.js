@@ -10,7 +10,7 @@ export function mischiefCards(commands, show) {
     const element = form(async ({words}) => show(await order(`${name} ${words ?? ''}`.trim())),
       h('div', {}, h('strong', {}, name), h('p', {class: 'muted'}, help)),
       h('div', {class: 'line'}, usage ? h('input', {name: 'words', required: at_least > 0, placeholder: usage, 'aria-label': `${name} ${usage}`,
-                                                     title: usage, value: kInitial[name] ?? ''}) : null, submit('Do it')));
+                                                     title: usage, value: kInitial[name] ?? ''}) : null, h('button', {type: 'submit'}, 'Do it')));
     element.classList.add('tile');
     element.dataset.command = name;
     return element;

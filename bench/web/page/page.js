@@ -1,5 +1,5 @@
 // The page: its sections, which of them is shown, and what stands above them all.
-import {bench, follow, loadCommands, on, act} from '/bench.js';
+import {follow, loadCommands, on, act} from '/bench.js';
 import {draw, h} from '/dom.js';
 import {commands} from '/commands.js';
 import {devices} from '/devices.js';
@@ -88,4 +88,3 @@ addHead();
 await loadCommands();
 addSections();
 follow();
-window.bench = bench;  // for a look from the browser's console

@@ -88,14 +88,15 @@ export function routers(section) {
   const box = h('div', {});
   const listening = h('p', {class: 'muted'});
   const log = h('div', {});
-  const button = (line, text, style) => h('button', {type: 'button', class: style, onclick: () => act(line)}, text);
+  const button = (line, text) => h('button', {type: 'button', onclick: () => act(line)}, text);
+  const start = button('start-agent', 'Start agent');
+  const stop = button('stop-agent', 'Stop agent');
   section.append(
     card('Routers', listening, agents, h('p', {class: 'legend muted', 'aria-hidden': 'true'},
       h('i', {class: 'key in'}), 'logged in ', h('i', {class: 'key registering'}), 'registering ', h('i', {class: 'key away'}), 'away ',
       h('i', {class: 'key heartbeat'}), 'heartbeat ', h('i', {class: 'key report'}), 'report')),
     h('div', {class: 'columns'},
-      card('The agent started here', here, h('div', {class: 'buttons'}, button('start-agent', 'Start agent', 'main'),
-        button('stop-agent', 'Stop agent'),
+      card('The agent started here', here, h('div', {class: 'buttons'}, start, stop,
         h('button', {type: 'button', onclick: async () => log.replaceChildren(outcome(await act('agent-log')))}, 'Show its log')), log),
       card('The simulated router', box)),
     card('How the platform answers', h('p', {class: 'muted'}, 'What is left empty stays as it is.'), behaviour()));
@@ -106,6 +107,10 @@ export function routers(section) {
     listening.textContent = `Agents register at ${state.platform.listen} port ${state.platform.register_port} ` +
       `(login port ${state.platform.login_port}), heartbeat ${state.platform.interval} s.`;
     draw(here, {process: state.process, status: state.status}, process);
+    const running = state.process?.running ?? false;
+    start.disabled = running;
+    stop.disabled = !running;
+    start.classList.toggle('main', !running);
     draw(box, state.router && {...state.router, devices: state.router.devices.map(({online}) => ({online}))}, home);
     tick();
   });

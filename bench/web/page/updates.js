@@ -26,10 +26,15 @@ function progress(shown) {
   h('progress', {max: 100, value: shown.sent, 'aria-label': 'Downloaded'})];
 }
 
-function server() {
+/** `take` gets the URL of what is served. */
+function server(take) {
   const answer = h('div', {});
-  return card('The file', h('p', {class: 'muted'}, 'Served over HTTP by this bench. An update takes its length and MD5 from it.'),
-    form(async ({path, port}) => answer.replaceChildren(outcome(await order(`http serve ${quote(path)} ${port}`))),
+  return card('The file', h('p', {class: 'muted'}, 'Served over HTTP by this bench; the orders below then have its URL. They take its length and MD5 from it. Without a file of one’s own, this bench’s program will do.'),
+    form(async ({path, port}) => {
+      const served = await order(`http serve ${quote(path)} ${port}`);
+      answer.replaceChildren(outcome(served));
+      if (!served.failed) take(served.answers[0].url);
+    },
       h('div', {class: 'fields'}, field('Path on this machine', h('input', {name: 'path', required: true, value: '/proc/self/exe'})),
         field('Port', h('input', {name: 'port', type: 'number', min: 0, max: 65535, value: 8080}))),
       h('div', {class: 'buttons'}, submit('Serve'),
@@ -58,7 +63,7 @@ export function updates(section) {
   on('state', show);
   on('frame', () => show(bench.state));
   const keys = name => bench.commands.commands.find(command => command.name === name).completions.map(key => key.replace(/=$/, ''));
-  section.append(h('div', {class: 'columns'}, server(), card('Progress', place)),
+  section.append(h('div', {class: 'columns'}, server(url => { for (const input of section.querySelectorAll('input[name=url]')) input.value = url; }), card('Progress', place)),
     ordering('The agent', 'Announces a version, or with a URL has it installed: the agent downloads it, reports, and ends for its supervisor.',
       'plug-update', keys('plug-update'), at => { since = at; show(bench.state); }),
     ordering('The router', 'Announces a firmware, or with a URL hands the order to the local peer.', 'firmware-order', keys('firmware-order'), () => {}));
