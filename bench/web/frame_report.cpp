@@ -7,12 +7,13 @@ namespace {
 
 constexpr std::size_t kCommandHeader = 10;
 
-std::int64_t Milli(std::chrono::system_clock::time_point time) {
-    return std::chrono::duration_cast<Milliseconds>(time.time_since_epoch()).count();
+/// Since 1970, with the microseconds, which put the frames of one exchange in order.
+double MillisecondsOf(std::chrono::system_clock::time_point time) {
+    return std::chrono::duration<double, std::milli>(time.time_since_epoch()).count();
 }
 
 Json Report(const char* side, const char* way, int link, std::chrono::system_clock::time_point time) {
-    return {{"side", side}, {"way", way}, {"link", link}, {"time", Milli(time)}};
+    return {{"side", side}, {"way", way}, {"link", link}, {"time", MillisecondsOf(time)}};
 }
 
 /// Moves what stands in the head of every report out of the decoded event.

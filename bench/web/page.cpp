@@ -51,6 +51,8 @@ Json LocalClock() {
 Page::Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, LocalPeer& peer,
            Feed& feed)
     : interpreter_(interpreter), platform_(platform), side_(side), peer_(peer), feed_(feed) {
+    interpreter_.output().instead = [](const Json&, const std::string&) {
+    };  // the pages follow the links themselves
     NoteOwn();
     platform_follower_ = std::thread([this] { FollowPlatform(); });
     peer_follower_ = std::thread([this] { FollowPeer(); });

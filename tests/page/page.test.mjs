@@ -232,6 +232,7 @@ test('mischief: the link is lost, and comes back', async () => {
 });
 
 test('the local peer connects and is asked', async () => {
+  await run(bench.url, 'peer stop');
   page = await open('peer');
   await page.getByRole('button', {name: 'Connect', exact: true}).click();
   await page.getByText('● connected to the agent').waitFor();

@@ -3,7 +3,7 @@ import {mkdirSync} from 'node:fs';
 import {run, startBench, startBrowser} from './bench.mjs';
 
 const [folder, ...sections] = process.argv.slice(2);
-const kLaptop = {width: 1366, height: 768};
+const kLaptop = {width: 1280, height: 720};
 const kPhone = {width: 390, height: 844};
 const kLines = [
   'start-agent', 'wait heartbeat 20', 'peer start', 'window add 00:00:5E:00:53:B6 12345 20:00 23:59',
@@ -25,6 +25,8 @@ async function take(name, section, viewport, colorScheme, prepare = async () => 
   await page.goto(`${bench.url}#${section}`);
   await page.locator('#link.good').waitFor();
   await page.locator('#routers .good').waitFor();
+  await page.locator('.frame').first().waitFor({state: 'attached'});
+  if (section === 'router') await page.locator('.life rect').first().waitFor({state: 'attached'});
   await prepare(page);
   await page.screenshot({path: `${folder}/${name}.png`});
   await context.close();
@@ -33,7 +35,7 @@ async function take(name, section, viewport, colorScheme, prepare = async () => 
 async function sendDeviceInformation(page) {
   await page.getByLabel('Find a command').fill('wan-config');
   await page.getByRole('button', {name: 'wan-config 3', exact: true}).click();
-  await page.getByLabel('index').fill('1');
+  await page.locator('[data-command="wan-config"] [name=index]').fill('1');
   await page.getByRole('button', {name: 'Send'}).click();
   await page.getByText('wan-config: done').waitFor();
 }

@@ -5,7 +5,7 @@ import {card, draw, field, form, h, submit} from '/dom.js';
 
 /** What a parameter is typed or chosen with. */
 export function input({name, kind, form: hint, most, optional}) {
-  const common = {name, required: !optional && kind !== 'long', placeholder: optional ? `${hint} (stays)` : hint};
+  const common = {name, required: !optional && kind !== 'long', title: hint, placeholder: optional ? 'as it is' : ''};
   if (kind === 'switch')
     return h('select', {name}, optional && h('option', {value: ''}, 'as it is'), h('option', {}, 'on'), h('option', {}, 'off'));
   if (kind === 'number') return h('input', {...common, type: 'number', min: most === 0x7FFFFFFF ? null : 0, max: most, step: 1});
@@ -17,7 +17,7 @@ export function input({name, kind, form: hint, most, optional}) {
 
 export function fields(parameters) {
   return parameters.length > 0 && h('div', {class: 'fields'}, parameters.map(parameter =>
-    field(parameter.name.replaceAll('_', ' '), input(parameter), parameter.optional ? null : parameter.kind === 'number' && parameter.most ? `up to ${parameter.most}` : null)));
+    field(parameter.name.replaceAll('_', ' '), input(parameter), parameter.kind === 'switch' ? null : parameter.form)));
 }
 
 /** The form of one command, with its answer below. */
@@ -75,7 +75,7 @@ export function commands(section) {
     const found = bench.commands.commands.filter(({name, help, id, group}) =>
       group !== 'console and scripts' && `${name} ${id ?? ''} ${help}`.toLowerCase().includes(wanted))
       .sort((one, other) => (one.id ?? 0) - (other.id ?? 0));
-    const groups = [...new Set(found.map(({group}) => group))];
+    const groups = [...new Set(['function commands', ...found.map(({group}) => group)])].filter(name => found.some(({group}) => group === name));
     draw(list, {found: found.map(({name}) => name), chosen}, () => found.length === 0 ? h('p', {class: 'empty'}, 'No such command.') :
       groups.map(group => h('details', {open: wanted !== '' || group === 'function commands'}, h('summary', {}, group),
         found.filter(command => command.group === group).map(command =>

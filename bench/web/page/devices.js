@@ -23,7 +23,7 @@ function limits(device) {
 
 function row({device, barred}) {
   const {mac, name, online, access} = device;
-  const wireless = device.link ? `${kLinks[1]} ${kBands[device.band] ?? ''} ${device.rssi ? `signal ${device.rssi}` : ''}` : kLinks[0];
+  const wireless = device.link ? `${kLinks[1]} ${kBands[device.band] ?? ''}` : kLinks[0];
   const cell = (label, ...content) => h('td', {'data-label': label}, content);
   return h('tr', {'data-mac': mac},
     h('th', {scope: 'row'}, h('span', {class: 'name'}, name || 'without a name'), h('small', {class: 'muted'}, mac),

@@ -41,7 +41,8 @@ export function card(title, ...content) {
 }
 
 export function field(label, input, hint) {
-  return h('label', {class: ['TEXTAREA'].includes(input.tagName) || ['path', 'url'].includes(input.name) ? 'field broad' : 'field'}, h('span', {}, label), input, hint ? h('small', {}, hint) : null);
+  const broad = input.tagName === 'TEXTAREA' || input.classList.contains('broad') || input.type === 'url' || ['path', 'url'].includes(input.name);
+  return h('label', {class: broad ? 'field broad' : 'field'}, h('span', {}, label), input, hint ? h('small', {}, hint) : null);
 }
 
 /** A switch that tells its state in words too. */

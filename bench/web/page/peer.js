@@ -10,7 +10,7 @@ const kMischief = ['bad-head', 'bad-checksum', 'repeat-sequence', 'long-length',
 /** A form of one of several rows, chosen by name. */
 function chosen(rows, extra, line, show) {
   const select = h('select', {'aria-label': 'Which'}, rows.map(({name, id}) => h('option', {value: name}, `${id} ${name}`)));
-  const inputs = h('div', {});
+  const inputs = h('div', {class: 'stack'});
   const choose = () => {
     const row = rows.find(({name}) => name === select.value);
     inputs.replaceChildren(...[h('p', {class: 'muted'}, row.help), extra.fixed ? null : fields(row.parameters)].filter(Boolean));
@@ -26,13 +26,14 @@ export function peer(section) {
   const answer = h('div', {}, h('p', {class: 'empty'}, 'Nothing done yet.'));
   const show = result => answer.replaceChildren(h('p', {class: 'mono muted'}, `> ${result.line}`), outcome(result));
   const button = (line, text, style) => h('button', {type: 'button', class: style, onclick: async () => show(await act(line))}, text);
+  const connect = button('peer start 5', 'Connect');
   const {requests, reports, commands} = bench.commands;
   const how = h('select', {name: 'how'}, h('option', {value: 'usual'}, 'as usual'), h('option', {value: 'result'}, 'with this result'),
     h('option', {value: 'silent'}, 'not at all'), h('option', {value: 'hex'}, 'with these bytes'));
 
   section.append(
     h('div', {class: 'columns'},
-      card('Connection', link, h('div', {class: 'buttons'}, button('peer start 5', 'Connect', 'main'), button('peer stop', 'Close'),
+      card('Connection', link, h('div', {class: 'buttons'}, connect, button('peer stop', 'Close'),
         button('peer reconnect 5', 'Connect anew'), button('peer ask-state', 'Ask for the state'))),
       card('Answer', answer)),
     h('div', {class: 'columns'},
@@ -43,8 +44,11 @@ export function peer(section) {
       h('div', {class: 'buttons'}, button('peer answers', 'What is not as usual'), button('peer requests', 'What may be asked'))),
       card('A report', chosen(reports, {button: 'Report'}, (name, values) => `peer report ${name} ${named(values)}`, show))),
     card('Mischief', mischiefCards(commands.filter(({name}) => kMischief.includes(name)), show)));
-  on('state', state => draw(link, state.peer, there =>
-    h('span', {class: `pill ${there ? 'good' : 'bad'}`}, there ? '● connected to the agent' : '○ not connected')));
+  on('state', state => draw(link, state.peer, there => {
+    connect.disabled = there;
+    connect.classList.toggle('main', !there);
+    return h('span', {class: `pill ${there ? 'good' : 'bad'}`}, there ? '● connected to the agent' : '○ not connected');
+  }));
 }
 
 function answerLine(name, {how, result, delay, hex}) {

@@ -93,8 +93,8 @@ export function routers(section) {
   const stop = button('stop-agent', 'Stop agent');
   section.append(
     card('Routers', listening, agents, h('p', {class: 'legend muted', 'aria-hidden': 'true'},
-      h('i', {class: 'key in'}), 'logged in ', h('i', {class: 'key registering'}), 'registering ', h('i', {class: 'key away'}), 'away ',
-      h('i', {class: 'key heartbeat'}), 'heartbeat ', h('i', {class: 'key report'}), 'report')),
+      [['in', 'logged in'], ['registering', 'registering'], ['away', 'away'], ['heartbeat', 'heartbeat'], ['report', 'report']]
+        .map(([key, text]) => h('span', {}, h('i', {class: `key ${key}`}), text)))),
     h('div', {class: 'columns'},
       card('The agent started here', here, h('div', {class: 'buttons'}, start, stop,
         h('button', {type: 'button', onclick: async () => log.replaceChildren(outcome(await act('agent-log')))}, 'Show its log')), log),

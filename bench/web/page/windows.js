@@ -32,11 +32,10 @@ function track(day, shown, edit) {
                         onclick: () => edit(window)}, name);
   });
   return h('div', {class: `day ${today ? 'today' : ''} ${day === kSunday ? 'never' : ''}`, 'data-day': day},
-    h('span', {class: 'day-name'}, kDays[day - 1], today ? h('small', {}, 'today') : null),
+    h('span', {class: 'day-name'}, kDays[day - 1], today ? h('small', {}, `today, ${clock(shown.clock.minute)}`) : null),
     h('div', {class: 'track', style: {height: `${8 + Math.max(1, lanes.length) * 26}px`}}, bars,
       day === kSunday ? h('span', {class: 'never-word'}, 'never applied') : null,
-      today ? h('i', {class: 'now', title: `now, ${clock(shown.clock.minute)}`, style: {left: percent(shown.clock.minute)}},
-        h('small', {}, clock(shown.clock.minute))) : null));
+      today ? h('i', {class: 'now', title: `now, ${clock(shown.clock.minute)}`, style: {left: percent(shown.clock.minute)}}) : null));
 }
 
 function chart(shown, edit) {
@@ -78,11 +77,14 @@ function drawable(place, begin) {
 }
 
 function editor() {
-  const device = h('select', {name: 'mac', required: true});
+  const device = h('select', {name: 'mac', class: 'broad', required: true});
   const chips = kDays.map((name, at) => h('label', {class: 'chip'}, h('input', {type: 'checkbox', name: 'day', value: String(at + 1)}), name.slice(0, 3)));
   const boxes = chips.map(chip => chip.firstChild);
-  const start = h('input', {type: 'time', name: 'start', required: true, value: '20:00'});
-  const stop = h('input', {type: 'time', name: 'stop', required: true, value: '21:30'});
+  // No input of the type "time": it shows mornings and afternoons where the browser does.
+  const time = (name, value) => h('input', {name, required: true, value, inputmode: 'numeric', maxlength: 5, autocomplete: 'off',
+                                            pattern: '([01]?\\d|2[0-3]):[0-5]\\d', title: 'As 8:30 or 23:59', placeholder: '23:59'});
+  const start = time('start', '20:00');
+  const stop = time('stop', '21:30');
   const title = h('h3', {});
   const remove = h('button', {type: 'button', class: 'bad', onclick: async () => { await act(`window remove ${words(changed)}`); set(null); }}, 'Remove');
   const cancel = h('button', {type: 'button', onclick: () => set(null)}, 'Cancel');
