@@ -137,7 +137,10 @@ Json Page::Execute(const std::string& line) {
     }
     interpreter_.output().instead = [](const Json&, const std::string&) {};
     // What a command waited for is learned, but is news when it is shown.
-    if (answers.empty() && interpreter_.last != before) answers.push_back(interpreter_.last);
+    const bool asked = !answers.empty() && answers.back().contains("answer");
+    const Json& shown = answers.empty() ? before : answers.back();
+    if (interpreter_.last != shown && (asked || interpreter_.last != before))
+        answers.push_back(interpreter_.last);
     outcome["answers"] = std::move(answers);
     return outcome;
 }

@@ -251,6 +251,7 @@ test('a ping and a rate, which the gauge shows', async () => {
   await section().getByLabel('Takes').fill('1');
   await page.getByRole('button', {name: 'Measure'}).click();
   await page.locator('.gauge[aria-label*="B/s"] .gauge-part').waitFor();
+  await section().getByText('rate: done').waitFor();
 });
 
 test('an update fails in its download, and each step says so', async () => {

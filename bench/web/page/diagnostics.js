@@ -36,11 +36,12 @@ function gauge(rate) {
   return s('svg', {viewBox: '0 0 240 150', class: 'gauge', role: 'img', 'aria-label': `Download rate: ${said}`},
     s('path', {d: arc(0, 1), class: 'gauge-all'}), rate > 0 && s('path', {d: arc(0, Math.max(0.005, place(rate))), class: 'gauge-part'}),
     ['10k', '100k', '1M', '10M', '100M', '1G'].map((text, at, all) => {
-      const [x, y] = point(at / (all.length - 1), 74).split(' ');
-      return s('text', {x, y, class: 'gauge-mark'}, text);
+      const end = at === 0 || at === all.length - 1;
+      const [x, y] = point(at / (all.length - 1), end ? 96 : 74).split(' ').map(Number);
+      return s('text', {x, y: end ? y + 18 : y, class: 'gauge-mark'}, text);
     }),
-    s('text', {x: 120, y: 122, class: 'gauge-value'}, rate === null ? '–' : rate < 0 ? 'failed' : rateText(rate)),
-    s('text', {x: 120, y: 142, class: 'gauge-mark'}, 'download'));
+    s('text', {x: 120, y: 114, class: 'gauge-value'}, rate === null ? '–' : rate < 0 ? 'failed' : rateText(rate)),
+    s('text', {x: 120, y: 138, class: 'gauge-mark'}, 'download'));
 }
 
 function rate() {

@@ -26,6 +26,7 @@ function show() {
   for (const link of byId('nav').children)
     link.toggleAttribute('aria-current', link.hash === `#${name}`);
   for (const section of byId('main').children) section.hidden = section.id !== `section-${name}`;
+  byId('main').scrollTop = 0;
   byId('nav').querySelector('[aria-current]')?.scrollIntoView({block: 'nearest', inline: 'nearest'});
 }
 

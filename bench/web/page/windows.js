@@ -141,14 +141,16 @@ function list(windows, edit) {
 export function windows(section) {
   const place = h('div', {class: 'week', role: 'group', 'aria-label': 'The week, days by hours'});
   const below = h('div', {});
+  const resend = h('button', {type: 'button', onclick: again}, 'Send them all again');
   const edited = editor();
   const edit = window => edited.set(window);
   drawable(place, preset => edited.set(null, preset));
   section.append(
     card('The week', h('p', {class: 'muted'}, 'When a device is kept off the internet. The agent looks every 30 s; on Sundays it looks up no window. It forgets them when it ends.'), place),
     h('div', {class: 'columns'}, h('section', {class: 'card'}, edited.title, edited.element), card('Set from this bench', below,
-      h('div', {class: 'buttons'}, h('button', {type: 'button', onclick: again}, 'Send them all again')))));
+      h('div', {class: 'buttons'}, resend))));
   on('state', ({windows: all, clock: now, router}) => {
+    resend.hidden = all.length === 0;
     const macs = [...new Set(all.map(({mac}) => mac))];
     const names = devices().map(({mac, name}) => ({mac, name}));
     draw(place, {windows: all, clock: now, macs, names}, shown => chart(shown, edit));
