@@ -22,7 +22,7 @@ void EndAtSignals(const PollFlag& flag) {
     told_to_end = &flag;
     struct sigaction action {};
     action.sa_handler = [](int) { told_to_end->Set(); };
-    action.sa_flags = SA_RESETHAND;  // the second one ends it at once
+    action.sa_flags = static_cast<int>(SA_RESETHAND);  // the second one ends it at once
     for (const int number : {SIGINT, SIGTERM}) sigaction(number, &action, nullptr);
 }
 

@@ -56,9 +56,9 @@ void FollowFeed(Feed& feed, const httplib::Request& request, httplib::Response& 
         "text/event-stream", [reader](std::size_t, httplib::DataSink& sink) {
             auto text = reader->Next(std::chrono::seconds(2));
             if (!text) {
-            sink.done();
-            return true;
-        }
+                sink.done();
+                return true;
+            }
             if (text->empty()) text = ":\n\n";  // finds out whether the page is still there
             return sink.write(text->data(), text->size());
         });
