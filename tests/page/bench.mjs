@@ -9,22 +9,33 @@ const {chromium} = createRequire(`${process.env.PLUG_PAGE_TOOLS}/`)('playwright-
 
 /** Starts one; {url, port, stop}. */
 export async function startBench(port = 0) {
-  const child = spawn(`${build}/plug-bench`,
+  const child = spawn(
+    `${build}/plug-bench`,
     ['--sandbox', '--register-port', '0', '--login-port', '0', '--interval', '2', 'web', '--port', String(port)],
-    {stdio: ['ignore', 'pipe', 'inherit']});
+    {stdio: ['ignore', 'pipe', 'inherit']},
+  );
   const [line] = await once(createInterface({input: child.stdout}), 'line');
   const url = line.match(/http:\S+\//)[0];
-  return {url, port: Number(new URL(url).port), async stop(signal = 'SIGTERM') {
-    if (child.exitCode !== null || child.signalCode !== null) return;
-    child.kill(signal);
-    await once(child, 'exit');
-  }};
+  return {
+    url,
+    port: Number(new URL(url).port),
+    async stop(signal = 'SIGTERM') {
+      if (child.exitCode !== null || child.signalCode !== null) return;
+      child.kill(signal);
+      await once(child, 'exit');
+    },
+  };
 }
 
-export const startBrowser = () => chromium.launch({executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: ['--no-sandbox']});
+export const startBrowser = () =>
+  chromium.launch({executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: ['--no-sandbox']});
 
 /** Runs a line past the page. */
 export async function run(url, line) {
-  const answer = await fetch(`${url}run`, {method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify({line})});
+  const answer = await fetch(`${url}run`, {
+    method: 'POST',
+    headers: {'Content-Type': 'application/json'},
+    body: JSON.stringify({line}),
+  });
   return answer.json();
 }

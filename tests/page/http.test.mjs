@@ -7,50 +7,79 @@ import os from 'node:os';
 import {run, startBench} from './bench.mjs';
 
 let bench;
-before(async () => { bench = await startBench(); });
+before(async () => {
+  bench = await startBench();
+});
 after(() => bench?.stop());
 
 /** {status, headers, text} */
 function ask(path, {method = 'GET', body, ...headers} = {}) {
   return new Promise((resolve, reject) => {
-    const request = http.request({host: '127.0.0.1', port: bench.port, path, method, headers}, response => {
-      let text = '';
-      response.setEncoding('utf8').on('data', part => { text += part; });
-      response.on('end', () => resolve({status: response.statusCode, headers: response.headers, text}));
-    }).on('error', reject);
+    const request = http
+      .request({host: '127.0.0.1', port: bench.port, path, method, headers}, response => {
+        let text = '';
+        response.setEncoding('utf8').on('data', part => {
+          text += part;
+        });
+        response.on('end', () => resolve({status: response.statusCode, headers: response.headers, text}));
+      })
+      .on('error', reject);
     request.end(body);
   });
 }
 
-const order = headers => ask('/run', {method: 'POST', body: '{"line":"echo x"}', 'Content-Type': 'application/json', ...headers});
+const order = headers =>
+  ask('/run', {method: 'POST', body: '{"line":"echo x"}', 'Content-Type': 'application/json', ...headers});
 
 /** The events that come until `enough` of what came so far. */
 function events(headers, enough) {
   return new Promise((resolve, reject) => {
-    const request = http.get({host: '127.0.0.1', port: bench.port, path: '/events', headers}, response => {
-      let text = '';
-      response.setEncoding('utf8').on('data', part => {
-        text += part;
-        const found = [...text.matchAll(/event: (.*)\n(?:id: (.*)\n)?data: (.*)\n\n/g)].map(([, kind, id, data]) => ({kind, id, data: JSON.parse(data)}));
-        if (!enough(found)) return;
-        request.destroy();
-        resolve(found);
-      });
-    }).on('error', reject);
+    const request = http
+      .get({host: '127.0.0.1', port: bench.port, path: '/events', headers}, response => {
+        let text = '';
+        response.setEncoding('utf8').on('data', part => {
+          text += part;
+          const found = [...text.matchAll(/event: (.*)\n(?:id: (.*)\n)?data: (.*)\n\n/g)].map(([, kind, id, data]) => ({
+            kind,
+            id,
+            data: JSON.parse(data),
+          }));
+          if (!enough(found)) return;
+          request.destroy();
+          resolve(found);
+        });
+      })
+      .on('error', reject);
   });
 }
 
 test('foreign hosts and origins are refused, for every path', async () => {
   const own = `127.0.0.1:${bench.port}`;
-  for (const headers of [{Host: 'evil.example'}, {Host: `evil.example:${bench.port}`}, {Host: '127.0.0.1.evil.example'},
-    {Origin: 'http://evil.example'}, {Origin: 'null'}, {Origin: 'http://127.0.0.1:1'}, {Origin: `https://${own}`},
-    {Origin: `http://localhost:${bench.port}`}])
-    for (const [path, options] of [['/', {}], ['/commands', {}], ['/events', {}],
-      ['/run', {method: 'POST', body: '{"line":"shell touch /tmp/taken"}', 'Content-Type': 'application/json'}]])
+  for (const headers of [
+    {Host: 'evil.example'},
+    {Host: `evil.example:${bench.port}`},
+    {Host: '127.0.0.1.evil.example'},
+    {Origin: 'http://evil.example'},
+    {Origin: 'null'},
+    {Origin: 'http://127.0.0.1:1'},
+    {Origin: `https://${own}`},
+    {Origin: `http://localhost:${bench.port}`},
+  ])
+    for (const [path, options] of [
+      ['/', {}],
+      ['/commands', {}],
+      ['/events', {}],
+      ['/run', {method: 'POST', body: '{"line":"shell touch /tmp/taken"}', 'Content-Type': 'application/json'}],
+    ])
       assert.equal((await ask(path, {...options, ...headers})).status, 403, `${path} ${JSON.stringify(headers)}`);
   assert.equal((await run(bench.url, 'shell test ! -e /tmp/taken')).failed, undefined);
 
-  for (const headers of [{}, {Origin: `http://${own}`}, {Host: 'localhost:9', Origin: 'http://localhost:9'}, {Host: '[::1]:9'}])
+  for (const headers of [
+    {},
+    {Origin: `http://${own}`},
+    {Host: 'localhost:9', Origin: 'http://localhost:9'},
+    {Host: '[::1]:9'},
+  ])
     assert.equal((await order(headers)).status, 200, JSON.stringify(headers));
 });
 
@@ -63,9 +92,14 @@ test('a line comes as JSON, so that no form of another site can send it', async 
 });
 
 test('only loopback is listened on', async () => {
-  const others = Object.values(os.networkInterfaces()).flat().filter(({internal, family}) => !internal && family === 'IPv4');
+  const others = Object.values(os.networkInterfaces())
+    .flat()
+    .filter(({internal, family}) => !internal && family === 'IPv4');
   for (const {address} of others)
-    await assert.rejects(new Promise((resolve, reject) => net.connect(bench.port, address, resolve).on('error', reject)), {code: 'ECONNREFUSED'});
+    await assert.rejects(
+      new Promise((resolve, reject) => net.connect(bench.port, address, resolve).on('error', reject)),
+      {code: 'ECONNREFUSED'},
+    );
 });
 
 test('every answer forbids scripts from elsewhere', async () => {
@@ -78,7 +112,9 @@ test('every answer forbids scripts from elsewhere', async () => {
 });
 
 test('a started process inherits no connection of a browser', async () => {
-  const {answers: [{text}]} = await run(bench.url, 'shell ls -l /proc/self/fd');
+  const {
+    answers: [{text}],
+  } = await run(bench.url, 'shell ls -l /proc/self/fd');
   assert.doesNotMatch(text, /socket:/);
 });
 

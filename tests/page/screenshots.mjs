@@ -6,10 +6,22 @@ const [folder, ...sections] = process.argv.slice(2);
 const kLaptop = {width: 1280, height: 720};
 const kPhone = {width: 390, height: 844};
 const kLines = [
-  'start-agent', 'wait heartbeat 20', 'peer start', 'window add 00:00:5E:00:53:B6 12345 20:00 23:59',
-  'window add 00:00:5E:00:53:B6 12345 00:00 06:30', 'window add 00:00:5E:00:53:B2 67 8:00 12:00',
-  'window add 00:00:5E:00:53:B3 135 14:00 16:30', 'mesh-switch-set on', 'peer report 89 type=1 data=\'{"cpu":7,"memory":41}\'',
-  'device set 00:00:5E:00:53:B5 online=off', 'limit 00:00:5E:00:53:B1 512 2048', 'wan-config 1', 'bad-checksum', 'cpu-use', 'scan'];
+  'start-agent',
+  'wait heartbeat 20',
+  'peer start',
+  'window add 00:00:5E:00:53:B6 12345 20:00 23:59',
+  'window add 00:00:5E:00:53:B6 12345 00:00 06:30',
+  'window add 00:00:5E:00:53:B2 67 8:00 12:00',
+  'window add 00:00:5E:00:53:B3 135 14:00 16:30',
+  'mesh-switch-set on',
+  'peer report 89 type=1 data=\'{"cpu":7,"memory":41}\'',
+  'device set 00:00:5E:00:53:B5 online=off',
+  'limit 00:00:5E:00:53:B1 512 2048',
+  'wan-config 1',
+  'bad-checksum',
+  'cpu-use',
+  'scan',
+];
 
 mkdirSync(folder, {recursive: true});
 const bench = await startBench();
@@ -47,7 +59,10 @@ if (sections.length === 0) {
   await take('page-phone', 'windows', kPhone, 'light');
 } else {
   for (const section of sections)
-    for (const [look, viewport] of [['laptop', kLaptop], ['phone', kPhone]])
+    for (const [look, viewport] of [
+      ['laptop', kLaptop],
+      ['phone', kPhone],
+    ])
       for (const scheme of ['light', 'dark']) await take(`${section}-${look}-${scheme}`, section, viewport, scheme);
 }
 await browser.close();

@@ -15,10 +15,34 @@ const label = name => name.replaceAll('_', ' ');
 
 function rows(list) {
   const names = [...new Set(list.flatMap(row => Object.keys(row)))];
-  return h('div', {class: 'scroll', tabindex: '0', role: 'region', 'aria-label': 'Rows'}, h('table', {},
-    h('thead', {}, h('tr', {}, names.map(name => h('th', {scope: 'col'}, label(name))))),
-    h('tbody', {}, list.map(row => h('tr', {}, names.map(name =>
-      h('td', {class: typeof row[name] === 'number' ? 'number' : null}, cell(row[name]))))))));
+  return h(
+    'div',
+    {class: 'scroll', tabindex: '0', role: 'region', 'aria-label': 'Rows'},
+    h(
+      'table',
+      {},
+      h(
+        'thead',
+        {},
+        h(
+          'tr',
+          {},
+          names.map(name => h('th', {scope: 'col'}, label(name))),
+        ),
+      ),
+      h(
+        'tbody',
+        {},
+        list.map(row =>
+          h(
+            'tr',
+            {},
+            names.map(name => h('td', {class: typeof row[name] === 'number' ? 'number' : null}, cell(row[name]))),
+          ),
+        ),
+      ),
+    ),
+  );
 }
 
 function cell(value) {
@@ -30,10 +54,19 @@ export function table(value) {
   if (typeof value !== 'object' || value === null) return text(inline(value));
   const entries = Object.entries(value);
   const flat = entries.filter(([, part]) => !isRows(part));
-  return h('div', {class: 'stack'},
-    flat.length > 0 && h('dl', {class: 'values'}, flat.map(([name, part]) =>
-      [h('dt', {}, label(name)), h('dd', {}, nested(part))])),
-    entries.filter(([, part]) => isRows(part)).map(([name, part]) => h('div', {}, h('h4', {}, label(name)), rows(part))));
+  return h(
+    'div',
+    {class: 'stack'},
+    flat.length > 0 &&
+      h(
+        'dl',
+        {class: 'values'},
+        flat.map(([name, part]) => [h('dt', {}, label(name)), h('dd', {}, nested(part))]),
+      ),
+    entries
+      .filter(([, part]) => isRows(part))
+      .map(([name, part]) => h('div', {}, h('h4', {}, label(name)), rows(part))),
+  );
 }
 
 function nested(value) {
@@ -49,21 +82,34 @@ function text(shown) {
 /** One answer: whether it went well, in words, then what it holds. */
 function one(answer) {
   const bad = answer.error !== undefined || (answer.result !== undefined && answer.result !== 0);
-  const told = bad ? answer.error ?? `result ${answer.result}` : 'done';
+  const told = bad ? (answer.error ?? `result ${answer.result}`) : 'done';
   const name = answer.answer ?? answer.name ?? '';
   const rest = Object.fromEntries(Object.entries(answer).filter(([key]) => !kHead.includes(key) && key !== 'name'));
   const content = rest.fields !== undefined && Object.keys(rest).length === 1 ? rest.fields : rest;
   const only = Object.keys(content);
-  return h('div', {class: 'answer'},
-    h('p', {class: bad ? 'bad' : 'good'}, bad ? '✕ ' : '✓ ', name ? `${name}: ` : '', told,
-      answer.warning ? ` (${answer.warning})` : '', bad && answer.code ? `, code ${answer.code}` : ''),
-    only.length === 0 ? null : only.length === 1 && only[0] === 'text' ? text(content.text) : table(content));
+  return h(
+    'div',
+    {class: 'answer'},
+    h(
+      'p',
+      {class: bad ? 'bad' : 'good'},
+      bad ? '✕ ' : '✓ ',
+      name ? `${name}: ` : '',
+      told,
+      answer.warning ? ` (${answer.warning})` : '',
+      bad && answer.code ? `, code ${answer.code}` : '',
+    ),
+    only.length === 0 ? null : only.length === 1 && only[0] === 'text' ? text(content.text) : table(content),
+  );
 }
 
 /** What came of a line. */
 export function outcome(result) {
-  return h('div', {class: 'outcome', 'aria-live': 'polite'},
+  return h(
+    'div',
+    {class: 'outcome', 'aria-live': 'polite'},
     result.answers?.map(one),
     result.failed ? h('p', {class: 'bad'}, '✕ ', result.failed) : null,
-    !result.failed && !result.answers?.length ? h('p', {class: 'good'}, '✓ done') : null);
+    !result.failed && !result.answers?.length ? h('p', {class: 'good'}, '✓ done') : null,
+  );
 }

@@ -23,7 +23,8 @@ export function follow() {
   source.addEventListener('open', () => tell('link', true));
   source.addEventListener('hello', event => {
     const next = JSON.parse(event.data).run;
-    if (run !== null && run !== next) {  // another bench has taken the place of the one before
+    if (run !== null && run !== next) {
+      // another bench has taken the place of the one before
       bench.frames.length = 0;
       tell('clear');
       loadCommands();
@@ -58,7 +59,10 @@ export async function loadCommands() {
 export async function order(line) {
   try {
     const answer = await fetch('/run', {
-      method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify({line})});
+      method: 'POST',
+      headers: {'Content-Type': 'application/json'},
+      body: JSON.stringify({line}),
+    });
     return await answer.json();
   } catch {
     return {line, answers: [], failed: 'the bench does not answer'};
@@ -74,8 +78,12 @@ export async function act(line) {
 }
 
 export function toast(text) {
-  const box = h('div', {class: 'toast'}, h('span', {}, text),
-    h('button', {type: 'button', class: 'quiet', 'aria-label': 'Close', onclick: () => box.remove()}, '×'));
+  const box = h(
+    'div',
+    {class: 'toast'},
+    h('span', {}, text),
+    h('button', {type: 'button', class: 'quiet', 'aria-label': 'Close', onclick: () => box.remove()}, '×'),
+  );
   document.getElementById('toasts').append(box);
   setTimeout(() => box.remove(), 12000);
 }
@@ -87,8 +95,10 @@ export function quote(text) {
 
 /** "name='value'" of what is given. */
 export function named(values) {
-  return Object.entries(values).filter(([, value]) => value !== '' && value !== undefined)
-    .map(([name, value]) => `${name}=${quote(value)}`).join(' ');
+  return Object.entries(values)
+    .filter(([, value]) => value !== '' && value !== undefined)
+    .map(([name, value]) => `${name}=${quote(value)}`)
+    .join(' ');
 }
 
 export function devices() {

@@ -41,28 +41,57 @@ export function card(title, ...content) {
 }
 
 export function field(label, input, hint) {
-  const broad = input.tagName === 'TEXTAREA' || input.classList.contains('broad') || input.type === 'url' || ['path', 'url'].includes(input.name);
-  return h('label', {class: broad ? 'field broad' : 'field'}, h('span', {}, label), input, hint ? h('small', {}, hint) : null);
+  const broad =
+    input.tagName === 'TEXTAREA' ||
+    input.classList.contains('broad') ||
+    input.type === 'url' ||
+    ['path', 'url'].includes(input.name);
+  return h(
+    'label',
+    {class: broad ? 'field broad' : 'field'},
+    h('span', {}, label),
+    input,
+    hint ? h('small', {}, hint) : null,
+  );
 }
 
 /** A switch that tells its state in words too. */
 export function toggle(key, label, on, words, onclick) {
-  return h('button', {type: 'button', role: 'switch', class: 'switch', 'aria-checked': String(on), 'aria-label': label,
-                      'data-key': key, onclick}, h('i', {'aria-hidden': 'true'}), words[on ? 0 : 1]);
+  return h(
+    'button',
+    {
+      type: 'button',
+      role: 'switch',
+      class: 'switch',
+      'aria-checked': String(on),
+      'aria-label': label,
+      'data-key': key,
+      onclick,
+    },
+    h('i', {'aria-hidden': 'true'}),
+    words[on ? 0 : 1],
+  );
 }
 
 /** A form whose submit calls `act` with its values by name, and which is locked meanwhile. */
 export function form(act, ...content) {
-  const element = h('form', {class: 'form', onsubmit: async event => {
-    event.preventDefault();
-    const button = element.querySelector('[type=submit]');
-    button.disabled = true;
-    try {
-      await act(Object.fromEntries(new FormData(element)), element);
-    } finally {
-      button.disabled = false;
-    }
-  }}, content);
+  const element = h(
+    'form',
+    {
+      class: 'form',
+      onsubmit: async event => {
+        event.preventDefault();
+        const button = element.querySelector('[type=submit]');
+        button.disabled = true;
+        try {
+          await act(Object.fromEntries(new FormData(element)), element);
+        } finally {
+          button.disabled = false;
+        }
+      },
+    },
+    content,
+  );
   return element;
 }
 

@@ -12,9 +12,15 @@ import {updates} from '/updates.js';
 import {windows} from '/windows.js';
 
 const kSections = [
-  ['router', 'Router', '⌂', routers], ['devices', 'Devices', '▤', devices], ['windows', 'Windows', '◷', windows],
-  ['commands', 'Commands', '›_', commands], ['diagnostics', 'Diagnostics', '∿', diagnostics],
-  ['updates', 'Updates', '⇪', updates], ['mischief', 'Mischief', '⚡', mischief], ['peer', 'Local peer', '⇄', peer]];
+  ['router', 'Router', '⌂', routers],
+  ['devices', 'Devices', '▤', devices],
+  ['windows', 'Windows', '◷', windows],
+  ['commands', 'Commands', '›_', commands],
+  ['diagnostics', 'Diagnostics', '∿', diagnostics],
+  ['updates', 'Updates', '⇪', updates],
+  ['mischief', 'Mischief', '⚡', mischief],
+  ['peer', 'Local peer', '⇄', peer],
+];
 
 const byId = id => document.getElementById(id);
 
@@ -23,8 +29,7 @@ function show() {
   const known = wanted === 'frames' || kSections.some(([name]) => name === wanted);
   const name = known ? wanted : 'router';
   document.body.dataset.shown = name;
-  for (const link of byId('nav').children)
-    link.toggleAttribute('aria-current', link.hash === `#${name}`);
+  for (const link of byId('nav').children) link.toggleAttribute('aria-current', link.hash === `#${name}`);
   for (const section of byId('main').children) section.hidden = section.id !== `section-${name}`;
   byId('main').scrollTop = 0;
   byId('nav').querySelector('[aria-current]')?.scrollIntoView({block: 'nearest', inline: 'nearest'});
@@ -65,9 +70,20 @@ function showRouters({agents, prompt}) {
   if (agents.length === 0) return h('span', {class: 'pill'}, '○ no router yet');
   return agents.map(({mac, logged_in}) => {
     const chosen = agents.length === 1 || prompt.startsWith(mac);
-    return h('button', {type: 'button', class: `pill ${logged_in ? 'good' : 'bad'}`, 'data-key': mac, 'aria-pressed': String(chosen),
-                        title: chosen ? 'Commands go to this router' : 'Let commands go to this router',
-                        onclick: () => act(`use ${mac}`)}, logged_in ? '● ' : '○ ', mac, logged_in ? ' logged in' : ' away');
+    return h(
+      'button',
+      {
+        type: 'button',
+        class: `pill ${logged_in ? 'good' : 'bad'}`,
+        'data-key': mac,
+        'aria-pressed': String(chosen),
+        title: chosen ? 'Commands go to this router' : 'Let commands go to this router',
+        onclick: () => act(`use ${mac}`),
+      },
+      logged_in ? '● ' : '○ ',
+      mac,
+      logged_in ? ' logged in' : ' away',
+    );
   });
 }
 
