@@ -85,6 +85,11 @@ struct PageServer::Http {
 
 PageServer::PageServer(std::uint16_t port) : http_(std::make_unique<Http>()) {
     httplib::Server& server = http_->server;
+    // Not the library's own options, by which two benches would share a port.
+    server.set_socket_options([](int socket) {
+        const int yes = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     if (port == 0)
         http_->port = server.bind_to_any_port(kLoopback);
     else if (server.bind_to_port(kLoopback, port))

@@ -7,14 +7,17 @@ import {createInterface} from 'node:readline';
 const build = process.env.PLUG_BUILD;
 const {chromium} = createRequire(`${process.env.PLUG_PAGE_TOOLS}/`)('playwright-core');
 
-/** Starts one; {url, port, stop}. */
+/** Starts one; {url, port, stop}. Throws when it ends instead. */
 export async function startBench(port = 0) {
   const child = spawn(
     `${build}/plug-bench`,
     ['--sandbox', '--register-port', '0', '--login-port', '0', '--interval', '2', 'web', '--port', String(port)],
     {stdio: ['ignore', 'pipe', 'inherit']},
   );
-  const [line] = await once(createInterface({input: child.stdout}), 'line');
+  const ended = once(child, 'exit').then(([status]) => {
+    throw new Error(`the bench ended with ${status}`);
+  });
+  const [line] = await Promise.race([once(createInterface({input: child.stdout}), 'line'), ended]);
   const url = line.match(/http:\S+\//)[0];
   return {
     url,

@@ -102,6 +102,12 @@ test('only loopback is listened on', async () => {
     );
 });
 
+test('two benches do not share a port', async () => {
+  const second = startBench(bench.port);
+  second.then(started => started.stop()).catch(() => {});
+  await assert.rejects(second, /ended with 2/);
+});
+
 test('every answer forbids scripts from elsewhere', async () => {
   for (const path of ['/', '/page.js', '/commands', '/nothing']) {
     const {headers} = await ask(path);
