@@ -38,12 +38,15 @@ bool PlatformPeer::NothingSent() {
     return Next().kind == bench::EventKind::kHeartbeat;
 }
 
-InboundFrame PlugDataFrame(MsgType type, std::uint8_t data_type, std::string_view data) {
-    const ByteVector bytes = bench::BuildPlugData(PlatformSettings().key, type, data_type, data);
+InboundFrame FrameOf(ConstBytes bytes) {
     InboundFrame frame;
     frame.header = ReadFrameHeader(bytes);
     std::copy(bytes.begin(), bytes.end(), frame.bytes.begin());
     return frame;
+}
+
+InboundFrame PlugDataFrame(MsgType type, std::uint8_t data_type, std::string_view data) {
+    return FrameOf(bench::BuildPlugData(PlatformSettings().key, type, data_type, data));
 }
 
 }  // namespace plug::test

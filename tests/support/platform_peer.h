@@ -28,7 +28,9 @@ class PlatformPeer {
     bench::LinkPtr link_;
 };
 
-/// A frame with plug data from the platform, as it is handed over by the link.
+/// A frame of the platform, as it is handed over by the link.
+InboundFrame FrameOf(ConstBytes bytes);
+/// One with plug data.
 InboundFrame PlugDataFrame(MsgType type, std::uint8_t data_type, std::string_view data);
 
 }  // namespace plug::test

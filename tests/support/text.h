@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -44,6 +45,10 @@ inline bool Contains(std::string_view text, std::string_view part) {
 /// The lines of a file, without their ends; none without a file.
 inline Lines ReadLines(const std::string& path) {
     return bench::Split(ReadFile(path), '\n');
+}
+
+inline std::ptrdiff_t CountEntries(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
 /// Waits until `condition` holds; throws, which fails the test, when it does not within half a minute.

@@ -54,6 +54,8 @@ constexpr TimesCase kTimes[] = {
     {"ahead", kUtc, 1715688000, 0xFFFFFF, 20000000, 1440, 0, 90, "1:00-3:00", 1715644800, 1715728167.5688, 0},
     {"29 s late", kUtc, 1715645214, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715645185.714286},
     {"30 s late", kUtc, 1715645215, 3, 7, -1, 15, 0, "", 1715644800, 0, 1715646085.714286},
+    {"half a minute before the next", kUtc, 1715646065, 3, 7, -1, 15, 0, "", 1715644800, 0,
+     1715646985.714286},
     {"a day late", kUtc, 1715731199, 0xFFFFFF, 20000000, -1, 7, -90, "", 1715644800, 0, 1715731582.321515},
     {"noon after the hour was lost", kWest, 1678636800, 0x010203, 1000, 1440, 60, 0, "", 1678597200,
      1678601606.4, 1678636983.6},
@@ -120,7 +122,6 @@ TEST_F(AutoReportConfig, SetAddsTheTimes) {
         Set(R"({"referNum":5,"interval1":3,"interval2":0,"INTERVAL3":0})"));
     EXPECT_EQ(3, AutoReportIntervals().interval1);
     EXPECT_EQ(0, AutoReportIntervals().interval3);
-    EXPECT_EQ("", Calibration()) << "the number of slots is known from the local peer only";
 
     const std::string message = Set(
         "{\"referNum\":20000000,\"interval2\":1440,\"timestamp\":" + std::to_string(WallSeconds() + 60) + "}",
@@ -131,6 +132,8 @@ TEST_F(AutoReportConfig, SetAddsTheTimes) {
     const double slot = 86400.0 / 20000000 * 0x005301;
     EXPECT_NEAR(static_cast<double>(LocalMidnight(WallSeconds()) + difference) + slot,
                 std::stod(JsonString(json.get(), "dayReportTime")), 1e-3);
+    EXPECT_EQ(1440, AutoReportIntervals().interval2);
+    EXPECT_EQ("", Calibration()) << "the number of slots is known from the local peer only";
     EXPECT_EQ(500U, Set("{\"referNum\":5,\"filler\":\"" + std::string(600, 'x') + "\"}").size()) << "cut";
 }
 
@@ -143,7 +146,7 @@ TEST_F(AutoReportConfig, Refusals) {
           std::string(R"({"referNum":5,"interval2":1})"),
           R"({"referNum":5,"interval3":1,"timestamp":)" + far + "}"})
         EXPECT_EQ(1U, ComF_set_auto_report(text)) << text;
-    for (const char* window : {"1:00-1:30", "0:00-24:00", "0:00-99:99"})
+    for (const char* window : {"1:00-1:30", "01:00-01:30", "0:00-24:00", "0:00-99:99"})
         EXPECT_EQ(1U, ComF_set_auto_report(R"({"referNum":5,"interval2":1440,"jumpTime":")" +
                                            std::string(window) + R"(","timestamp":)" + now + "}"));
     EXPECT_TRUE(peer_.Unread().empty());

@@ -33,7 +33,7 @@ TEST(AutoReport, RateLimits) {
          {{10, 1, 1, true}, {14, 1, 2, false}, {60, 1, 2, false}}},
         {"a report dropped restarts the interval",
          {{100, 2, 0, true}, {1269, 2, 0, false}, {2438, 2, 0, false}, {3608, 2, 0, true}}},
-        {"type 3", {{100, 3, 0, true}, {149, 3, 0, false}, {248, 3, 0, true}}},
+        {"type 3", {{100, 3, 0, true}, {149, 3, 0, false}, {198, 3, 0, false}, {248, 3, 0, true}}},
         {"other types", {{100, 4, 0, false}, {10'000, 4, 0, false}, {100, 0, 0, false}}},
     };
     for (const auto& row : rows) {

@@ -62,6 +62,7 @@ TEST_F(Bandwidth, AnUnusableElementHoldsTheCommandUntilTheLinkGoes) {
         SCOPED_TRACE(element);
         EXPECT_EQ(0, CodeOfHeld([&] { return ParseTcParam(ListWith(element).c_str()); }));
         EXPECT_EQ(2U, TakeSdkCalls().size()) << "what stands behind it is not applied";
+        ClearLinkError();
         SetLoggedIn(false);
         EXPECT_EQ((ByteVector{0, 0}), RunCommand(66, AsBytes(ListWith(element)))) << "nothing holds it";
         EXPECT_EQ(2U, TakeSdkCalls().size());

@@ -1,9 +1,9 @@
 // The server over its real socket, and the requests made over it.
 #include "commserver/comm_server.h"
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <thread>
 
 #include "commserver/comm_dispatch.h"
@@ -32,6 +32,9 @@ TEST(LocalDispatch, ValidationOrder) {
         frames.emplace_back(LocalFrame(id, 100U + id, byte), "Error funcID");
     frames.emplace_back(LocalFrame(88, 3, byte), "");
     frames.emplace_back(LocalFrame(5, 4, byte), "");
+    frames.emplace_back(LocalFrame(88, 5, ByteVector(8086, 1)), "");
+    frames.emplace_back(LocalFrame(88, 6, byte), "");
+    frames.back().first.push_back(7);  // what stands behind the payload does not count
     ResetDispatch();
     for (const auto& [frame, error] : frames) {
         ClearReplyReady();
@@ -58,6 +61,8 @@ TEST(LocalReply, Storing) {
     expect(largest, 0, 4000, 0x11);
     largest.push_back(0);
     expect(largest, 1, 4000, 0x11);
+    expect({0, 7}, 0, 2, 7);
+    EXPECT_EQ(0, reply.data[1]) << "a text ends behind the shorter one";
 }
 
 class CommServer : public LocalServer {};
@@ -96,10 +101,6 @@ TEST_F(CommServer, TheSocketIsTheOwnersAlone) {
     EXPECT_EQ(998, peer.Next().func_id);
 }
 
-std::ptrdiff_t CountEntries(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-}
-
 TEST_F(CommServer, ReconnectsLeaveNothingBehind) {
     TestPeer peer;
     const std::ptrdiff_t threads = CountEntries("/proc/self/task");
@@ -111,6 +112,14 @@ TEST_F(CommServer, ReconnectsLeaveNothingBehind) {
         if (i == 0) descriptors = CountEntries("/proc/self/fd");
     }
     EXPECT_EQ(descriptors, CountEntries("/proc/self/fd"));
+
+    // Whoever gets the number of the last peer's socket gets none of what is for a peer.
+    std::array<std::array<int, 2>, 4> others{};
+    for (auto& pair : others) ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, pair.data()));
+    EXPECT_EQ(1, ComF_send_pluginstate());
+    for (const auto& pair : others) {
+        for (const int end : pair) EXPECT_EQ(-1, recv(end, &descriptors, 1, 0));
+    }
 }
 
 }  // namespace

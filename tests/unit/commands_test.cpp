@@ -285,6 +285,7 @@ TEST_F(Commands, CountsAreNotTrustedPastTheRoom) {
         {43, "\"black_list\": " + Repeat(101, "\"01:02:03:04:05:06\""), 6},
         {13, "\"radios\": " + Repeat(8, "{\"ssids\": " + two + "}"), 8 + 8 * 2 + 16 * 120},
         {13, "\"radios\": " + Repeat(9, "{}"), 6},
+        {13, "\"radios\": [{\"ssids\": " + sixteen + "}]", 8 + 2 + 16 * 120},
         {13, "\"radios\": [{\"ssids\": " + Repeat(17, "{}") + "}]", 6},
         {13, "\"radios\": [{\"ssids\": " + sixteen + "}, {\"ssids\": " + two + "}]", 6},
         {12, R"("counts": {"get_lan_num": 511})", 8 + 511 * 16},

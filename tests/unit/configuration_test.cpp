@@ -173,10 +173,16 @@ TEST_F(StatusFile, IsItsOwnersAlone) {
     struct stat info {};
     ASSERT_EQ(0, stat("/tmp/plugstatus", &info));
     EXPECT_EQ(0U, info.st_mode & (S_IWGRP | S_IWOTH));
+    const std::ptrdiff_t descriptors = CountEntries("/proc/self/fd");
     ExpectOthersMakeWay("/tmp/plugstatus", [] {
         EXPECT_EQ(0, WriteStatus(Status::kLoggedIn));
         EXPECT_EQ("003\n", ReadFile("/tmp/plugstatus"));
     });
+    EXPECT_EQ(descriptors, CountEntries("/proc/self/fd"));
+    WriteFile("/tmp/plugstatus", "longer\n");
+    ASSERT_EQ(0, chmod("/tmp/plugstatus", 0644));
+    EXPECT_EQ(0, WriteStatus(Status::kLoggedIn));
+    EXPECT_EQ("003\n", ReadFile("/tmp/plugstatus"));
 }
 
 TEST_F(StatusFile, IsWholeWheneverTheWriterIsKilled) {
@@ -200,12 +206,20 @@ TEST_F(StatusFile, IsWholeWheneverTheWriterIsKilled) {
     waitpid(writer, nullptr, 0);
 }
 
-TEST_F(StatusFile, TheLastWordStays) {
+void ExpectLastWord(Status last, const std::string& text) {
     SetLogMask(0);
-    for (const Status last : {Status::kForcedDisconnect, Status::kLoggedIn}) {
-        EXPECT_EQ(0, WriteStatus(last));
-        EXPECT_EQ("005\n", ReadFile("/tmp/plugstatus"));
+    for (const Status status : {last, Status::kLinkLost}) {
+        EXPECT_EQ(0, WriteStatus(status));
+        EXPECT_EQ(text, ReadFile("/tmp/plugstatus"));
     }
+}
+
+TEST_F(StatusFile, AForcedDisconnectStays) {
+    ExpectLastWord(Status::kForcedDisconnect, "005\n");
+}
+
+TEST_F(StatusFile, AnUpdateThatIsReadyStays) {
+    ExpectLastWord(Status::kUpdateReady, "004\n");
 }
 
 }  // namespace

@@ -1,13 +1,19 @@
 // Ping, traceroute, rate test, configuration data and version report, as the platform sees them.
 #include "commands/diagnostics.h"
 
+#include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
 
 #include "bench/http_server.h"
 #include "commands/config_data.h"
 #include "commands/ping.h"
 #include "commands/rate_test.h"
 #include "commands/version_report.h"
+#include "core/shell.h"
 #include "platform/session.h"
 #include "support/command.h"
 #include "support/platform_peer.h"
@@ -99,6 +105,22 @@ TEST_F(Diagnostics, ATracerouteIsCutAtItsRoom) {
     EXPECT_EQ(kOk + Counted(std::string(3999, 't')), Run(52));
 }
 
+TEST_F(Diagnostics, ATracerouteIsKilledUntilItEnds) {
+    ASSERT_EQ(0, mkfifo("/tmp/end", 0600));
+    Program("traceroute", "echo trace; timeout 20 cat /tmp/end >/tmp/ended");
+    // The first kill comes too early.
+    Program("killall", "[ -e /tmp/early ] || exec touch /tmp/early; exec 3<>/tmp/end; echo >&3");
+    for (int run = 0; run < 2; ++run) {
+        unlink("/tmp/early");
+        ForgetProgramCalls();
+        EXPECT_EQ(kOk, Run(51, "\x7F"));
+        EXPECT_EQ(kBusy, Run(51, "\x7F")) << "one at a time";
+        EXPECT_EQ(kOk + Counted("trace\n"), Run(52));
+        const Lines calls = ProgramCalls();
+        EXPECT_LE(2, std::ranges::count(calls, "killall [-9] [traceroute]"));
+    }
+}
+
 TEST_F(Diagnostics, ATraceroutesFileIsItsOwn) {
     constexpr char kFile[] = "/tmp/tracerouteFile";
     Program("killall");
@@ -110,6 +132,17 @@ TEST_F(Diagnostics, ATraceroutesFileIsItsOwn) {
     WriteFile("/tmp/secret", "secret");
     ASSERT_EQ(0, symlink("/tmp/secret", kFile));
     EXPECT_EQ(kBusy, Run(52)) << "another's is not read";
+}
+
+TEST_F(Diagnostics, AProgramCanBeAskedToEnd) {
+    // The agent's threads block the signals that end it, and not every shell lets them through again.
+    ASSERT_EQ(0, mount("/bin/busybox", "/bin/sh", nullptr, MS_BIND, nullptr));
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+    EXPECT_EQ(0, RunShell("grep SigBlk /proc/self/status >/tmp/mask"));
+    EXPECT_EQ("SigBlk:\t0000000000000000\n", ReadFile("/tmp/mask"));
 }
 
 class RateTest : public Diagnostics {
@@ -151,8 +184,10 @@ TEST_F(RateTest, UrlForms) {
         ExpectReport(0, 0);
     }
     const std::string longest(64, 'h');
-    RateTestProc(("http://" + longest + "/x").c_str());
-    ExpectReport(1, -1);
+    for (const std::string& host : {longest, std::string("hhh")}) {
+        RateTestProc(("http://" + host + "/x").c_str());
+        ExpectReport(1, -1);
+    }
     for (const std::string& url : {std::string("http://h:8080/x"), std::string("http://hh/x"),
                                    "http://" + longest + "h/x", std::string("127.0.0.1/x"),
                                    std::string("http://127.0.0.1"), "http://127.0.0.1" + port, std::string()})
@@ -181,6 +216,13 @@ TEST_F(RateTest, TheVersionIsReported) {
         MsgType::kDataReport, 14,
         R"({"version":"2.4.1820221227","sdkVersion":"2.0.0.7","interval1":-1,"interval2":-1,)"
         R"("interval3":-1,"configed":"no"})");
+    router_version early{};
+    early.date[0] = 8;
+    for (const bool both : {true, false}) {
+        const JsonPtr report = VersionReport(early, {-1, 0, both ? 0 : -1});
+        EXPECT_STREQ("08000000", JsonString(report.get(), "version"));
+        EXPECT_STREQ(both ? "yes" : "no", JsonString(report.get(), "configed"));
+    }
     WriteFile(kHomePath, R"({"faults":{"get_router_version":5}})");
     EXPECT_EQ(-1, dev_fwversion_report());
     EXPECT_TRUE(platform_.NothingSent());

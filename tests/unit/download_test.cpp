@@ -2,12 +2,16 @@
 #include "platform/download.h"
 
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
+#include <future>
 
 #include "bench/http_server.h"
+#include "platform/link_state.h"
 #include "support/sandbox.h"
 
 namespace plug::test {
@@ -95,6 +99,28 @@ TEST_F(Download, ARequestThatDoesNotFitIsNotSent) {
     const std::string log = FullLogOf([&] { EXPECT_EQ(-1, Fetch("", fitting + "p")); });
     EXPECT_EQ("", server_.NextRequest());
     EXPECT_TRUE(Contains(log, "req is error."));
+}
+
+TEST_F(Download, ALostLinkEndsIt) {
+    for (int link = 0; link < 2; ++link) {
+        ClearLinkError();
+        EXPECT_EQ(0, Fetch("")) << "the link before does not count";
+        server_.NextRequest();
+        auto result = std::async(std::launch::async, [this] { return Fetch("", "/file?stall"); });
+        EXPECT_NE("", server_.NextRequest());
+        RaiseLinkError();
+        EXPECT_EQ(std::future_status::ready, result.wait_for(std::chrono::seconds(20)));
+        EXPECT_EQ(-1, result.get());
+    }
+}
+
+TEST_F(Download, AFileThatTakesNoMoreEndsItAtOnce) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit least{4096, RLIM_INFINITY};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &least));
+    const std::string announced = "HTTP/1.1 200 OK\r\nContent-Length: 20000\r\n\r\n";
+    const std::string log = LogOf([&] { EXPECT_EQ(-1, Fetch(announced + Body(15000))); });
+    EXPECT_EQ("", log) << "the end of what is sent is not waited for";
 }
 
 TEST_F(Download, FailsWithoutAServerOrAFile) {

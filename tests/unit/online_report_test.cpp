@@ -41,7 +41,7 @@ class OnlineReport : public Sandbox {
 
 class Function39 : public OnlineReport {
   protected:
-    static void Attach(std::initializer_list<int> macs) {
+    static void Attach(const Macs& macs) {
         Home home;
         for (const int mac : macs) home.devices.push_back({HomeMac(mac), "device " + std::to_string(mac)});
         home.Write();
@@ -70,8 +70,10 @@ TEST_F(Function39, AFailedQueryIsMadeUpFor) {
     EXPECT_EQ(-1, Fn39Round());
     Home{.counts = R"("get_devs_cfg": 129)"}.Write();
     EXPECT_EQ(-1, Fn39Round());
-    Attach({1});
-    EXPECT_EQ(Macs{1}, ReportedAfter(1));
+    Macs most(128);
+    std::iota(most.begin(), most.end(), 1);
+    Attach(most);
+    EXPECT_EQ(most, ReportedAfter(1));
 }
 
 TEST_F(Function39, KnownDevicesSurviveARestart) {

@@ -132,6 +132,7 @@ TEST_F(PlugData, DownloadUrls) {
         {"http://host/file", "host 80 /file"},
         {"http://host:8080/a/b", "host 8080 /a/b"},
         {"http://host/a:b/file", "host/a 0 /file"},
+        {"http://host:1234567/x", "host 1234567 /x"},
         {"http://host:12345678/x", ""},
         {"http://:80/x", " 80 /x"},
         {"http://" + longest_host + "/x", longest_host + " 80 /x"},
@@ -235,6 +236,11 @@ TEST_F(PlugData, Reports) {
     EXPECT_EQ(R"({"mac":"00005E0053B1","dev_name":"desktop","data":"d"})", build(5, "00005E0053B1", "d"));
     EXPECT_EQ(R"({"devpin":"123456789012","rate":"-1"})", build(6, ""));
     EXPECT_EQ("", build(3, "x"));
+    const std::string head = R"({"mac":")", tail = R"(","status":"offline"})";
+    const std::string longest(out.size() - 1 - head.size() - tail.size(), 'x');
+    EXPECT_EQ(head + longest + tail, build(2, longest.c_str()));
+    EXPECT_EQ(1U, BuildJson(2, 0, (longest + "x").c_str(), nullptr, out)) << "no room for its NUL";
+    out = {};
     EXPECT_EQ(65535U, BuildJson(1, 0, "00005E0053B", nullptr, out));
     EXPECT_NE(0U, BuildJson(1, 0, "FFFFFFFFFFFF", nullptr, out)) << "a device that the router does not know";
     EXPECT_STREQ("", out.data());
@@ -285,6 +291,15 @@ TEST_F(PlugData, CommandsComeInAndAreAnswered) {
         EXPECT_EQ(0, reply.header.body_length);
         SpoilPadding(frame);
     }
+
+    // A function command's answer that fills its room is sent.
+    SetCommandHandlers({[](ConstBytes, Bytes answer, std::size_t& length) {
+                            length = answer.size();
+                            return 0;
+                        },
+                        Note});
+    CBHandle(FrameOf(bench::BuildCommand(PlatformSettings().key, 1, {}, kRouter, 1)));
+    platform_.ExpectNext(MsgType::kFunctionReply, 0, std::string(8100, '\0'));
 
     // The largest one is handed over whole.
     const std::string large(8100, 'j');

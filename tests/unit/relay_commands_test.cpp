@@ -1,4 +1,6 @@
 // The platform's commands that the local peer answers, from command to answer.
+#include <atomic>
+
 #include "support/command.h"
 #include "support/local_peer.h"
 
@@ -23,7 +25,8 @@ TEST_F(RelayCommands, WithoutALocalPeerTheyFail) {
 }
 
 TEST_F(RelayCommands, ValuesPassBothWays) {
-    TestPeer peer([](const PeerEvent& request) -> ByteVector {
+    std::atomic<bool> mesh_works{true};
+    TestPeer peer([&mesh_works](const PeerEvent& request) -> ByteVector {
         const ByteVector& sent = request.payload;
         const auto fine_if = [](bool good) { return ByteVector{static_cast<std::uint8_t>(good ? 0 : 9)}; };
         switch (request.func_id) {
@@ -34,7 +37,7 @@ TEST_F(RelayCommands, ValuesPassBothWays) {
             case 76:
                 return fine_if(sent == ByteVector{4, 60});
             case 77:
-                return {0, 201, 202};
+                return mesh_works ? ByteVector{0, 201, 202} : ByteVector{9};
             case 82:  // the index as it came, the address in host order
                 return fine_if(sent.size() == 228 && sent[0] == 2 && sent[205] == 1 && sent[208] == 192);
             case 88:
@@ -76,6 +79,9 @@ TEST_F(RelayCommands, ValuesPassBothWays) {
     };
     for (const auto& [id, parameters, answer] : kRows)
         EXPECT_EQ(answer, ToHex(RunCommand(id, parameters))) << id;
+    EXPECT_EQ("0000c9000000ca000000", ToHex(RunCommand(77)));
+    mesh_works = false;
+    EXPECT_EQ("0900" + std::string(16, '0'), ToHex(RunCommand(77))) << "nothing of the answer before";
 }
 
 TEST_F(RelayCommands, LargeReplies) {

@@ -28,6 +28,13 @@ TEST(ArpTable, OtherLinesAreNoEntries) {
     }
 }
 
+TEST(ArpTable, APrefixIsThreeNumbersWithTheirDots) {
+    EXPECT_EQ("10.0.0.", NetworkPrefix("10.0.0.1"));
+    EXPECT_EQ("192.168.100.", NetworkPrefix("192.168.100.200"));
+    EXPECT_EQ("", NetworkPrefix("192.168.1000.1")) << "longer than any";
+    EXPECT_EQ("", NetworkPrefix("192.168.1"));
+}
+
 // Two devices of the SDK and what the kernel knows besides.
 const HomeDevice kDesktop{HomeMac(0xB1), "desktop", "192.168.1.20", true, true, 0x01020304, 0x0A0B0C0D};
 const HomeDevice kRestricted{HomeMac(0xB2), "sixteen letters!", "192.168.1.21", false, true, 1, 2};

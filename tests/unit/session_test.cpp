@@ -32,6 +32,7 @@ constexpr char kLoginAck[] = "ccdd0b022e10000000661dc3684d71920fd75030da26cb91f7
 constexpr char kBareRegisterAck[] =
     "ccdd0b029f5000000030252aa64f7b98dd1d91502b08e7fcf5839f7b24340e529d58244e3f5ccd25b480532359805bea7f9f"
     "a813b9efc960203f6b7b7d0a99990541fd7deb46c6a1d16b41541ceee8dc6133f317ded96dd8cf";
+constexpr char kEmptyAck[] = "ccdd0b00000000";
 constexpr char kBareLoginAck[] = "ccdd0b002210007c78ad5b90ed80c6224ba00fe01c9b32";
 constexpr char kRulesRequest[] =
     "ccdd31005b2000cba9d1052997d9f1a375f6922d03b1d0d86091691fe3671b3337f07acae859b0";
@@ -98,6 +99,17 @@ class Session : public Sandbox {
         EXPECT_EQ("003\n", ReadFile("/tmp/plugstatus"));
     }
 
+    /// Takes the link down and logs in again. What ReLogin returns.
+    int LogInAgain(Server& login, const char* ack) {
+        DeleteServer(threads_);
+        ClearLinkError();
+        SetLoggedIn(false);
+        std::thread server([&] { login.Exchange(kLogin, ack); });
+        const int result = ReLogin(threads_);
+        server.join();
+        return result;
+    }
+
     LinkThreads threads_;
 };
 
@@ -111,6 +123,31 @@ TEST_F(Session, RegistersAtOneServerAndLogsInAtTheOther) {
     EXPECT_EQ(kRulesRequest, login.Receive(sizeof kRulesRequest / 2));
     DeleteServer(threads_);
     EXPECT_EQ("", login.Receive(1)) << "closed";
+}
+
+TEST_F(Session, AFailedAttemptLeavesNothingOpen) {
+    Server login(6040);
+    LogIn(login);
+    DeleteServer(threads_);
+    const std::ptrdiff_t descriptors = CountEntries("/proc/self/fd");
+    EXPECT_EQ(-1, LogInAgain(login, kEmptyAck));
+    EXPECT_EQ(descriptors, CountEntries("/proc/self/fd"));
+    EXPECT_EQ(-1, RegisterStart(threads_, "127.0.0.1")) << "nobody listens";
+    EXPECT_EQ(descriptors, CountEntries("/proc/self/fd"));
+}
+
+TEST_F(Session, TheLinkBehindATornFrameSends) {
+    Server login(6040);
+    LogIn(login);
+    const ByteVector data(8100);
+    // Nothing reads, until a frame goes out in part; where none does, there is made room for a part.
+    while (!LinkError()) {
+        if (SendIpUpData(data, 3, nullptr) != 0 && !LinkError()) login.Receive(1000);
+    }
+    EXPECT_EQ(0, LogInAgain(login, kLoginAck));
+    EXPECT_EQ(0, SendHeartbeat());
+    EXPECT_EQ("ccdd2104", login.Receive(11).substr(0, 8));
+    DeleteServer(threads_);
 }
 
 TEST_F(Session, UpwardSendsHaveTheirBytesAndLimits) {

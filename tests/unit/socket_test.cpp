@@ -46,7 +46,7 @@ TEST_F(Narrow, AnUnreadFrameIsGivenUp) {
     const std::size_t sent = SendWhole(ends_[0], frame_, 50);
     EXPECT_GT(sent, 0U);
     EXPECT_LT(sent, frame_.size());
-    EXPECT_EQ(0U, SendWhole(ends_[0], frame_, 60'000)) << "nothing was taken: there is nothing to finish";
+    EXPECT_EQ(0U, SendWhole(ends_[0], frame_, 600'000)) << "nothing was taken: there is nothing to finish";
     close(ends_[1]);
     EXPECT_EQ(0U, SendWhole(ends_[0], frame_, 60'000));
 }

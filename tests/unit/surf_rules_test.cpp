@@ -141,6 +141,32 @@ TEST_F(SurfRules, AKeyFindsAPrefixInItsBucket) {
     EXPECT_EQ(longer, hash_table_lookup(longer)->key);
     hash_table_remove(longer);
     EXPECT_STREQ("ab", hash_table_lookup(longer)->key);
+    // A character beyond ASCII counts as less than nothing: 0xE9 is -23, and -23 * 31 + 98 modulo 512 is 409.
+    hash_table_insert(
+        "\xE9"
+        "b",
+        {1, 2, 3, 4});
+    ASSERT_NE(nullptr, hash_table_bucket(409));
+    EXPECT_STREQ(
+        "\xE9"
+        "b",
+        hash_table_bucket(409)->key);
+}
+
+TEST_F(SurfRules, TheLastWindowTakesTheKeyThatWasFoundWithIt) {
+    Home{}.Write();
+    Add("m", "1", "1:00", "2:00");
+    const auto same_bucket = [](const std::string& key) {
+        const Guard guard(SurfRuleMutex());
+        const RuleEntry* const entry = hash_table_lookup(key);
+        return entry != nullptr && entry->key == std::string("m|1");
+    };
+    // What is asked for is "m|1<tail>|2", with a tail that leads to the bucket of "m|1".
+    std::string tail;
+    for (int i = 0; !same_bucket("m|1" + tail + "|2"); ++i) tail = std::to_string(i);
+    Delete("m|1" + tail, "2", "1:00", "2:00");
+    const Guard guard(SurfRuleMutex());
+    EXPECT_EQ(nullptr, hash_table_lookup("m|1"));
 }
 
 class Schedule : public SurfRules {
@@ -173,8 +199,10 @@ TEST_F(Schedule, APassThatFailsIsSkipped) {
     };
     EXPECT_TRUE(Contains(said_with(R"("get_devs_cfg": 5)", ""), "get_devs_cfg failed\n"));
     EXPECT_TRUE(Switches().empty());
-    said_with("", R"("get_devs_cfg": 300)");
+    said_with("", R"("get_devs_cfg": 129)");
     EXPECT_TRUE(Switches().empty()) << "a count past the room";
+    said_with("", R"("get_devs_cfg": 128)");
+    EXPECT_EQ(SwitchTo("false"), Switches());
 }
 
 TEST_F(Schedule, TheLastWindowOfADayGivesAccessBack) {
