@@ -110,6 +110,38 @@ TEST_F(Devices, ATriggerDuringAScanIsLost) {
     Await("a scan's report", IsReport(kScanReport));
 }
 
+TEST_F(Devices, FourteenAreLeftInPeaceForFourSeconds) {
+    std::vector<std::string> texts;
+    for (int i = 0; i < 14; ++i) texts.push_back("00:00:5E:00:53:" + std::to_string(50 + i));
+    std::vector<const char*> macs;
+    for (const std::string& text : texts) macs.push_back(text.c_str());
+    RunFast(5);
+    LogInWith(macs);
+    const std::string reported = "DataType=[63]";
+    ASSERT_TRUE(WaitUntil([&] { return platform_->SendCommand(mac_, kScan, {}) && CountLog(reported) >= 2; },
+                          kPatience));
+    EXPECT_GE(LoggedAt(reported, 2) - LoggedAt(reported, 1), 4);
+}
+
+TEST_F(Devices, WindowsAreAppliedEveryHalfMinute) {
+    RunFast(5);
+    LogInWith({kDesktop});
+    const std::string pass = "Sub dev num:";
+    AwaitLog(pass, 2);
+    const std::int64_t pause = LoggedAt(pass, 2) - LoggedAt(pass, 1);
+    EXPECT_TRUE(pause >= 30 && pause < 50) << pause;
+}
+
+TEST_F(Devices, AFailedQueryIsRepeatedAfterAMinute) {
+    RunFast(60);
+    setup_.router = R"({"router": {"mac": "00:00:5E:00:53:01", "serial_number": "S1"},
+                        "faults": {"get_devs_cfg": 5}})";
+    LogIn();
+    const std::string failed = "Func39 get_devs_cfg failed.";
+    AwaitLog(failed, 2);
+    EXPECT_GE(LoggedAt(failed, 2) - LoggedAt(failed, 1), 69) << "a minute, and the round's ten seconds";
+}
+
 TEST_F(Devices, NewOnesAreReportedOnce) {
     RunFast(60);
     LogInWith({kDesktop, kTablet});

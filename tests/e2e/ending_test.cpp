@@ -62,6 +62,7 @@ TEST_F(Ending, WhateverTheMainThreadWaitsFor) {
     Await(EventKind::kRegister);
     agent_->Signal(SIGINT);
     EXPECT_EQ(128 + SIGINT, AwaitExit());
+    ExpectLogged("asked to end");
 
     // Between two attempts at the login.
     behaviour_ = {};
@@ -88,8 +89,25 @@ TEST_F(Ending, AHeldCommandDoesNotHoldIt) {
     AwaitLog("funcid 47");
     agent_->Signal(SIGTERM);
     AwaitLog("asked to end");
+    const auto second = std::chrono::steady_clock::now();
     agent_->Signal(SIGINT);
-    EXPECT_EQ(128 + SIGINT, AwaitExit()) << "at once";
+    EXPECT_EQ(128 + SIGINT, AwaitExit());
+    EXPECT_LT(std::chrono::steady_clock::now() - second, Milliseconds(2000)) << "at once";
+}
+
+TEST_F(Ending, ASilentLocalPeerDoesNotHoldIt) {
+    constexpr std::uint16_t kMeshSwitch = 73;
+    LogIn();
+    LocalPeer peer;
+    peer.answers().Set(kMeshSwitch, {.silent = true});
+    ASSERT_TRUE(peer.Connect());
+    ASSERT_TRUE(peer.AskState());
+    ASSERT_TRUE(peer.WaitFor(IsRequest(998), kPatience));
+    Send(kMeshSwitch);
+    ASSERT_TRUE(peer.WaitFor(IsRequest(kMeshSwitch), kPatience));
+    agent_->Signal(SIGTERM);
+    EXPECT_EQ(128 + SIGTERM, AwaitExit());
+    ExpectLogged("Stop Eaccess success !!!!!");  // in order, which takes less than three seconds
 }
 
 }  // namespace

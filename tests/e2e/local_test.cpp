@@ -201,5 +201,34 @@ TEST_F(Local, TheStoredConfigurationIsAskedForAndCalibrated) {
     EXPECT_EQ(65347, std::fmod(std::stod(sent.at("dayReportTime").get<std::string>()), 86400));
 }
 
+TEST_F(Local, TheStepsGoOnWhereTheLinkWasLost) {
+    LogInWithPeer();
+    JumpAhead(13);
+    AwaitRequest(998);  // step 8, at second 16
+    ASSERT_TRUE(platform_->SendBytes(mac_, LeadWordFrame()));
+    AwaitStatuses("103");
+    JumpAhead(20);  // the pause after a loss
+    AwaitReLogin();
+    EXPECT_NE(std::string_view::npos, AwaitRequest(998).text().find("offline"));
+    EXPECT_NE(std::string_view::npos, AwaitRequest(998).text().find("online"));
+    const auto next = peer_->WaitFor(
+        [](const PeerEvent& event) { return event.kind == PeerEventKind::kRequest; }, kPatience);
+    ASSERT_TRUE(next);
+    EXPECT_EQ(997, next->func_id) << "step 8 was begun, step 9 was not";
+}
+
+TEST_F(Local, TheStoredConfigurationIsNotWaitedForBehindALongRequest) {
+    RunFast(3);
+    StartPlatform();
+    peer_ = std::make_unique<LocalPeer>();
+    Answer(79, {.silent = true});  // waited for over a minute
+    LogIn();
+    Connect();
+    ASSERT_TRUE(platform_->SendCommand(mac_, 79, {}));
+    AwaitRequest(79);
+    AwaitReport(14);  // what comes next
+    ExpectWait("Login done", "fwversion:", 22, 45);
+}
+
 }  // namespace
 }  // namespace plug::e2e

@@ -115,6 +115,25 @@ TEST_F(LongWaits, TwentyHoursAfterTheLoginARegistrationIsDue) {
     ExpectAnswers();
 }
 
+TEST_F(LongWaits, EveryRegistrationMayFailAsOften) {
+    behaviour_.answer_heartbeats = false;  // nobody shall take the jump for silence
+    StartPlatform();
+    platform_->CloseListener(Server::kRegistration);
+    RunFast(3);
+    StartAgent();
+    const auto fail_until = [this](int failures) {
+        AwaitLog("RegisterStart error.", failures);
+        platform_->OpenListener(Server::kRegistration);
+        Await(EventKind::kHeartbeat);
+    };
+    fail_until(6);
+    platform_->CloseListener(Server::kRegistration);
+    JumpAhead(20 * kHour);
+    ASSERT_TRUE(platform_->Drop(mac_));
+    fail_until(12);
+    ExpectAnswers();
+}
+
 TEST_F(LongWaits, AfterAWeekALostLinkEndsIt) {
     constexpr std::int64_t kWeek = 7 * 24 * kHour;
     behaviour_.answer_heartbeats = false;  // nobody shall take the jumps for silence

@@ -236,6 +236,7 @@ TEST_F(PlugTest, AnUpdateEndsTheAgent) {
     EXPECT_EQ(content, ReadFile(kDownload));
     EXPECT_NE(std::string::npos, server.Requests().at(0).find("GET /plug?dribble HTTP/1.1\r\n"));
     ExpectLogged("exit at [ParserPlugData] ");
+    ExpectWait("Send MsgType=[17] DataType=[3]", "exit at [ParserPlugData] ", 3, 60);
 }
 
 }  // namespace
