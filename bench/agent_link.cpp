@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <stdexcept>
-#include <thread>
 
+#include "bench/interruption.h"
 #include "bench/sockets.h"
 
 namespace plug::bench {
@@ -42,7 +42,12 @@ bool AgentLink::SendSplit(ConstBytes bytes, std::size_t parts, Milliseconds paus
     for (std::size_t part = 0; part < parts; ++part) {
         const std::size_t from = bytes.size() * part / parts;
         const std::size_t to = bytes.size() * (part + 1) / parts;
-        if (part > 0) std::this_thread::sleep_for(pause);
+        try {
+            if (part > 0) PauseFor(pause);
+        } catch (const Interrupted&) {
+            Write(bytes.subspan(from));  // else the next frame would begin inside this one
+            throw;
+        }
         if (!Write(bytes.subspan(from, to - from))) return false;
     }
     return true;

@@ -30,6 +30,7 @@ ProcessSpec AgentCommand(const AgentSetup& setup) {
     spec.environment = {"ROUTER_SIM=" + router};
     spec.environment.insert(spec.environment.end(), setup.environment.begin(), setup.environment.end());
     spec.capture = setup.capture;
+    spec.own_group = true;
     return spec;
 }
 

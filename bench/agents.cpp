@@ -1,7 +1,10 @@
 #include "bench/agents.h"
 
+#include <charconv>
+
 #include "bench/decode.h"
 #include "bench/process_commands.h"
+#include "bench/router_state.h"
 #include "bench/text.h"
 #include "bench/text_table.h"
 
@@ -61,12 +64,17 @@ const char* Name(Ack ack) {
     return kAcks[static_cast<std::size_t>(ack)].first;
 }
 
+bool SwitchOf(const std::string& setting, const std::string& value) {
+    if (value != "on" && value != "off") throw CommandError(setting + " is on or off, not \"" + value + "\"");
+    return value == "on";
+}
+
 /// Changes what `behave` was told. False when there is no such setting.
 bool Change(Behaviour& behaviour, Platform& platform, const std::string& setting, const std::string& value) {
     if (setting == "interval")
         behaviour.interval = ParseNumber<std::uint16_t>(value);
     else if (setting == "heartbeats")
-        behaviour.answer_heartbeats = value == "on";
+        behaviour.answer_heartbeats = SwitchOf(setting, value);
     else if (setting == "register")
         behaviour.register_ack = AckOf(value);
     else if (setting == "login")
@@ -75,11 +83,16 @@ bool Change(Behaviour& behaviour, Platform& platform, const std::string& setting
         behaviour.ack_delay = ParseSeconds(value);
     else if (setting == "listen")
         for (const Server server : {Server::kRegistration, Server::kLogin})
-            value == "on" ? platform.OpenListener(server) : platform.CloseListener(server);
+            SwitchOf(setting, value) ? platform.OpenListener(server) : platform.CloseListener(server);
     else
         return false;
     return true;
 }
+
+constexpr char kSettings[] =
+    "interval= heartbeats=on heartbeats=off register=accept register=silent register=empty register=refuse "
+    "register=close login=accept login=silent login=empty login=refuse login=close delay= listen=on "
+    "listen=off";
 
 using Awaited = std::pair<std::string_view, EventKind>;
 constexpr Awaited kAwaited[] = {{"registered", EventKind::kRegister}, {"logged-in", EventKind::kLogin},
@@ -87,9 +100,16 @@ constexpr Awaited kAwaited[] = {{"registered", EventKind::kRegister}, {"logged-i
                                 {"reply", EventKind::kReply},         {"closed", EventKind::kClosed},
                                 {"bad-frame", EventKind::kBadFrame}};
 
-std::uint8_t ReportType(const std::string& name_or_number) {
-    const ReportForm* const report = Find(ReportForms(), name_or_number);
-    return report != nullptr ? report->id : ParseNumber<std::uint8_t>(name_or_number);
+/// The type of report that `wait report` names; none for any.
+std::optional<std::uint8_t> ReportType(const std::string& text) {
+    if (text == "any") return {};
+    if (const ReportForm* const report = Find(ReportForms(), text); report != nullptr) return report->id;
+    std::uint64_t number = 256;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    if (number <= 255) return static_cast<std::uint8_t>(number);
+    throw CommandError("\"" + text +
+                       "\" was taken for the type of report, which is a name or a number up to 255; " +
+                       "to wait for any report: wait report any <seconds>");
 }
 
 }  // namespace
@@ -103,16 +123,25 @@ Agents::Agents(Platform& platform, Interpreter& interpreter, ProcessCommands& pr
       waited_(platform.FromStart()) {
     static constexpr TopicCommand<void (Agents::*)(const Invocation&)> kCommands[] = {
         {"agents", "", "lists the agents seen", 0, &Agents::List},
-        {"use", "<mac>", "chooses the agent that commands go to", 1, &Agents::Choose},
-        {"behave", "[<setting>=<value>]...", "shows or changes how the platform answers", 0, &Agents::Behave,
-         "interval= heartbeats= register= login= delay= listen="},
-        {"wait", "<event> [<report>] [<seconds>]",
+        {"use", "<mac>", "chooses the agent that commands go to", 1, &Agents::Choose, "<mac>"},
+        {"behave", "[<setting>=<value>]...",
+         "shows or changes how the platform answers: interval=<seconds>, heartbeats=on|off, register= and "
+         "login= "
+         "accept|silent|empty|refuse|close, delay=<seconds> before an ack, listen=on|off",
+         0, &Agents::Behave, kSettings},
+        {"wait", "<event> [<report>|any] [<seconds>]",
          "waits for the next event of a kind since the last wait: registered, logged-in, heartbeat, report, "
          "reply, closed, bad-frame, exited (the agent started here)",
          1, &Agents::Wait, "registered logged-in heartbeat report reply closed bad-frame exited"},
     };
-    interpreter_.AddTopic("agents", *this, kCommands);
-    interpreter_.AddNews(platform_.log().notice().descriptor(), [this] { ShowNews(); });
+    interpreter_.AddTopic("agent", *this, kCommands);
+    interpreter_.AddNews([this] { return platform_.log().notice().descriptor(); }, [this] { ShowNews(); });
+    interpreter_.known_macs = [this] {
+        std::vector<std::string> macs;
+        for (const AgentInfo& agent : platform_.Agents()) macs.push_back(MacText(agent.mac));
+        for (const std::string& device : RouterState::OfEnvironment().DeviceMacs()) macs.push_back(device);
+        return macs;
+    };
     interpreter_.prompt = [this] { return chosen_ ? MacText(*chosen_) + "> " : std::string("platform> "); };
 }
 
@@ -120,20 +149,27 @@ MacAddress Agents::Current() const {
     if (chosen_) return *chosen_;
     std::vector<AgentInfo> agents = platform_.Agents();
     if (agents.size() > 1) std::erase_if(agents, [](const AgentInfo& agent) { return !agent.logged_in; });
-    if (agents.empty()) throw CommandError("no agent is here yet");
-    if (agents.size() > 1) throw CommandError("several agents are here; choose one with: use <mac>");
+    if (agents.empty())
+        throw CommandError(
+            platform_.Agents().empty()
+                ? "no agent is here yet; start-agent starts one, wait logged-in waits for it"
+                : "no agent is logged in now; agents lists those seen, wait logged-in waits for one");
+    if (agents.size() > 1)
+        throw CommandError("several agents are here: agents lists them, use <mac> chooses one");
     return agents.front().mac;
 }
 
 LinkEvent Agents::Await(Cursor& cursor, const std::string& what, const EventMatch& matches,
                         Milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (const auto event = cursor.NextUntil(deadline)) {
+    do {
+        const auto event = cursor.NextUntil(std::min(deadline, std::chrono::steady_clock::now() + kWaitStep));
         interpreter_.ShowNews();
-        if (!matches(*event)) continue;
+        ThrowIfInterrupted();
+        if (!event || !matches(*event)) continue;
         interpreter_.last = DecodeEvent(*event);
         return *event;
-    }
+    } while (std::chrono::steady_clock::now() < deadline);
     ComplainOfWait(timeout, what);
 }
 
@@ -179,7 +215,7 @@ void Agents::Behave(const Invocation& words) {
     for (const std::string& word : words.WordsFrom(1)) {
         const auto [setting, value] = ParseNamed(word);
         if (!Change(behaviour, platform_, setting, value.value_or("")))
-            throw CommandError("no setting \"" + setting + "\"");
+            throw CommandError("there is no setting \"" + setting + "\"; help behave lists them");
     }
     platform_.Behave(behaviour);
     if (words.size() > 1) return;
@@ -195,17 +231,19 @@ void Agents::Wait(const Invocation& words) {
     std::size_t next = 2;
     std::optional<std::uint8_t> type;
     if (what == "report" && words.size() > next) type = ReportType(words.word(next++));
+    const std::string of_type = type ? " of type " + std::to_string(*type) : "";
     const Milliseconds timeout = ParseSeconds(words.word(next, "60"));
     if (what == "exited") return process_.WaitForExit(timeout);
     const auto* const awaited = std::ranges::find(kAwaited, what, &Awaited::first);
-    if (awaited == std::end(kAwaited)) throw CommandError("no event \"" + what + "\"");
+    if (awaited == std::end(kAwaited))
+        throw CommandError("there is no event \"" + what + "\"; help wait lists them");
 
     const auto matches = [&, agent = chosen_](const LinkEvent& event) {
         const bool of_agent = !agent || event.mac == *agent;
         const bool of_login = event.kind != EventKind::kClosed || event.server == Server::kLogin;
         return event.kind == awaited->second && of_agent && of_login && (!type || event.data_type == *type);
     };
-    Await(waited_, words.RestFrom(1), matches, timeout);
+    Await(waited_, what + of_type, matches, timeout);
 }
 
 }  // namespace plug::bench

@@ -26,6 +26,7 @@ struct CommandForm {
     std::uint16_t id;
     const char* name;
     const char* help;
+    const char* topic = "";
     Fields parameters{};
     AnswerLayout answer{};
     /// A command whose answer is laid out like these parameters: those not given are taken from it.

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bench/interruption.h"
+
 namespace plug::bench {
 namespace {
 
@@ -16,7 +18,9 @@ namespace {
 Interpreter* current = nullptr;
 bool editing = false;  // the prompt is on the screen
 bool ended = false;    // the end of input was typed
+bool leaving = false;  // Ctrl-C was typed at an empty line; once more ends the console
 std::vector<std::string> candidates;
+std::string history_path;  // empty: none is kept
 
 std::string HistoryPath() {
     const char* const home = getenv("HOME");
@@ -42,6 +46,7 @@ void RunLine(const std::string& line) {
     } catch (const CommandError& failure) {
         current->output().Show({{"failed", failure.what()}}, failure.what());
     }
+    TakeInterruption();  // which came when the command ended by itself
 }
 
 void ShowPrompt();
@@ -53,7 +58,11 @@ void TakeLine(char* line) {
         ended = true;
         return;
     }
-    if (*line != '\0') add_history(line);
+    leaving = false;
+    if (*line != '\0') {
+        add_history(line);
+        if (!history_path.empty()) write_history(history_path.c_str());
+    }
     RunLine(line);
     free(line);
     if (!current->done()) ShowPrompt();
@@ -64,14 +73,27 @@ void ShowPrompt() {
     editing = true;
 }
 
-/// Until the end of input is seen on `input`; `read` takes what is there.
+/// Ctrl-C while the prompt is on the screen.
+void Interrupt() {
+    const bool empty = rl_end == 0;
+    ended = empty && leaving;
+    leaving = empty;
+    editing = false;
+    rl_replace_line("", 0);
+    rl_callback_handler_remove();
+    fputs(empty && !ended ? "\nCtrl-C once more leaves; so does quit.\n" : "\n", stdout);
+    if (!ended) ShowPrompt();
+}
+
+/// Until the end of input is seen; `read` takes what is there.
 void Loop(const std::function<void()>& read) {
-    std::vector<pollfd> polled = {{STDIN_FILENO, POLLIN, 0}};
-    for (const int notice : current->notices()) polled.push_back({notice, POLLIN, 0});
     while (!current->done() && !ended) {
-        if (poll(polled.data(), polled.size(), -1) < 0) continue;
-        current->ShowNews();
-        if (polled[0].revents != 0) read();
+        current->AwaitNews(-1, STDIN_FILENO);
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        if (TakeInterruption())
+            Interrupt();
+        else if (poll(&input, 1, 0) > 0)
+            read();
     }
 }
 
@@ -100,15 +122,18 @@ void RunEdited() {
     output.after = [] {
         if (editing) rl_forced_update_display();
     };
+    rl_basic_word_break_characters = " ";  // a MAC and name=value are one word each
     rl_attempted_completion_function = CompleteWord;
     using_history();
-    const std::string history = HistoryPath();
-    if (!history.empty()) read_history(history.c_str());
+    static constexpr int kLongestHistory = 1000;
+    stifle_history(kLongestHistory);
+    history_path = HistoryPath();
+    if (!history_path.empty()) read_history(history_path.c_str());
+    const InterruptGuard guard;
     ShowPrompt();
     Loop([] { rl_callback_read_char(); });
     if (editing) rl_callback_handler_remove();
     editing = false;
-    if (!history.empty()) write_history(history.c_str());
     output.before = output.after = nullptr;
 }
 

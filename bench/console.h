@@ -1,4 +1,6 @@
 // The interactive console: a prompt with history and completion, and news printed above it as they come.
+//
+// Ctrl-C ends the running command, or takes the typed line away; twice at an empty line it ends the console.
 #pragma once
 
 #include "bench/interpreter.h"

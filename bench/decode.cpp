@@ -3,6 +3,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "bench/result_text.h"
 #include "bench/text.h"
 
 namespace plug::bench {
@@ -129,8 +130,22 @@ std::vector<const Field*> Written(Fields fields) {
     return written;
 }
 
+std::vector<std::string> Names(const std::vector<const Field*>& fields) {
+    std::vector<std::string> names;
+    for (const Field* field : fields) names.emplace_back(field->name);
+    return names;
+}
+
 [[noreturn]] void Refuse(const CommandForm& form, const std::string& what) {
     throw std::invalid_argument(std::string(form.name) + " " + what + "; it takes " + ParameterForm(form));
+}
+
+[[noreturn]] void RefuseName(const CommandForm& form, const std::string& name,
+                             const std::vector<std::string>& names) {
+    const std::string meant = DidYouMean(name, names);
+    const std::string what = "has no parameter \"" + name + "\"";
+    if (meant.empty()) Refuse(form, what);
+    throw std::invalid_argument(std::string(form.name) + " " + what + meant);
 }
 
 using Values = std::map<std::string_view, std::string>;  // by the names of the fields
@@ -149,7 +164,7 @@ Values Assign(const CommandForm& form, const std::vector<std::string>& words) {
         if (value && named != fields.end())
             values[(*named)->name] = *value;
         else if (value && like_a_name)
-            Refuse(form, "has no parameter \"" + name + "\"");
+            RefuseName(form, name, Names(fields));
         else if (next < fields.size())
             values[fields[next++]->name] = word;
         else if (!fields.empty() && FieldSize(*fields.back()) == 0)
@@ -214,7 +229,7 @@ Json DecodeAnswer(const CommandForm& row, const LinkEvent& event) {
     } else {
         answer["result"] = event.result();
         if (event.result() != 0)
-            answer["error"] = "result " + std::to_string(event.result());
+            answer["error"] = ResultText(row.id, event.result());
         else
             ReadPayload(answer, Payload(event), row.answer);
     }
@@ -239,7 +254,7 @@ Json DecodePayload(const CommandForm& row, ConstBytes payload) {
 }
 
 ByteVector EncodeAnswer(const CommandForm& row, const std::vector<std::string>& words) {
-    const CommandForm form{row.id, row.name, row.help, row.answer.fields};
+    const CommandForm form{row.id, row.name, row.help, row.topic, row.answer.fields};
     if (row.answer.shape != Shape::kList) return EncodeParameters(form, words);
     ByteVector list(2);
     ByteWriter(list).U16(static_cast<std::uint16_t>(words.size()));

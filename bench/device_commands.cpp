@@ -35,19 +35,42 @@ std::string Days(const std::string& text) {
     return std::to_string(day == 0 ? 7 : day);
 }
 
+/// Minutes since midnight; none when it is no time of a day.
+std::optional<int> Minutes(const std::string& time) {
+    int hour = 0;
+    int minute = 0;
+    int end = 0;
+    const bool read = sscanf(time.c_str(), "%2d:%2d%n", &hour, &minute, &end) == 2;
+    if (!read || time[static_cast<std::size_t>(end)] != '\0') return {};
+    if (hour < 0 || hour > 23 || minute < 0 || minute > 59) return {};
+    return hour * 60 + minute;
+}
+
+/// Why such a window never bars anybody, or not on all its days; empty when it does.
+std::string Doubt(const std::string& days, const std::string& start, const std::string& stop) {
+    const auto from = Minutes(start);
+    const auto to = Minutes(stop);
+    if (!from || !to) return "start and stop should be times of a day, as 8:30";
+    if (*to < *from) return "it stops before it starts, so it never bars; windows do not go past midnight";
+    if (days.empty() || days.find_first_not_of("1234567") != std::string::npos)
+        return "days should be digits from 1 (Monday) to 7; others are passed over";
+    if (days.find('7') != std::string::npos) return "the agent looks up no window on Sundays (day 7)";
+    return "";
+}
+
 }  // namespace
 
 DeviceCommands::DeviceCommands(Dialog& dialog) : dialog_(dialog) {
     static constexpr TopicCommand<void (DeviceCommands::*)(const Invocation&)> kCommands[] = {
         {"scan", "", "scans the attached devices and shows the report", 0, &DeviceCommands::Scan},
         {"limit", "<mac> <up> <down> | clear <mac>", "limits a device, or frees it", 2,
-         &DeviceCommands::SetLimit, "clear"},
+         &DeviceCommands::SetLimit, "clear <mac>"},
         {"window", kWindowUsage,
          "bars a device at certain times; days: 1 (Monday) to 7 or today; times: 8:30, now, +5 (minutes from "
          "now); the windows that were set here are listed, and removed by the MAC alone",
-         1, &DeviceCommands::SetWindow, "add remove list today now"},
+         1, &DeviceCommands::SetWindow, "add remove list today now <mac>"},
     };
-    dialog_.interpreter().AddTopic("devices and diagnostics", *this, kCommands);
+    dialog_.interpreter().AddTopic("home", *this, kCommands);
 }
 
 void DeviceCommands::Scan(const Invocation&) {
@@ -90,6 +113,9 @@ void DeviceCommands::SendWindow(bool add, const Json& window) {
     const Json rule = {{"FLAG", add ? "1" : "0"},  {"MAC", window["mac"]},   {"DAY", window["days"]},
                        {"START", window["start"]}, {"STOP", window["stop"]}, {"ALLOW", "0"}};
     dialog_.Carry(Dialog::Make("windows-set", {"text=" + ListOf(rule)}));
+    const std::string doubt = Doubt(window["days"], window["start"], window["stop"]);
+    if (add && !doubt.empty())
+        dialog_.interpreter().output().Show({{"warning", doubt}}, "    warning: " + doubt);
     const auto same = std::find(windows_.begin(), windows_.end(), window);
     if (add && same == windows_.end()) windows_.push_back(window);
     if (!add && same != windows_.end()) windows_.erase(same);

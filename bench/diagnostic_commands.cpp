@@ -42,7 +42,7 @@ constexpr DialogCommand kCommands[] = {
 }  // namespace
 
 void AddDiagnosticCommands(Dialog& dialog) {
-    dialog.interpreter().AddTopic("devices and diagnostics", dialog, kCommands);
+    dialog.interpreter().AddTopic("diagnostics", dialog, kCommands);
 }
 
 }  // namespace plug::bench

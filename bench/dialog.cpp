@@ -1,9 +1,9 @@
 #include "bench/dialog.h"
 
+#include "bench/result_text.h"
 #include "bench/text_table.h"
 
 namespace plug::bench {
-namespace {
 
 std::string AnswerText(const Json& answer) {
     std::string text = answer.value("answer", "") + ": " + answer.value("error", "ok");
@@ -14,10 +14,8 @@ std::string AnswerText(const Json& answer) {
     return text;
 }
 
-}  // namespace
-
 void Dialog::Require(bool sent) {
-    if (!sent) throw CommandError("the agent is not logged in");
+    if (!sent) throw CommandError("the agent is not logged in; wait logged-in waits for it");
 }
 
 // --- function commands ---
@@ -33,14 +31,14 @@ Dialog::Request Dialog::Parse(const Invocation& words) {
         return {{ParseNumber<std::uint16_t>(words.word(1)), "call", ""}, ParseHex(words.RestFrom(2)), true};
     }
     const CommandForm* const form = Find(CommandForms(), words.word(0));
-    if (form == nullptr) throw CommandError("no function command \"" + words.word(0) + "\"");
+    if (form == nullptr) throw CommandError("there is no function command \"" + words.word(0) + "\"");
     const std::vector<std::string> given = words.WordsFrom(1);
     if (form->read_first == 0 || given.empty()) return {*form, EncodeParameters(*form, given)};
 
     const CommandForm& base = *Find(CommandForms(), form->read_first);
     const LinkEvent answer = Ask({base, EncodeBaseParameters(*form, given)});
     if (answer.result() != 0)
-        throw CommandError(std::string(base.name) + " gave result " + std::to_string(answer.result()));
+        throw CommandError(std::string(base.name) + " gave " + ResultText(base.id, answer.result()));
     return {*form, EncodeParameters(*form, given, Payload(answer))};
 }
 

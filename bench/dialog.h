@@ -60,6 +60,9 @@ class Dialog {
     Agents& agents_;
 };
 
+/// An answer as DecodeAnswer gives it, for people.
+std::string AnswerText(const Json& answer);
+
 /// A command that works on the dialog.
 using DialogCommand = TopicCommand<void (*)(Dialog& dialog, const Invocation& words)>;
 

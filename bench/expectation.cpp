@@ -43,7 +43,7 @@ bool Holds(const std::string& seen, const std::string& relation, const std::stri
     const bool less = numbers ? *left < *right : seen < value;
     if (relation == "<") return less;
     if (relation == ">") return !less && !equal;
-    throw CommandError("no relation \"" + relation + "\"; there are == != < > contains exists");
+    throw CommandError("there is no relation \"" + relation + "\", only == != < > contains exists");
 }
 
 /// A field of an answer: of what it holds, or of the exchange itself.
@@ -75,25 +75,26 @@ void CheckExpectation(const Json& answer, const std::string& field, const std::s
 
 Milliseconds ParseSeconds(const std::string& text) {
     const auto seconds = As<double>(text);
-    if (!seconds || *seconds < 0) throw CommandError("no time in seconds: " + text);
+    if (!seconds || *seconds < 0) throw CommandError("\"" + text + "\" is no time in seconds, as 5 or 0.5");
     return Milliseconds(static_cast<std::int64_t>(*seconds * 1000));
 }
 
 std::uint64_t ParseNumber(const std::string& text, std::uint64_t largest) {
     const auto value = As<std::uint64_t>(text);
     if (!value || *value > largest)
-        throw CommandError("no number up to " + std::to_string(largest) + ": " + text);
+        throw CommandError("\"" + text + "\" is no number from 0 to " + std::to_string(largest));
     return *value;
 }
 
 MacAddress MacOf(const std::string& text) {
     const auto mac = ParseMac(text);
-    if (!mac) throw CommandError("no MAC: " + text);
+    if (!mac) throw CommandError("\"" + text + "\" is no MAC, as 00:00:5E:00:53:01");
     return *mac;
 }
 
 void ComplainOfWait(Milliseconds waited, const std::string& what) {
-    throw CommandError("waited " + std::to_string(waited.count() / 1000) + " s for " + what + " in vain");
+    throw CommandError("waited " + std::to_string(waited.count() / 1000) + " s, but " + what +
+                       " did not come");
 }
 
 }  // namespace plug::bench

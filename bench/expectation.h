@@ -1,4 +1,4 @@
-// What commands complain with, and the checks of what they learned.
+// The errors of commands, and the checks of what commands learned.
 #pragma once
 
 #include <limits>
@@ -37,7 +37,7 @@ Number ParseNumber(const std::string& text) {
 /// A MAC as ParseMac reads it; throws CommandError.
 MacAddress MacOf(const std::string& text);
 
-/// Throws the CommandError of a wait for `what` that had no success.
+/// Throws the CommandError of a wait after which `what` had not come.
 [[noreturn]] void ComplainOfWait(Milliseconds waited, const std::string& what);
 
 }  // namespace plug::bench

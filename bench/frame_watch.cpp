@@ -33,7 +33,7 @@ std::string Headline(const Json& frame) {
 }  // namespace
 
 void FrameWatch::Attach(Interpreter& interpreter) {
-    interpreter.AddNews(notice_.descriptor(), [this, &output = interpreter.output()] {
+    interpreter.AddNews([this] { return notice_.descriptor(); }, [this, &output = interpreter.output()] {
         notice_.Clear();
         std::deque<Seen> seen;
         {

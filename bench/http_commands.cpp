@@ -15,7 +15,7 @@ HttpCommands::HttpCommands(Interpreter& interpreter) : interpreter_(interpreter)
          kUsage,
          "serves a file at every path; a query makes it go wrong: 404, no-length, short-length, early-close, "
          "stall, slow=<seconds>, dribble, size=<bytes>, as in http://127.0.0.1:8080/plug?size=1025&slow=2",
-         "devices and diagnostics",
+         "diagnostics",
          1,
          [this](const Invocation& words) { Run(words); },
          {"serve", "requests", "stop"}});

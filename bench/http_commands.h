@@ -1,4 +1,4 @@
-// The HTTP server that rate tests and updates download from, at command.
+// The commands of the HTTP server that rate tests and updates download from.
 #pragma once
 
 #include <memory>

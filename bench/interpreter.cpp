@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "bench/process.h"
+#include "bench/text.h"
 #include "bench/text_table.h"
 
 namespace plug::bench {
@@ -57,6 +58,7 @@ Interpreter::Interpreter(Output& output) : prompt([] { return std::string("bench
 
 void Interpreter::Add(ConsoleCommand command) {
     if (!command.alias.empty()) aliases_[command.alias] = command.name;
+    if (std::ranges::find(topics_, command.topic) == topics_.end()) topics_.push_back(command.topic);
     commands_[command.name] = std::move(command);
 }
 
@@ -82,7 +84,9 @@ void Interpreter::Execute(const std::string& line) try {
         words = words.From(1);
     else
         command = Find(words.word(0));
-    if (command == nullptr) throw CommandError("no command \"" + words.word(0) + "\"; help lists them");
+    if (command == nullptr)
+        throw CommandError("there is no command \"" + words.word(0) + "\"" +
+                           DidYouMean(words.word(0), Words()));
     if (words.size() <= command->at_least)
         throw CommandError("usage: " + command->name + " " + command->usage);
     command->run(words);
@@ -109,34 +113,46 @@ std::vector<std::string> Interpreter::Complete(const std::string& line) const {
         else if (second && blank < name.size() && words.word(0) == name.substr(0, blank))
             offer(name.substr(blank + 1));
     }
+    if (second && words.word(0) == "help")
+        for (const std::string& topic : topics_) offer(topic);
     const ConsoleCommand* command = first ? nullptr : FindLonger(words);
     if (command == nullptr && !first) command = Find(words.word(0));
     if (command != nullptr)
-        for (const std::string& text : command->completions) offer(text);
+        for (const std::string& text : command->completions) {
+            const std::size_t place = text.find(kAnyMac);
+            if (place == std::string::npos) offer(text);
+            if (place != std::string::npos && known_macs)
+                for (const std::string& mac : known_macs()) offer(text.substr(0, place) + mac);
+        }
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     return candidates;
 }
 
-void Interpreter::AddNews(int notice, std::function<void()> show) {
-    notices_.push_back(notice);
-    news_.push_back(std::move(show));
+void Interpreter::AddNews(std::function<int()> notice, std::function<void()> show) {
+    news_.push_back({std::move(notice), std::move(show)});
 }
 
 void Interpreter::ShowNews() const {
-    for (const auto& show : news_) show();
+    for (const News& news : news_) news.show();
+}
+
+bool Interpreter::AwaitNews(int timeout, int input) const {
+    ShowNews();
+    std::vector<pollfd> polled = {{input, POLLIN, 0}, {InterruptionDescriptor(), POLLIN, 0}};
+    for (const News& news : news_) polled.push_back({news.notice(), POLLIN, 0});
+    const bool came = poll(polled.data(), polled.size(), timeout) > 0;
+    ShowNews();
+    return came;
 }
 
 void Interpreter::Idle(Milliseconds time) const {
     const auto deadline = std::chrono::steady_clock::now() + time;
-    std::vector<pollfd> polled;
-    for (const int notice : notices_) polled.push_back({notice, POLLIN, 0});
     Milliseconds left = time;
     do {
-        ShowNews();
-        poll(polled.data(), polled.size(), static_cast<int>(left.count()));
+        AwaitNews(static_cast<int>(left.count()));
+        ThrowIfInterrupted();
         left = std::chrono::ceil<Milliseconds>(deadline - std::chrono::steady_clock::now());
     } while (left.count() > 0);
-    ShowNews();
 }
 
 void Interpreter::Show(Json learned, const std::string& text) {
@@ -149,54 +165,91 @@ void Interpreter::Show(const Json& learned) {
 }
 
 void Interpreter::AddCommon() {
-    const std::string group = "console and scripts";
-    Add({"help", "[<command>]", "lists the commands, or tells about one", group, 0,
-         [this](const Invocation& words) { Help(words); }});
-    Add({"echo", "<text>", "prints a text", group, 0, [this](const Invocation& words) {
+    const std::string topic = "script";
+    Add({"help", "[<topic>|<command>]", "lists the topics, the commands of one, or tells about a command",
+         topic, 0, [this](const Invocation& words) { Help(words); }});
+    Add({"echo", "<text>", "prints a text", topic, 0, [this](const Invocation& words) {
              const std::string text = words.RestFrom(1);
              output_.Show({{"echo", text}}, text);
          }});
     Add({"expect",
          "<field> <relation> [<value>]",
          "checks the last answer; relations: == != < > contains exists",
-         group,
+         topic,
          2,
          [this](const Invocation& words) { Expect(words); },
          {"==", "!=", "<", ">", "contains", "exists"}});
-    Add({"keep", "<name> <field>", "keeps a field of the last answer: later lines have it as $<name>", group,
+    Add({"keep", "<name> <field>", "keeps a field of the last answer: later lines have it as $<name>", topic,
          2, [this](const Invocation& words) { kept_[words.word(1)] = FieldText(last, words.word(2)); }});
-    Add({"sleep", "<seconds>", "pauses, showing what comes in", group, 1,
+    Add({"sleep", "<seconds>", "pauses, showing what comes in", topic, 1,
          [this](const Invocation& words) { Idle(ParseSeconds(words.word(1))); }});
-    Add({"shell", "<command>", "runs a shell command; fails when that does", group, 1,
+    Add({"shell", "<command>", "runs a shell command; fails when that does", topic, 1,
          [this](const Invocation& words) { Shell(words); }});
-    Add({"quit-if", "<command>", "ends the bench when the shell command succeeds", group, 1,
+    Add({"quit-if", "<command>", "ends the bench when the shell command succeeds", topic, 1,
          [this](const Invocation& words) {
              const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}});
              if (!outcome.output.empty()) output_.Show({{"text", outcome.output}}, outcome.output);
              done_ = outcome.status == 0;
          }});
-    Add({"quit", "", "ends the bench", group, 0, [this](const Invocation&) { done_ = true; }, {}, "exit"});
+    Add({"quit", "", "ends the bench", topic, 0, [this](const Invocation&) { done_ = true; }, {}, "exit"});
+}
+
+std::vector<std::string> Interpreter::Words() const {
+    std::vector<std::string> words;
+    for (const auto& [name, command] : commands_) words.push_back(name);
+    return words;
 }
 
 void Interpreter::Help(const Invocation& words) {
-    if (words.size() > 1) {
-        const ConsoleCommand* const command = Find(words.RestFrom(1));
-        if (command == nullptr) throw CommandError("no command \"" + words.RestFrom(1) + "\"");
-        output_.Show({{"command", command->name}, {"usage", command->usage}, {"help", command->help}},
-                     "    " + command->name + " " + command->usage + "\n    " + command->help);
-        return;
-    }
-    std::map<std::string, std::string> groups;
+    const std::string asked = words.RestFrom(1);
+    if (asked.empty()) return ListTopics();
+    if (const ConsoleCommand* const command = Find(asked); command != nullptr) return Explain(*command);
+    if (std::ranges::find(topics_, asked) != topics_.end()) return ListTopic(asked);
+    std::vector<std::string> known = Words();
+    known.insert(known.end(), topics_.begin(), topics_.end());
+    throw CommandError("there is no command and no topic \"" + asked + "\"" + DidYouMean(asked, known));
+}
+
+void Interpreter::ListTopics() {
     Json listed = Json::array();
+    std::map<std::string, std::string> lines;
     for (const auto& [name, command] : commands_) {
-        listed.push_back({{"command", name}, {"usage", command.usage}, {"help", command.help}});
-        std::string& lines = groups[command.group];
-        lines.append("    ").append(name).append(24 - std::min<std::size_t>(23, name.size()), ' ');
-        lines.append(command.help).append("\n");
+        listed.push_back({{"command", name},
+                          {"id", command.alias},
+                          {"topic", command.topic},
+                          {"usage", command.usage},
+                          {"help", command.help}});
+        lines[command.topic] += " " + name;
     }
-    std::string text;
-    for (const auto& [group, lines] : groups) text.append(group).append(":\n").append(lines);
+    std::string text = "help <topic> lists a topic's commands, help <command> tells about one:\n";
+    for (const std::string& topic : topics_)
+        text += Cut("  " + topic + std::string(14 - std::min<std::size_t>(13, topic.size()), ' ') +
+                    lines[topic].substr(1)) +
+                "\n";
     output_.Show({{"commands", listed}}, text);
+}
+
+void Interpreter::ListTopic(const std::string& topic) {
+    Json listed = Json::array();
+    std::string text;
+    for (const auto& [name, command] : commands_) {
+        if (command.topic != topic) continue;
+        listed.push_back({{"command", name}, {"id", command.alias}, {"help", command.help}});
+        text += Cut(Format("  %4s  %-22s  ", command.alias.c_str(), name.c_str()) + command.help) + "\n";
+    }
+    output_.Show({{"commands", listed}}, text);
+}
+
+void Interpreter::Explain(const ConsoleCommand& command) {
+    const std::string id = command.alias.empty() ? "" : " (" + command.alias + ")";
+    const std::string usage = command.details.empty() ? command.usage : "";
+    output_.Show({{"command", command.name},
+                  {"id", command.alias},
+                  {"topic", command.topic},
+                  {"usage", command.usage},
+                  {"help", command.help}},
+                 Wrapped(command.name + id + (usage.empty() ? "" : " " + usage), "  ") +
+                     Wrapped(command.help, "    ") + command.details);
 }
 
 void Interpreter::Expect(const Invocation& words) {
@@ -206,10 +259,10 @@ void Interpreter::Expect(const Invocation& words) {
 
 void Interpreter::Shell(const Invocation& words) {
     const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}});
+    ThrowIfInterrupted();  // the terminal has interrupted both
     last = {{"shell", words.RestFrom(1)}, {"status", outcome.status}, {"text", outcome.output}};
     if (!outcome.output.empty() || output_.json()) output_.Show(last, outcome.output);
-    if (outcome.status != 0)
-        throw CommandError("the shell command ended with " + std::to_string(outcome.status));
+    if (outcome.status != 0) throw CommandError("the shell command " + EndingText(outcome.status));
 }
 
 }  // namespace plug::bench

@@ -37,15 +37,19 @@ class Invocation {
     std::vector<std::size_t> starts_;
 };
 
+/// In a completion: every MAC that is known.
+constexpr std::string_view kAnyMac = "<mac>";
+
 struct ConsoleCommand {
     std::string name;   // one word or two; the words that `run` gets begin with the last of them
     std::string usage;  // its words, without the name
     std::string help;
-    std::string group;
+    std::string topic;
     std::size_t at_least = 0;  // words it needs
     std::function<void(const Invocation&)> run;
-    std::vector<std::string> completions{};  // of its words
-    std::string alias{};                     // another name
+    std::vector<std::string> completions{};  // of its words; kAnyMac in one stands for each MAC that is known
+    std::string alias{};                     // another name: a function command's ID
+    std::string details{};                   // more help, in lines
 };
 
 /// A command of a topic, whose commands all work on one object. `Run` is a function of it and an Invocation,
@@ -66,11 +70,11 @@ class Interpreter {
     explicit Interpreter(Output& output);
 
     void Add(ConsoleCommand command);
-    /// Registers a topic's commands as a group. The object must outlive them.
+    /// Registers a topic's commands. The object must outlive them.
     template <class Object, class Run, std::size_t count>
-    void AddTopic(const std::string& group, Object& object, const TopicCommand<Run> (&commands)[count]) {
+    void AddTopic(const std::string& topic, Object& object, const TopicCommand<Run> (&commands)[count]) {
         for (const TopicCommand<Run>& command : commands)
-            Add({command.name, command.usage, command.help, group, command.at_least,
+            Add({command.name, command.usage, command.help, topic, command.at_least,
                  [&object, run = command.run](const Invocation& words) { std::invoke(run, object, words); },
                  Invocation(command.completions).WordsFrom(0)});
     }
@@ -85,11 +89,14 @@ class Interpreter {
     bool done() const { return done_; }
     int expectations() const { return expectations_; }
 
-    /// A side's news: `show` prints what came since its last call, `notice` is readable when there is some.
-    void AddNews(int notice, std::function<void()> show);
-    const std::vector<int>& notices() const { return notices_; }
+    /// A side's news: `show` prints what came since its last call, the descriptor of `notice` (-1 for none)
+    /// is readable when there is some.
+    void AddNews(std::function<int()> notice, std::function<void()> show);
     void ShowNews() const;
-    /// A pause during which news are shown as they come.
+    /// Waits for news, shown as they come, for `input` (-1 for none) or for an interruption. False after
+    /// `timeout`, which may be negative for none.
+    bool AwaitNews(int timeout, int input = -1) const;
+    /// A pause during which news are shown as they come. Throws Interrupted.
     void Idle(Milliseconds time) const;
 
     /// Ends a command: what it learned becomes `last` and is printed, for people as `text`, or as names and
@@ -98,10 +105,15 @@ class Interpreter {
     void Show(const Json& learned);
     Json last;  // what the last command learned
     std::function<std::string()> prompt;
+    std::function<std::vector<std::string>()> known_macs;  // for completion
 
   private:
     void AddCommon();
     void Help(const Invocation& words);
+    void ListTopics();
+    void ListTopic(const std::string& topic);
+    void Explain(const ConsoleCommand& command);
+    std::vector<std::string> Words() const;
     void Expect(const Invocation& words);
     void Shell(const Invocation& words);
 
@@ -111,8 +123,12 @@ class Interpreter {
     std::map<std::string, ConsoleCommand> commands_;
     std::map<std::string, std::string> aliases_;
     std::map<std::string, std::string, std::greater<>> kept_;  // by the names that `keep` gave
-    std::vector<int> notices_;
-    std::vector<std::function<void()>> news_;
+    std::vector<std::string> topics_;  // in the order of their first command
+    struct News {
+        std::function<int()> notice;
+        std::function<void()> show;
+    };
+    std::vector<News> news_;
     bool done_ = false;
     int expectations_ = 0;
 };

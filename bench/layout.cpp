@@ -68,8 +68,45 @@ Json ReadValue(ByteReader& reader, const Field& field) {
     return {};
 }
 
+/// All that the kind holds.
+std::string KindForm(const Field& field) {
+    switch (field.kind) {
+        case FieldKind::kU8:
+            return "0..255";
+        case FieldKind::kU16:
+            return "0..65535";
+        case FieldKind::kU32:
+            return "0..4294967295";
+        case FieldKind::kI32:
+        case FieldKind::kU64:
+            return "a number";
+        case FieldKind::kSwitch:
+            return "on|off";
+        case FieldKind::kMac:
+            return "a MAC";
+        case FieldKind::kIp:
+        case FieldKind::kHostIp:
+            return "an IPv4 address";
+        case FieldKind::kDate:
+            return "a date";
+        case FieldKind::kText:
+            return "at most " + std::to_string(field.size) + " characters";
+        case FieldKind::kRaw:
+            return std::to_string(field.size) + " bytes in hexadecimal";
+        case FieldKind::kRest:
+        case FieldKind::kShortText:
+        case FieldKind::kCountedText:
+            return "text";
+        case FieldKind::kCountedRaw:
+            return "hexadecimal";
+        case FieldKind::kSkip:
+            return "";
+    }
+    return "";
+}
+
 [[noreturn]] void Refuse(const Field& field, const std::string& text) {
-    throw std::invalid_argument(std::string(field.name) + " takes " + ValueForm(field) + ", not \"" + text +
+    throw std::invalid_argument(std::string(field.name) + " takes " + KindForm(field) + ", not \"" + text +
                                 "\"");
 }
 
@@ -127,38 +164,12 @@ std::size_t FieldSize(const Field& field) {
 }
 
 std::string ValueForm(const Field& field) {
-    switch (field.kind) {
-        case FieldKind::kU8:
-            return "0..255";
-        case FieldKind::kU16:
-            return "0..65535";
-        case FieldKind::kU32:
-        case FieldKind::kI32:
-        case FieldKind::kU64:
-            return "a number";
-        case FieldKind::kSwitch:
-            return "on|off";
-        case FieldKind::kMac:
-            return "a MAC";
-        case FieldKind::kIp:
-        case FieldKind::kHostIp:
-            return "an IPv4 address";
-        case FieldKind::kDate:
-            return "eight digits";
-        case FieldKind::kText:
-            return "at most " + std::to_string(field.size) + " characters";
-        case FieldKind::kRaw:
-            return std::to_string(field.size) + " bytes in hexadecimal";
-        case FieldKind::kRest:
-        case FieldKind::kShortText:
-        case FieldKind::kCountedText:
-            return "text";
-        case FieldKind::kCountedRaw:
-            return "hexadecimal";
-        case FieldKind::kSkip:
-            return "";
-    }
-    return "";
+    if (field.most == 0) return KindForm(field);
+    return std::to_string(field.least) + ".." + std::to_string(field.most);
+}
+
+std::string ValueMeaning(const Field& field) {
+    return ValueForm(field) + (*field.note != '\0' ? std::string(", ") + field.note : "");
 }
 
 Json Readable(ConstBytes bytes) {

@@ -39,6 +39,10 @@ struct Field {
     const char* name;
     FieldKind kind;
     std::uint16_t size = 0;  // of kText, kRaw and kSkip
+    // For people and forms; nothing keeps other values from being sent.
+    const char* note = "";    // the unit, or what the values mean
+    std::uint64_t least = 0;  // of what makes sense
+    std::uint64_t most = 0;   // 0: all that the kind holds
 };
 using Fields = std::span<const Field>;
 
@@ -52,7 +56,9 @@ Json ReadFields(ByteReader& reader, Fields fields);
 void WriteField(ByteVector& record, const Field& field, const std::string& text);
 /// The field's size in a record; 0 when it depends on the value.
 std::size_t FieldSize(const Field& field);
-/// How a value of the field is written, as "on|off" or "1.2.3.4", for usage lines.
+/// How a value of the field is written, as "on|off" or "0..255", for usage lines.
 std::string ValueForm(const Field& field);
+/// The same with the field's note: "0..65535, MHz".
+std::string ValueMeaning(const Field& field);
 
 }  // namespace plug::bench

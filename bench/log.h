@@ -11,6 +11,7 @@
 #include <mutex>
 #include <optional>
 
+#include "bench/interruption.h"
 #include "bench/poll_flag.h"
 
 namespace plug::bench {
@@ -44,10 +45,15 @@ class LogOf {
         const std::lock_guard guard(mutex_);
         return events_.size();
     }
-    /// The event with that number, waiting for it until `deadline`.
+    /// The event with that number, waiting for it until `deadline`. Throws Interrupted.
     std::optional<Event> At(std::uint64_t number, std::chrono::steady_clock::time_point deadline) const {
         std::unique_lock lock(mutex_);
-        if (!appended_.wait_until(lock, deadline, [&] { return events_.size() > number; })) return {};
+        const auto came = [&] { return events_.size() > number; };
+        while (!appended_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() + kWaitStep),
+                                     came)) {
+            if (std::chrono::steady_clock::now() >= deadline) return {};
+            ThrowIfInterrupted();
+        }
         return events_[number];
     }
     /// Set when something is appended; for its readers to clear.

@@ -1,5 +1,7 @@
 // plug-bench: the platform's side of the link, and the local peer's side, as a program.
 #include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
 
 #include "bench/capture.h"
 #include "bench/console.h"
@@ -8,6 +10,7 @@
 #include "bench/peer_side.h"
 #include "bench/perf.h"
 #include "bench/platform_side.h"
+#include "bench/reference.h"
 #include "bench/router_commands.h"
 #include "bench/sandbox.h"
 #include "bench/script.h"
@@ -54,6 +57,7 @@ struct Choices {
     bool frames = false;
     std::uint16_t page_port = 8090;
     std::shared_ptr<PageServer> page;  // bound before the sandbox is entered
+    std::shared_ptr<std::istream> lines;  // of the script; opened before the sandbox hides it
     bool json = false;
     bool verbose = false;
     bool sandbox = false;
@@ -61,13 +65,20 @@ struct Choices {
     Mode mode = nullptr;
 };
 
+std::shared_ptr<std::istream> OpenScript(const std::string& path) {
+    if (path == "-") return {&std::cin, [](std::istream*) {}};
+    auto file = std::make_shared<std::ifstream>(path);
+    if (!*file) throw std::runtime_error("cannot read " + path);
+    return file;
+}
+
 /// The script, or the console when there is none. 0 when nothing failed.
-int Converse(Interpreter& interpreter, const std::string& script) {
-    if (script.empty()) {
+int Converse(Interpreter& interpreter, const Choices& choices) {
+    if (choices.script.empty()) {
         RunConsole(interpreter);
         return 0;
     }
-    const bool held = RunScript(interpreter, script);
+    const bool held = RunScript(interpreter, choices.script, *choices.lines);
     interpreter.ShowNews();
     return held ? 0 : 1;
 }
@@ -88,7 +99,7 @@ int ServeAgents(const Choices& choices, Output& output) {
                                std::to_string(platform.register_port()) + " (login port " +
                                std::to_string(platform.login_port()) + "). help lists the commands.");
     }
-    return Converse(interpreter, choices.script);
+    return Converse(interpreter, choices);
 }
 
 /// Only the local peer's side, of an agent that runs already.
@@ -103,7 +114,7 @@ int ServeAsPeer(const Choices& choices, Output& output) {
     if (choices.script.empty())
         output.Show({{"path", options.path}},
                     "start connects to the agent at " + options.path + ". help lists the commands.");
-    return Converse(interpreter, choices.script);
+    return Converse(interpreter, choices);
 }
 
 int PrintDissector(const Choices& choices, Output&) {
@@ -182,6 +193,10 @@ void AddModes(CLI::App& app, Choices& choices) {
     spread->add_option("--svg", choices.spread.svg, "write a plot to this file");
     add("dissector", "print a dissector of both links for Wireshark, with this key and these ports",
         PrintDissector);
+    CLI::App* const reference =
+        add("reference", "print the reference of the function commands (docs/commands.md)",
+            [](const Choices&, Output&) { return PrintReference({}); });
+    reference->parse_complete_callback([&choices] { choices.sandbox = true; });
     for (CLI::App* const measuring : {perf, soak})
         measuring->parse_complete_callback([&choices] { choices.sandbox |= geteuid() == 0; });
 }
@@ -204,6 +219,7 @@ int Main(int argc, char** argv) {
     if (!choices.capture.empty()) watchers.CaptureTo(choices.capture);  // outside of a sandbox
     choices.platform.tap = choices.peer.tap = watchers.tap();
     if (choices.mode == ServePage) choices.page = std::make_shared<PageServer>(choices.page_port);
+    if (!choices.script.empty()) choices.lines = OpenScript(choices.script);
     if (choices.sandbox) EnterSandbox();
     Output output(choices.json);
     return choices.mode(choices, output);

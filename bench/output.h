@@ -10,15 +10,15 @@ namespace plug::bench {
 
 class Output {
   public:
-    explicit Output(bool json) : json_(json) {}
+    explicit Output(bool json, FILE* to = stdout) : json_(json), to_(to) {}
 
     /// Prints the object in JSON mode, else the text.
     void Show(const Json& object, const std::string& text) {
         if (instead) return instead(object, text);
         if (before) before();
         const std::string line = json_ ? object.dump(-1, ' ', false, Json::error_handler_t::replace) : text;
-        fprintf(stdout, "%s%s", line.c_str(), line.ends_with('\n') ? "" : "\n");
-        fflush(stdout);
+        fprintf(to_, "%s%s", line.c_str(), line.ends_with('\n') ? "" : "\n");
+        fflush(to_);
         if (after) after();
     }
     bool json() const { return json_; }
@@ -31,6 +31,7 @@ class Output {
 
   private:
     bool json_;
+    FILE* to_;
 };
 
 }  // namespace plug::bench

@@ -12,7 +12,8 @@
 namespace plug::bench {
 namespace {
 
-constexpr char kGroup[] = "the local peer";
+constexpr char kTopic[] = "peer";
+constexpr char kMischief[] = "peer-mischief";
 constexpr char kHexadecimal[] = "hex=";
 constexpr std::string_view kHarmless = R"({"bench":"mischief"})";  // what mischief reports
 constexpr std::uint16_t kHarmlessId = 84;
@@ -65,13 +66,14 @@ PeerSide::PeerSide(Interpreter& interpreter, const PeerOptions& options, const s
     AddReports();
     AddMischief();
     AddWaits();
-    interpreter_.AddNews(peer_.log().notice().descriptor(), [this] { ShowNews(); });
+    interpreter_.AddNews([this] { return peer_.log().notice().descriptor(); }, [this] { ShowNews(); });
 }
 
 void PeerSide::Add(const std::string& name, const std::string& usage, const std::string& help,
-                   std::size_t at_least, Action run, std::vector<std::string> completions) {
+                   std::size_t at_least, Action run, std::vector<std::string> completions,
+                   const char* topic) {
     const std::string full_name = prefix_.empty() ? name : prefix_ + " " + name;
-    interpreter_.Add({full_name, usage, help, kGroup, at_least, std::move(run), std::move(completions)});
+    interpreter_.Add({full_name, usage, help, topic, at_least, std::move(run), std::move(completions)});
 }
 
 void PeerSide::ShowNews() {
@@ -195,7 +197,7 @@ void PeerSide::AddReports() {
 void PeerSide::Report(const Invocation& words) {
     const CommandForm* const row = Find(LocalReports(), words.word(1));
     if (row == nullptr)
-        throw CommandError("no report \"" + words.word(1) + "\"; there are 81, 84, 86 and 89");
+        throw CommandError("there is no report \"" + words.word(1) + "\", only 81, 84, 86 and 89");
     Require(peer_.Send(row->id, ReportPayload(*row, words.WordsFrom(2))));
 }
 
@@ -219,16 +221,20 @@ void PeerSide::Devices(const Invocation& words) {
 void PeerSide::AddMischief() {
     using Frame = std::function<ByteVector()>;
     const auto simple = [this](const char* name, const char* help, const Frame& frame) {
-        Add(name, "", help, 0, [this, frame](const Invocation&) { Require(peer_.SendBytes(frame())); });
+        Add(
+            name, "", help, 0, [this, frame](const Invocation&) { Require(peer_.SendBytes(frame())); }, {},
+            kMischief);
     };
     const auto harmless = [this] { return peer_.Frame(kHarmlessId, AsBytes(kHarmless)); };
     simple("bad-head", "a report whose head is wrong", [=] { return WithWrongHead(harmless()); });
     simple("bad-checksum", "a report whose checksum is wrong", [=] { return WithWrongSum(harmless()); });
-    Add("repeat-sequence", "", "a report, and another one with its sequence", 0,
+    Add(
+        "repeat-sequence", "", "a report, and another one with its sequence", 0,
         [this, harmless](const Invocation&) {
             Require(peer_.SendBytes(harmless()) &&
                     peer_.SendBytes(peer_.RepeatedFrame(kHarmlessId, AsBytes(kHarmless))));
-        });
+        },
+        {}, kMischief);
     simple("long-length", "a report that announces more bytes than come",
            [=] { return WithLength(harmless(), kTooLong); });
     simple("empty", "a frame without a payload", [this] { return peer_.Frame(kHarmlessId, {}); });
@@ -238,8 +244,10 @@ void PeerSide::AddMischief() {
         frame.resize(frame.size() / 2);
         return frame;
     });
-    Add("raw", "<hex>", "bytes as they are", 1,
-        [this](const Invocation& words) { Require(peer_.SendBytes(ParseHex(words.RestFrom(1)))); });
+    Add(
+        "raw", "<hex>", "bytes as they are", 1,
+        [this](const Invocation& words) { Require(peer_.SendBytes(ParseHex(words.RestFrom(1)))); }, {},
+        kMischief);
 }
 
 // --- waits ---
@@ -248,7 +256,7 @@ void PeerSide::AddWaits() {
     const auto add = [this](PeerEventKind kind, const std::string& usage, const std::string& help) {
         const std::string event = (prefix_.empty() ? "" : prefix_ + "-") + Name(kind);
         interpreter_.Add(
-            {"wait " + event, usage, help, kGroup, 0,
+            {"wait " + event, usage, help, kTopic, 0,
              [this, kind](const Invocation& words) { WaitFor(kind, words); },
              kind == PeerEventKind::kRequest ? Names(LocalRequests()) : std::vector<std::string>()});
     };

@@ -20,7 +20,7 @@ class PeerSide {
     using Action = std::function<void(const Invocation&)>;
 
     void Add(const std::string& name, const std::string& usage, const std::string& help, std::size_t at_least,
-             Action run, std::vector<std::string> completions = {});
+             Action run, std::vector<std::string> completions = {}, const char* topic = "peer");
     void AddConnection();
     void AddAnswers();
     void AddReports();

@@ -5,7 +5,7 @@
 namespace plug::bench {
 namespace {
 
-constexpr char kGroup[] = "plug data";
+constexpr char kTopic[] = "plug-data";
 constexpr std::uint8_t kPortForward = 9;
 constexpr std::uint8_t kOnlineInterval = 18;
 constexpr std::uint8_t kProgress = 3;
@@ -124,7 +124,7 @@ void AddOrder(Dialog& dialog, const PlugOrder& order, const HttpCommands& http) 
         completions.push_back(std::string(key.name) + "=");
         help += " " + std::string(key.name);
     }
-    dialog.interpreter().Add({order.name, "[<key>=<value>]...", help, kGroup, 0,
+    dialog.interpreter().Add({order.name, "[<key>=<value>]...", help, kTopic, 0,
                               [&dialog, &order, &http](const Invocation& words) {
                                   SendOrder(dialog, order, http.server(), words);
                               },
@@ -156,8 +156,8 @@ constexpr DialogCommand kCommands[] = {
 
 void AddPlugCommands(Dialog& dialog, const HttpCommands& http) {
     for (const PlugOrder& order : kOrders) AddOrder(dialog, order, http);
-    dialog.interpreter().AddTopic(kGroup, dialog, kCommands);
-    dialog.interpreter().AddTopic("raw", dialog, kRawCommands);
+    dialog.interpreter().AddTopic(kTopic, dialog, kCommands);
+    dialog.interpreter().AddTopic("bytes", dialog, kRawCommands);
 }
 
 }  // namespace plug::bench

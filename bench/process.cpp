@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,8 @@
 #include <fstream>
 #include <sstream>
 #include <system_error>
+
+#include "bench/interruption.h"
 
 namespace plug::bench {
 namespace {
@@ -45,14 +48,15 @@ std::vector<std::string> Environment(const std::vector<std::string>& added) {
 }
 
 /// The child's part, between fork and exec: nothing here allocates.
-[[noreturn]] void Become(char* const* argv, char* const* environment, const char* directory, int output,
+[[noreturn]] void Become(char* const* argv, char* const* environment, const ProcessSpec& spec, int output,
                          int failure) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);  // whoever opened them
+    if (spec.own_group) setpgid(0, 0);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    const bool placed = *directory == '\0' || chdir(directory) == 0;
+    const bool placed = spec.directory.empty() || chdir(spec.directory.c_str()) == 0;
     if (placed && (output < 0 || (dup2(output, STDOUT_FILENO) >= 0 && dup2(output, STDERR_FILENO) >= 0)))
         execvpe(argv[0], argv, environment);
     const int error = errno;
@@ -73,7 +77,7 @@ Process::Process(const ProcessSpec& spec) {
     if (pipe2(failure, O_CLOEXEC) != 0) throw SystemError("pipe");
 
     pid_ = fork();
-    if (pid_ == 0) Become(argv.data(), environment.data(), spec.directory.c_str(), output[1], failure[1]);
+    if (pid_ == 0) Become(argv.data(), environment.data(), spec, output[1], failure[1]);
     close(failure[1]);
     if (output[1] >= 0) close(output[1]);
     int error = pid_ < 0 ? errno : 0;
@@ -84,6 +88,7 @@ Process::Process(const ProcessSpec& spec) {
         if (pipe_ >= 0) close(pipe_);
         throw SystemError("starting " + spec.argv.at(0), error);
     }
+    end_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
     if (spec.capture) collector_ = std::thread([this] { Collect(); });
 }
 
@@ -98,6 +103,7 @@ Process::~Process() {
         collector_.join();
     }
     if (pipe_ >= 0) close(pipe_);
+    if (end_ >= 0) close(end_);
 }
 
 void Process::Collect() {
@@ -141,6 +147,13 @@ std::optional<int> Process::WaitExit(Milliseconds timeout) {
     return status_;
 }
 
+std::string EndingText(int status) {
+    if (status <= 128 || status > 128 + SIGRTMAX) return "exited with status " + std::to_string(status);
+    const char* const name = sigabbrev_np(status - 128);
+    return "was killed by " +
+           (name != nullptr ? "SIG" + std::string(name) : "signal " + std::to_string(status - 128));
+}
+
 std::string Process::Output() const {
     const std::lock_guard guard(mutex_);
     return output_;
@@ -178,6 +191,7 @@ bool WaitUntil(const std::function<bool()>& done, Milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (!done()) {
         if (std::chrono::steady_clock::now() >= deadline) return false;
+        ThrowIfInterrupted();
         std::this_thread::sleep_for(kLook);
     }
     return true;

@@ -22,6 +22,7 @@ struct ProcessSpec {
     std::vector<std::string> environment{};  // "NAME=value", added to or replacing the caller's
     std::string directory{};                 // empty: the caller's
     bool capture = true;                     // false: its output goes where the caller's goes
+    bool own_group = false;                  // Ctrl-C in the terminal does not reach it
 };
 
 /// A child process. It dies with this object, and with the thread that started it.
@@ -35,6 +36,8 @@ class Process {
 
     pid_t pid() const { return pid_; }
     bool Running();
+    /// Readable once it has ended.
+    int end_descriptor() const { return end_; }
     void Signal(int number);
     /// SIGKILL, and reaped.
     void Kill();
@@ -54,6 +57,7 @@ class Process {
     void Collect();
 
     pid_t pid_ = -1;
+    int end_ = -1;
     std::optional<int> status_;
     int pipe_ = -1;
     std::thread collector_;
@@ -71,7 +75,10 @@ struct Outcome {
 };
 Outcome Run(const ProcessSpec& spec, Milliseconds timeout = Milliseconds(30000));
 
-/// Looks at `done` every few milliseconds until it holds; false after `timeout`.
+/// How a process ended, by its status as of WaitExit: "exited with status 255", "was killed by SIGKILL".
+std::string EndingText(int status);
+
+/// Looks at `done` every few milliseconds until it holds; false after `timeout`. Throws Interrupted.
 bool WaitUntil(const std::function<bool()>& done, Milliseconds timeout);
 /// Waits until the file is there with exactly this content, as for "003\n" in the agent's status file.
 bool WaitForFile(const std::string& path, const std::string& content, Milliseconds timeout);

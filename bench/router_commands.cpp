@@ -4,6 +4,7 @@
 
 #include "bench/router_state.h"
 #include "bench/text.h"
+#include "bench/text_table.h"
 
 namespace plug::bench {
 namespace {
@@ -104,16 +105,30 @@ void WaitForDevice(Interpreter& interpreter, const Invocation& words) {
         Apply(wanted, words.WordsFrom(4));
         if (wanted == device) return interpreter.Show(device);
         if (std::chrono::steady_clock::now() >= deadline)
-            throw CommandError("waited " + words.word(3) + " s for " + words.RestFrom(4) + " of " +
-                               MacText(mac) + " in vain");
+            throw CommandError("waited " + words.word(3) + " s, but " + MacText(mac) + " did not get " +
+                               words.RestFrom(4));
         interpreter.Idle(Milliseconds(100));
     }
+}
+
+/// All of it is learned; people see what fits a line.
+void ListDevices(Interpreter& interpreter, const Json& devices) {
+    Json rows = Json::array();
+    for (const Json& device : devices) {
+        Json row;
+        for (const char* key : {"mac", "name", "address", "online", "access"}) {
+            const Json value = device.value(key, Json());
+            row[key] = value.is_boolean() ? Json(value.get<bool>() ? "on" : "off") : value;
+        }
+        rows.push_back(std::move(row));
+    }
+    interpreter.Show({{"devices", devices}}, rows.empty() ? "    none" : Lines({{"devices", rows}}));
 }
 
 void RunDevice(Interpreter& interpreter, const Invocation& words) {
     const RouterState router = RouterState::OfEnvironment();
     const std::string& action = words.word(1);
-    if (action == "list") return interpreter.Show({{"devices", router.Read()["devices"]}});
+    if (action == "list") return ListDevices(interpreter, router.Read()["devices"]);
     if (action == "wait") return WaitForDevice(interpreter, words);
     if (words.size() < 3) throw CommandError("device " + action + " needs a MAC");
     const MacAddress mac = MacOf(words.word(2));
@@ -133,15 +148,18 @@ void RunDevice(Interpreter& interpreter, const Invocation& words) {
 
 void AddRouterCommands(Interpreter& interpreter) {
     std::string keys;
-    std::vector<std::string> completions = {"add", "set", "remove", "list", "wait"};
+    std::vector<std::string> completions = {"add", "set", "remove", "list", "wait", std::string(kAnyMac)};
     for (const Property& property : kProperties) {
         keys += " " + std::string(property.key);
-        completions.push_back(std::string(property.key) + "=");
+        const std::string key = std::string(property.key) + "=";
+        completions.push_back(key);
+        if (property.form == Form::kSwitch) completions.insert(completions.end(), {key + "on", key + "off"});
     }
     interpreter.Add(
         {"device", "add|set|remove|wait|list [<mac>] [<seconds>] [<property>=<value>]...",
-         "the devices of the simulated home; wait watches one for some seconds; properties:" + keys, "router",
-         1, [&interpreter](const Invocation& words) { RunDevice(interpreter, words); }, completions});
+         "the devices of the simulated home; wait watches one for some seconds; properties:" + keys,
+         "simulator", 1, [&interpreter](const Invocation& words) { RunDevice(interpreter, words); },
+         completions});
 }
 
 }  // namespace plug::bench

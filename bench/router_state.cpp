@@ -55,6 +55,14 @@ Json* RouterState::FindDevice(Json& home, const MacAddress& mac) {
     return nullptr;
 }
 
+std::vector<std::string> RouterState::DeviceMacs() const {
+    std::vector<std::string> macs;
+    const Json home = Json::parse(ReadFile(path_), nullptr, false);
+    if (!home.is_object() || !home.contains("devices")) return macs;
+    for (const Json& device : home["devices"]) macs.push_back(device.value("mac", ""));
+    return macs;
+}
+
 std::optional<Json> RouterState::Device(const MacAddress& mac) const {
     Json home = Read();
     const Json* const device = FindDevice(home, mac);

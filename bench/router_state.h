@@ -23,6 +23,8 @@ class RouterState {
 
     /// The device with that MAC in a state, or nullptr.
     static Json* FindDevice(Json& home, const MacAddress& mac);
+    /// The MACs of all devices; none while there is no file.
+    std::vector<std::string> DeviceMacs() const;
     /// One device as it is now; none when it is not in the file.
     std::optional<Json> Device(const MacAddress& mac) const;
 

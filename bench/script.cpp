@@ -1,8 +1,5 @@
 #include "bench/script.h"
 
-#include <fstream>
-#include <iostream>
-
 namespace plug::bench {
 namespace {
 
@@ -13,12 +10,7 @@ void Complain(Interpreter& interpreter, const std::string& path, int line, const
 
 }  // namespace
 
-bool RunScript(Interpreter& interpreter, const std::string& path) {
-    std::ifstream file;
-    if (path != "-") file.open(path);
-    if (path != "-" && !file) throw CommandError("cannot read " + path);
-    std::istream& lines = path == "-" ? std::cin : file;
-
+bool RunScript(Interpreter& interpreter, const std::string& path, std::istream& lines) {
     int line_number = 0;
     int wrong = 0;
     bool ended_early = false;

@@ -40,4 +40,14 @@ inline NamedValue ParseNamed(const std::string& word) {
     return {word.substr(0, equals), word.substr(equals + 1)};
 }
 
+/// Of some words the one that was probably meant; empty when none is near.
+std::string Nearest(const std::string& word, const std::vector<std::string>& words);
+/// "; did you mean x?", or nothing.
+std::string DidYouMean(const std::string& word, const std::vector<std::string>& words);
+
+/// The text in lines of at most 79 characters, each behind the indent.
+std::string Wrapped(const std::string& text, const std::string& indent);
+/// The line, cut to 79 characters and ended with "..." when it is longer.
+std::string Cut(const std::string& line);
+
 }  // namespace plug::bench

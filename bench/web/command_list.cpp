@@ -73,7 +73,7 @@ std::size_t Needed(const CommandForm& form) {
 
 Json Command(const ConsoleCommand& command) {
     Json shown = {{"name", command.name},         {"usage", command.usage},
-                  {"help", command.help},         {"group", command.group},
+                  {"help", command.help},         {"group", command.topic},
                   {"at_least", command.at_least}, {"completions", command.completions}};
     const CommandForm* const form = Find(CommandForms(), command.name);
     if (form == nullptr) return shown;

@@ -71,20 +71,16 @@ void Page::Run(PageServer& server) {
     EndAtSignals(ended);
     server.Serve(feed_, {.commands = [commands = CommandList(interpreter_)] { return commands; },
                          .run = [this](const std::string& line) { return OrderLine(line); }});
-    std::vector<pollfd> polled = {{ordered_.descriptor(), POLLIN, 0}, {ended.descriptor(), POLLIN, 0}};
-    for (const int notice : interpreter_.notices()) polled.push_back({notice, POLLIN, 0});
-    while (!interpreter_.done() && polled[1].revents == 0) {
-        poll(polled.data(), polled.size(), static_cast<int>(kLook.count()));
-        interpreter_.ShowNews();
-        if (polled[0].revents != 0) {
-            ordered_.Clear();
-            std::deque<Order> orders;
-            {
-                const std::lock_guard guard(mutex_);
-                orders.swap(orders_);
-            }
-            for (Order& order : orders) CarryOut(order);
+    pollfd end = {ended.descriptor(), POLLIN, 0};
+    while (!interpreter_.done() && poll(&end, 1, 0) == 0) {
+        interpreter_.AwaitNews(static_cast<int>(kLook.count()), ordered_.descriptor());
+        ordered_.Clear();
+        std::deque<Order> orders;
+        {
+            const std::lock_guard guard(mutex_);
+            orders.swap(orders_);
         }
+        for (Order& order : orders) CarryOut(order);
         NoteOwn();
     }
     feed_.Close();

@@ -196,7 +196,7 @@ LinkEvent AgentTest::Await(EventKind kind) {
 
 LinkEvent AgentTest::Await(const std::string& what, const EventMatch& matches) {
     auto event = cursor_->WaitFor(matches, kPatience);
-    if (!event) GiveUp("the platform waits in vain for: " + what);
+    if (!event) GiveUp("this did not come to the platform: " + what);
     return *event;
 }
 

@@ -44,7 +44,7 @@ class Local : public AgentTest {
     }
     PeerEvent AwaitRequest(std::uint16_t func_id) {
         auto request = peer_->WaitFor(IsRequest(func_id), kPatience);
-        if (!request) throw std::runtime_error("the local peer waits in vain for " + std::to_string(func_id));
+        if (!request) throw std::runtime_error("the local peer was not asked " + std::to_string(func_id));
         return *request;
     }
     void Answer(std::uint16_t id, const PeerAnswer& answer) { peer_->answers().Set(id, answer); }

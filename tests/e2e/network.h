@@ -17,7 +17,7 @@ namespace plug::e2e {
 inline std::string Shell(const std::string& command) {
     const bench::Outcome outcome = bench::Run({.argv = {"/bin/sh", "-ec", command}});
     if (outcome.status != 0)
-        throw std::runtime_error(command + " ended with " + std::to_string(outcome.status) + ": " +
+        throw std::runtime_error(command + " exited with status " + std::to_string(outcome.status) + ": " +
                                  outcome.output);
     return outcome.output;
 }
