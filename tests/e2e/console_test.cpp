@@ -145,9 +145,8 @@ TEST_F(Console, TellsHowTheAgentEnded) {
     AwaitRunning(false);
     Type("wait bad-frame 500\n");
     AwaitRunning(true);
-    const pid_t agent = static_cast<pid_t>(
-        std::stoi(bench::Run({.argv = {"pgrep", "-P", std::to_string(child_), "-x", "plug"}}).output));
-    kill(agent, SIGTERM);
+    const std::vector<std::string> end = {"pkill", "-TERM", "-P", std::to_string(child_), "-x", "plug"};
+    EXPECT_TRUE(WaitUntil([&] { return bench::Run({.argv = end}).status == 0; }, std::chrono::seconds(30)));
     Expect("was killed by SIGTERM");
     Type(kCtrlC);
     Expect("interrupted");
