@@ -131,19 +131,17 @@ export function commands(section) {
     const found = bench.commands.commands
       .filter(
         ({name, help, id, group}) =>
-          group !== 'console and scripts' && `${name} ${id ?? ''} ${help}`.toLowerCase().includes(wanted),
+          group !== 'script' && `${name} ${id ?? ''} ${help}`.toLowerCase().includes(wanted),
       )
       .sort((one, other) => (one.id ?? 0) - (other.id ?? 0));
-    const groups = [...new Set(['function commands', ...found.map(({group}) => group)])].filter(name =>
-      found.some(({group}) => group === name),
-    );
+    const groups = [...new Set(found.map(({group}) => group))];
     draw(list, {found: found.map(({name}) => name), chosen}, () =>
       found.length === 0
         ? h('p', {class: 'empty'}, 'No such command.')
         : groups.map(group =>
             h(
               'details',
-              {open: wanted !== '' || group === 'function commands'},
+              {open: wanted !== '' || found.some(command => command.group === group && command.id)},
               h('summary', {}, group),
               found
                 .filter(command => command.group === group)
