@@ -54,7 +54,7 @@ const Json* FieldOf(const Json& answer, const std::string& field) {
 
 }  // namespace
 
-std::string FieldText(const Json& answer, const std::string& field) {
+std::string TextOfField(const Json& answer, const std::string& field) {
     const Json* const found = FieldOf(answer, field);
     if (found == nullptr) throw CommandError("the last answer has no field " + field);
     return Inline(*found);

@@ -17,7 +17,7 @@ struct ExpectationFailed : CommandError {
 };
 
 /// The field of an answer that an expectation would look at. Throws CommandError when it is not there.
-std::string FieldText(const Json& answer, const std::string& field);
+std::string TextOfField(const Json& answer, const std::string& field);
 
 /// Whether `field` of an answer, as "fields.entries.0.name" or, short, "entries.0.name", stands in the
 /// relation to `value`: ==, !=, <, >, contains, exists. Numbers are compared as numbers. Throws

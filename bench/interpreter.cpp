@@ -180,7 +180,7 @@ void Interpreter::AddCommon() {
          [this](const Invocation& words) { Expect(words); },
          {"==", "!=", "<", ">", "contains", "exists"}});
     Add({"keep", "<name> <field>", "keeps a field of the last answer: later lines have it as $<name>", topic,
-         2, [this](const Invocation& words) { kept_[words.word(1)] = FieldText(last, words.word(2)); }});
+         2, [this](const Invocation& words) { kept_[words.word(1)] = TextOfField(last, words.word(2)); }});
     Add({"sleep", "<seconds>", "pauses, showing what comes in", topic, 1,
          [this](const Invocation& words) { Idle(ParseSeconds(words.word(1))); }});
     Add({"shell", "<command>", "runs a shell command; fails when that does", topic, 1,
