@@ -33,15 +33,16 @@ std::string Headline(const Json& frame) {
 }  // namespace
 
 void FrameWatch::Attach(Interpreter& interpreter) {
-    interpreter.AddNews([this] { return notice_.descriptor(); }, [this, &output = interpreter.output()] {
-        notice_.Clear();
-        std::deque<Seen> seen;
-        {
-            const std::lock_guard guard(mutex_);
-            seen.swap(seen_);
-        }
-        for (const Seen& one : seen) Show(one, output);
-    });
+    interpreter.AddNews([this] { return notice_.descriptor(); },
+                        [this, &output = interpreter.output()] {
+                            notice_.Clear();
+                            std::deque<Seen> seen;
+                            {
+                                const std::lock_guard guard(mutex_);
+                                seen.swap(seen_);
+                            }
+                            for (const Seen& one : seen) Show(one, output);
+                        });
 }
 
 void FrameWatch::Note(const Passed& passed) {

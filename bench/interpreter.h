@@ -123,7 +123,7 @@ class Interpreter {
     std::map<std::string, ConsoleCommand> commands_;
     std::map<std::string, std::string> aliases_;
     std::map<std::string, std::string, std::greater<>> kept_;  // by the names that `keep` gave
-    std::vector<std::string> topics_;  // in the order of their first command
+    std::vector<std::string> topics_;                          // in the order of their first command
     struct News {
         std::function<int()> notice;
         std::function<void()> show;

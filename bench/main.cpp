@@ -56,7 +56,7 @@ struct Choices {
     std::string capture;
     bool frames = false;
     std::uint16_t page_port = 8090;
-    std::shared_ptr<PageServer> page;  // bound before the sandbox is entered
+    std::shared_ptr<PageServer> page;     // bound before the sandbox is entered
     std::shared_ptr<std::istream> lines;  // of the script; opened before the sandbox hides it
     bool json = false;
     bool verbose = false;

@@ -88,7 +88,7 @@ test('a line comes as JSON, so that no form of another site can send it', async 
   assert.equal((await ask('/run', {method: 'POST', body: '[1]', 'Content-Type': 'application/json'})).status, 400);
   const outcome = JSON.parse((await order({})).text);
   assert.deepEqual(outcome, {line: 'echo x', answers: [{echo: 'x'}]});
-  assert.match((await run(bench.url, 'shell exit 3')).failed, /ended with 3/);
+  assert.match((await run(bench.url, 'shell exit 3')).failed, /exited with status 3/);
 });
 
 test('only loopback is listened on', async () => {

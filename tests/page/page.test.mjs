@@ -98,7 +98,7 @@ test('what fails is said, by a line and by a switch', async () => {
   page = await open('commands');
   await page.getByLabel('A line of the console').fill('no-such-command');
   await page.keyboard.press('Enter');
-  await page.getByText('✕ no command "no-such-command"').waitFor();
+  await page.getByText('✕ there is no command "no-such-command"').waitFor();
   await go(page, 'devices');
   await row(kLaptop).getByLabel('Limit up of laptop').fill('5');
   await run(bench.url, 'stop-agent');
