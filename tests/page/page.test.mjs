@@ -152,6 +152,7 @@ test('a window is set for its day, seen, changed and removed', async () => {
 
 test("now is marked on the bench's day", async () => {
   page = await open('windows');
+  await page.locator('.now').waitFor();
   const {day} = await page.evaluate(async () => (await import('/bench.js')).bench.state.clock);
   const bench_day = ((new Date().getDay() + 6) % 7) + 1; // the bench has this process's time zone
   assert.equal(day, bench_day);
