@@ -139,7 +139,7 @@ TEST_F(Console, TellsHowTheAgentEnded) {
     LogIn();
     Run("disconnect", "exited with status 255; its last state is 005, sent away by the platform");
     LogIn();
-    Run("shell kill -SEGV $(pgrep -P $PPID -x plug)", "the agent started here was killed by SIGSEGV");
+    Run("shell kill -KILL $(pgrep -P $PPID -x plug)", "the agent started here was killed by SIGKILL");
     LogIn();
     // Also while a command waits, and no more than once.
     AwaitRunning(false);
