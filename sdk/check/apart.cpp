@@ -157,7 +157,7 @@ Library::Library(const char* path, int seconds) : path_(path), seconds_(seconds)
 Outcome Library::Survey(std::vector<const char*>& missing, std::string& file) const {
     const std::span<const Function> functions = Functions();
     Notes& notes = *Memory().notes;
-    const Outcome outcome = Apart(seconds_, [&] {
+    Outcome outcome = Apart(seconds_, [&] {
         void* const library = Load(path_);
         if (library == nullptr) return End::kUnloadable;
         for (std::size_t i = 0; i < functions.size(); ++i)

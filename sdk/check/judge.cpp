@@ -51,6 +51,7 @@ std::vector<Bytes> Checker::Records(const Function& function, const Outcome& out
     const std::size_t size = RecordSize(function);
     JudgeExtent(function, outcome, static_cast<std::size_t>(count) * size, static_cast<std::size_t>(count));
     std::vector<Bytes> records;
+    records.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         records.push_back(Bytes(outcome.out).subspan(static_cast<std::size_t>(i) * size, size));
     return records;

@@ -46,9 +46,7 @@ std::size_t SendWhole(int socket, std::span<const std::uint8_t> bytes, int milli
             sent += static_cast<std::size_t>(count);
         } else if (count < 0 && errno == EINTR) {
             continue;
-        } else if (count == 0 || errno != EAGAIN || sent == 0) {
-            break;
-        } else if (!WaitWritable(socket, {}, deadline)) {
+        } else if (count == 0 || errno != EAGAIN || sent == 0 || !WaitWritable(socket, {}, deadline)) {
             break;
         }
     }
