@@ -4,7 +4,6 @@
 
 #include <future>
 
-#include "bench/local_peer.h"
 #include "fixture.h"
 
 namespace plug::e2e {

@@ -6,7 +6,6 @@
 #include <map>
 #include <set>
 
-#include "bench/local_peer.h"
 #include "bench/router_state.h"
 #include "fixture.h"
 #include "network.h"

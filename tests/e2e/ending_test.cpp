@@ -2,7 +2,6 @@
 #include <csignal>
 #include <filesystem>
 
-#include "bench/local_peer.h"
 #include "fixture.h"
 
 namespace plug::e2e {
@@ -29,10 +28,7 @@ class Ending : public AgentTest {
 TEST_F(Ending, ASignalEndsEverythingInOrder) {
     LogIn();
     LocalPeer peer;
-    auto peer_events = peer.FromStart();
-    ASSERT_TRUE(peer.Connect());
-    ASSERT_TRUE(peer.AskState());
-    ASSERT_TRUE(peer_events.WaitFor(IsRequest(998), kPatience));
+    Connect(peer);
     EXPECT_EQ(0, Ask(8, kPing).result());
     ASSERT_TRUE(WaitUntil(PingRuns, kPatience));
     const auto threads = Threads();
@@ -47,7 +43,7 @@ TEST_F(Ending, ASignalEndsEverythingInOrder) {
     AwaitStatuses("103");
     EXPECT_FALSE(PingRuns());
     EXPECT_FALSE(std::filesystem::exists(kSocketPath));
-    const auto notice = peer_events.WaitFor(IsRequest(998), kPatience);
+    const auto notice = peer.WaitFor(IsRequest(998), kPatience);
     ASSERT_TRUE(notice);
     EXPECT_TRUE(notice->text().find("offline") != std::string_view::npos) << notice->text();
     EXPECT_EQ("closed by the agent", Await(EventKind::kClosed).note);
@@ -100,9 +96,7 @@ TEST_F(Ending, ASilentLocalPeerDoesNotHoldIt) {
     LogIn();
     LocalPeer peer;
     peer.answers().Set(kMeshSwitch, {.silent = true});
-    ASSERT_TRUE(peer.Connect());
-    ASSERT_TRUE(peer.AskState());
-    ASSERT_TRUE(peer.WaitFor(IsRequest(998), kPatience));
+    Connect(peer);
     Send(kMeshSwitch);
     ASSERT_TRUE(peer.WaitFor(IsRequest(kMeshSwitch), kPatience));
     agent_->Signal(SIGTERM);

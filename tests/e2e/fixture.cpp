@@ -131,6 +131,13 @@ int AgentTest::AwaitExit() {
     return *status;
 }
 
+PeerEvent AgentTest::Connect(LocalPeer& peer) {
+    if (!peer.Connect() || !peer.AskState()) GiveUp("no connection to the local socket");
+    auto state = peer.WaitFor(IsRequest(998), kPatience);
+    if (!state) GiveUp("the local peer was not told the state");
+    return *state;
+}
+
 std::map<std::string, pid_t> AgentTest::Threads() const {
     std::map<std::string, pid_t> threads;
     const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(agent_->pid()) + "/task");

@@ -14,6 +14,7 @@
 #include <map>
 
 #include "bench/agent_process.h"
+#include "bench/local_peer.h"
 #include "preload/test_clock.h"
 
 namespace plug::e2e {
@@ -64,6 +65,8 @@ class AgentTest : public testing::Test {
     /// Ends it and looks at what it has printed.
     void StopAgent();
     int AwaitExit();
+    /// Connects a local peer and asks for the agent's state, which is returned: from then on it is served.
+    static PeerEvent Connect(LocalPeer& peer);
     /// The numbers of its threads, by name.
     std::map<std::string, pid_t> Threads() const;
 

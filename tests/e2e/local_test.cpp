@@ -4,7 +4,6 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "bench/local_peer.h"
 #include "fixture.h"
 
 namespace plug::e2e {
@@ -37,9 +36,8 @@ class Local : public AgentTest {
     }
     /// Connects and waits until the agent serves the connection.
     void Connect() {
-        if (!peer_->Connect()) throw std::runtime_error("no local socket");
-        if (!peer_->AskState()) throw std::runtime_error("no connection");
-        EXPECT_EQ(R"({"pluginState":"online","pluginVersion":"2.0.0.7-20221227"})", AwaitRequest(998).text());
+        EXPECT_EQ(R"({"pluginState":"online","pluginVersion":"2.0.0.7-20221227"})",
+                  AgentTest::Connect(*peer_).text());
         Ask(kMeshSupport);  // the agent may still be about to take the question for its state as a reply
     }
     PeerEvent AwaitRequest(std::uint16_t func_id) {

@@ -4,7 +4,6 @@
 #include <csignal>
 
 #include "bench/http_server.h"
-#include "bench/local_peer.h"
 #include "bench/router_state.h"
 #include "bench/sandbox.h"
 #include "fixture.h"
@@ -255,10 +254,7 @@ TEST_F(LogAuthors, OfPlugData) {
 TEST_F(LogAuthors, OfTheLocalPeer) {
     LogIn();
     LocalPeer peer;
-    auto requests = peer.FromStart();
-    ASSERT_TRUE(peer.Connect());
-    ASSERT_TRUE(peer.AskState());
-    ASSERT_TRUE(requests.WaitFor(IsRequest(998), kPatience));
+    Connect(peer);
     AwaitLog("send plugin state ok, no need ack.");
     const auto empty = [&](std::uint16_t id) { return Join({peer.Frame(id, {}), Text("x")}); };
     const auto device = [](bool online) {

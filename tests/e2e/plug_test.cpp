@@ -5,7 +5,6 @@
 
 #include "bench/http_server.h"
 #include "bench/layout.h"
-#include "bench/local_peer.h"
 #include "bench/sandbox.h"
 #include "fixture.h"
 #include "network.h"
@@ -156,10 +155,7 @@ TEST_F(PlugTest, AProgramInheritsOnlyWhatTheAgentDid) {
     const HttpServer server(Content(4096));
     LogIn();
     LocalPeer peer;
-    auto requests = peer.FromStart();
-    ASSERT_TRUE(peer.Connect());
-    ASSERT_TRUE(peer.AskState());
-    ASSERT_TRUE(requests.WaitFor(IsRequest(998), kPatience));
+    Connect(peer);
     EXPECT_EQ(0, Ask(kConfigData, RateOrder(server.Url("rate?stall"))).result());
     ASSERT_TRUE(WaitUntil([&] { return !server.Requests().empty(); }, kPatience));
     EXPECT_EQ(0, Ask(kPingStart, Target({192, 0, 2, 1})).result());
