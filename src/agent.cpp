@@ -34,7 +34,7 @@ namespace {
 
 constexpr char kLogModule[] = "Plug.c";
 
-constexpr int kMostRegisterFailures = 10;  // one more round ends the process
+constexpr int kMostRegisterFailures = 10;  // with more of them behind it, a round that fails ends the process
 constexpr int kServer1Tries = 3;
 constexpr int kAfterServer1Milliseconds = 5000;
 constexpr std::int64_t kStepMilliseconds = 2000;
@@ -100,7 +100,7 @@ void StartServices() {
 
 /// Called on the thread of signals: ends what the other threads wait for.
 void WakeForTheEnd() {
-    KillShellCommands();
+    EndShellCommands();
     EndReplyWaits();
     EndLinks();
 }
@@ -303,6 +303,7 @@ int RunAgent(int argc, char** argv) {
     Pace(50);
     const ServerChoice choice = InitLink(options);
     if (choice == ServerChoice::kNone) DnsExit();
+    ClearLinkError();  // what the end raises is there before anybody can ask for it
     WatchSignals(WakeForTheEnd);
     StartServices();
     RunSession(choice);

@@ -10,7 +10,7 @@
 
 namespace plug {
 
-/// Executes one command and fills `answer` (room 8192); `length` 0 means that none is to be sent. 0, also
+/// Executes one command and fills `answer` (room 8100); `length` 0 means that none is to be sent. 0, also
 /// when the SDK failed (its code is in the answer), or -1 for an unsupported function ID. Response thread.
 int ParserProtoolData(ConstBytes command, Bytes answer, std::size_t& length);
 

@@ -30,7 +30,7 @@ void PutFlag(ByteWriter& out, int (*get)(std::uint8_t*)) {
     out.U8(flag);
 }
 
-/// One value of each of the ports or WANs 1 to `count`; a failed query leaves 0.
+/// One value of a port, WAN or module; 0 when the query fails.
 template <class Value>
 std::uint64_t QueryPort(int (*get)(std::uint16_t, Value*), int port) {
     Value value{};

@@ -39,7 +39,10 @@ void FollowZone() PLUG_CHECKED(requires_capability(state.mutex)) {
     if (!changed) return;
     state.own_name = true;
     state.other_name = !state.other_name;
-    setenv("TZ", state.other_name ? "/etc/./localtime" : kZoneFile, 1);
+    // Constant texts, as other threads may hand the environment to programs meanwhile.
+    static char one[] = "TZ=/etc/localtime";
+    static char other[] = "TZ=/etc/./localtime";
+    putenv(state.other_name ? other : one);
     tzset();
 }
 

@@ -20,7 +20,7 @@ inline const char* JsonString(const cJSON* object, const char* key) {
     return cJSON_GetStringValue(cJSON_GetObjectItem(object, key));
 }
 
-/// The member's integer value (0 for a member that is no number); none when it is missing.
+/// The member's integer value (of no number: 1 for true, else 0); none when it is missing.
 inline std::optional<int> JsonInteger(const cJSON* object, const char* key) {
     const cJSON* const item = cJSON_GetObjectItem(object, key);
     if (item == nullptr) return std::nullopt;

@@ -26,10 +26,12 @@ struct Command {
 struct ShellState {
     Mutex mutex;
     std::array<Command, kMostCommands> commands PLUG_CHECKED(guarded_by(mutex)){};
+    bool ended PLUG_CHECKED(guarded_by(mutex)) = false;
 };
 constinit ShellState state;
 
-/// Starts the shell, with the standard output given if that is not negative. Its process ID, or -1.
+/// Starts the shell, with the standard output given if that is not negative. Its process ID; -1 with errno
+/// set.
 pid_t Spawn(const char* command, int output) {
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
@@ -48,6 +50,7 @@ pid_t Spawn(const char* command, int output) {
     const int error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
+    errno = error;
     return error == 0 ? pid : -1;
 }
 
@@ -55,6 +58,7 @@ void Note(const Command& command) {
     const Guard guard(state.mutex);
     const auto place = std::ranges::find(state.commands, 0, &Command::shell);
     if (place != state.commands.end()) *place = command;
+    if (state.ended) kill(-command.shell, SIGKILL);
 }
 
 /// Waits for the shell's end and forgets it. Its status, or -1.
@@ -109,8 +113,9 @@ int CloseShell(FILE* output) {
     return shell > 0 ? Await(shell) : -1;
 }
 
-void KillShellCommands() {
+void EndShellCommands() {
     const Guard guard(state.mutex);
+    state.ended = true;
     for (const Command& command : state.commands) {
         if (command.shell > 0) kill(-command.shell, SIGKILL);
     }

@@ -13,7 +13,8 @@ int RunShell(const char* command);
 FILE* OpenShell(const char* command);
 int CloseShell(FILE* output);
 
-/// Kills all that the commands under way have started.
-void KillShellCommands();
+/// Kills all that the commands under way have started, and from now on each command at its start: for the end
+/// of the agent.
+void EndShellCommands();
 
 }  // namespace plug

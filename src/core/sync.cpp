@@ -11,7 +11,7 @@
 namespace plug {
 namespace {
 
-// The deepest body here formats one message and calls the C library's resolver or popen.
+// The deepest bodies hold three frames of 8 KiB, or parse JSON a thousand levels deep.
 constexpr std::size_t kStackBytes = 256 * 1024;
 
 timespec Deadline(std::int64_t milliseconds) {

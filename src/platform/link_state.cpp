@@ -8,12 +8,14 @@ namespace plug {
 namespace {
 
 constexpr std::int64_t kNever = -1;
+constexpr std::int64_t kHoldMilliseconds = 100;  // between two looks whether the login stands
 
 struct LinkState {
     std::atomic<bool> registered{false};
     std::atomic<bool> logged_in{false};
     std::atomic<bool> ack_seen{false};
     std::atomic<std::int64_t> last_ack{kNever};  // monotonic seconds
+    std::atomic<bool> held{false};               // the response thread reads no more
     std::atomic<bool> ended{false};
     Event error;
     PollableEvent pollable_error;
@@ -88,7 +90,16 @@ void NoteHeartbeatAck() {
 }
 
 void NoteBytesBehind() {
-    if (state.last_ack != kNever) NoteHeartbeatAck();
+    if (state.last_ack != kNever && !state.held) NoteHeartbeatAck();
+}
+
+void HoldUntilLost() {
+    if (!LoggedIn()) return;
+    state.held = true;
+    if (state.last_ack == kNever) state.last_ack = MonotonicSeconds();
+    while (LoggedIn() && !WaitLinkError(kHoldMilliseconds)) {
+    }
+    state.held = false;
 }
 
 bool HeartbeatAckOlderThan(std::int64_t seconds) {

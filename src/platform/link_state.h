@@ -43,6 +43,10 @@ void NoteHeartbeatAck();
 /// Notes that bytes have come behind a frame that is still being handled. They may be acks, which nobody
 /// reads before that frame is done, so they count as one if there ever was one.
 void NoteBytesBehind();
+/// Keeps the caller until the login is lost. What comes meanwhile is nobody's to read and counts as no ack,
+/// so that the link is given up after its silent intervals, which begin now when there was no ack yet.
+/// Response thread.
+void HoldUntilLost();
 /// True when there was a heartbeat ack and it is more than `seconds` old.
 bool HeartbeatAckOlderThan(std::int64_t seconds);
 void ForgetHeartbeatAck();

@@ -33,7 +33,7 @@ struct SessionState {
     std::array<char, 16> login_ip{};
     std::uint16_t login_port = 0;
     std::array<std::uint8_t, 32> token{};
-    std::array<std::uint8_t, 32> second_value{};  // kept for the platform's own use, never sent
+    std::array<std::uint8_t, 32> second_value{};  // kept and sent nowhere
     std::atomic<int> heartbeat_seconds{kShortestInterval};
 };
 constinit SessionState state;

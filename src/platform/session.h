@@ -11,8 +11,8 @@ namespace plug {
 /// Readies the link state for a first try at a server.
 void ResetLinkState(LinkThreads& threads);
 
-/// Registers at a server (dotted IPv4) and closes the connection again. 0, or -1 when the ack does not come
-/// within ten seconds. A missing serial number, PIN or KEY ends the process: no retry can mend it.
+/// Registers at a server (dotted IPv4) and closes the connection again. 0, or -1 when there is no connection
+/// or no ack within ten seconds. A missing serial number, PIN or KEY ends the process: no retry can mend it.
 int RegisterStart(LinkThreads& threads, const char* server_ip);
 /// Sends the register frame. 0 or -1.
 int RegistSendMsg();

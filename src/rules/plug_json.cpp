@@ -171,7 +171,7 @@ constexpr DataTypeKeys kDataTypeKeys[] = {
 };
 
 /// The value of a key, when it is there; a text also has to be one and to fit. Any other value has an
-/// integer, 0 if it is no number.
+/// integer: of no number 1 for true, else 0.
 const cJSON* FindValue(const cJSON* object, const Key& key) {
     const cJSON* const value = cJSON_GetObjectItem(object, key.name);
     if (key.kind != Kind::kText) return value;

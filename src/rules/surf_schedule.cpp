@@ -27,6 +27,23 @@ std::optional<std::uint8_t> LookUpAccess(const CalendarTime& now, const dev_cfg&
     return DueAccess(now, device);
 }
 
+/// Whether the device has windows today.
+bool HasWindows(const CalendarTime& now, const dev_cfg& device) {
+    const MacText mac = TextOf(std::to_array(device.mac));
+    const Guard guard(SurfRuleMutex());
+    const RuleEntry* const entry = hash_table_lookup(MakeRuleKey(mac.data(), now.weekday).data());
+    return entry != nullptr && entry->windows != nullptr;
+}
+
+/// Switches as is due now. The last window may go while the library bars the device: who takes it out still
+/// sees a device with access then, so that it is given back here.
+void Apply(const CalendarTime& now, const dev_cfg& device) {
+    const auto access = LookUpAccess(now, device);
+    if (!access) return;
+    SwitchAccess(device, *access);
+    if (*access == 0 && !HasWindows(now, device)) SwitchAccess(device, 1);
+}
+
 }  // namespace
 
 std::optional<std::uint8_t> DueAccess(const CalendarTime& now, const dev_cfg& device) {
@@ -57,9 +74,8 @@ void surf_rule_func(const CalendarTime& now) {
         return;
     }
     PLUG_LOG(kDebug, "Sub dev num:[%d]", count);
-    for (const dev_cfg& device : std::span(devices).first(static_cast<std::size_t>(count))) {
-        if (const auto access = LookUpAccess(now, device); access) SwitchAccess(device, *access);
-    }
+    for (const dev_cfg& device : std::span(devices).first(static_cast<std::size_t>(count)))
+        Apply(now, device);
 }
 
 }  // namespace plug

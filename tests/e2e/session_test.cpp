@@ -42,6 +42,20 @@ TEST_F(Session, WithoutAGoodLoginAckComesARegistration) {
     EXPECT_EQ(0, CountLog("RegisterStart error.")) << "every registration was good";
 }
 
+// It is tried without end, and what comes behind it is not read: the acks neither.
+TEST_F(Session, ARuleThatCanNeverBeAppliedGivesTheLinkUp) {
+    RunFast(20);
+    behaviour_.answer_heartbeats = false;
+    LogIn();
+    const std::string rules = R"({"LIST":[{"FLAG":"2","MAC":"m","UP":"1","DOWN":"1"}]})";
+    ASSERT_TRUE(platform_->SendCommand(mac_, 66, AsBytes(rules)));
+    behaviour_.answer_heartbeats = true;
+    Behave();
+    AwaitLog("heart beep error");
+    AwaitReLogin();
+    ExpectAnswers();
+}
+
 TEST_F(Session, HeartbeatsComeAtTheIntervalOfTheLastLogin) {
     RunFast(20);
     LogIn();

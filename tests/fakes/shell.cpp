@@ -47,7 +47,7 @@ int CloseShell(FILE* output) {
     return fclose(output);
 }
 
-void KillShellCommands() {}
+void EndShellCommands() {}
 
 void test::SetShellOutput(ConstBytes output) {
     shell_output = output;

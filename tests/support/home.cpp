@@ -20,7 +20,7 @@ void Home::Write() const {
         separator = ",";
     }
     json << R"(], "black_list": [)" << black_list << R"(], "faults": {)" << faults << R"(}, "counts": {)"
-         << counts << R"(}, "call_log": ")" << kSdkCallsPath << R"("})";
+         << counts << R"(}, "delays": {)" << delays << R"(}, "call_log": ")" << kSdkCallsPath << R"("})";
     EXPECT_TRUE(simulator::PublishFile(kHomePath, json.str(), simulator::Publish::kReplace));
 }
 

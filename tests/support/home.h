@@ -28,6 +28,7 @@ struct Home {
     std::string black_list{};  // quoted MACs
     std::string faults{};      // "get_devs_cfg": 5
     std::string counts{};
+    std::string delays{};  // "get_devs_cfg": milliseconds
 
     /// Makes it the home that the SDK sees, at once.
     void Write() const;

@@ -145,6 +145,14 @@ TEST_F(Diagnostics, AProgramCanBeAskedToEnd) {
     EXPECT_EQ("SigBlk:\t0000000000000000\n", ReadFile("/tmp/mask"));
 }
 
+TEST_F(Diagnostics, NoProgramOutlivesTheirEnd) {
+    EndShellCommands();
+    EXPECT_EQ(SIGKILL, RunShell("sleep 600"));
+    FILE* const output = OpenShell("sleep 600");
+    ASSERT_NE(nullptr, output);
+    EXPECT_EQ(SIGKILL, CloseShell(output));
+}
+
 class RateTest : public Diagnostics {
   protected:
     void ExpectReport(int result, std::int32_t rate) {

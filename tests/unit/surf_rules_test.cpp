@@ -3,6 +3,7 @@
 
 #include <map>
 #include <random>
+#include <thread>
 
 #include "rules/surf_schedule.h"
 #include "support/command.h"
@@ -224,6 +225,19 @@ TEST_F(Schedule, TheLastWindowOfADayGivesAccessBack) {
     EXPECT_EQ(0, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
     EXPECT_EQ(Lines{"get_dev_cfg(00:00:5E:00:53:B1) = 0"}, TakeSdkCalls());
     EXPECT_EQ(-1, del_surf_rule(kMac, 2, {8, 0, 9, 0}));
+}
+
+TEST_F(Schedule, ADeviceIsNotBarredByAWindowThatGoesMeanwhile) {
+    Home home = home_;
+    home.delays = R"("set_dev_access_control": 500)";
+    home.Write();
+    Add(kMac, "1", "08:00", "09:00");
+    std::thread pass([] { At(1, 8, 0); });
+    Lines calls;
+    WaitUntil([&calls] { return !(calls = TakeSdkCalls("get_devs_cfg")).empty(); });
+    Delete(kMac, "1", "08:00", "09:00");
+    pass.join();
+    EXPECT_EQ(SwitchTo("true").front(), Switches().back());
 }
 
 TEST_F(Schedule, InTestModeAccessIsNotByName) {
