@@ -56,6 +56,7 @@ constexpr Field kName[] = {{"name", K::kText, 32}};
 constexpr Field kSpeeds[] = {
     {"speed0", K::kU16, 0, "Mbps"}, {"speed1", K::kU16, 0, "Mbps"}, {"speed2", K::kU16, 0, "Mbps"}};
 constexpr Field kPin[] = {{"pin", K::kText, 12}};
+constexpr Field kUnused[] = {{"", K::kSkip, 12}};
 constexpr Field kLongText[] = {{"text", K::kCountedText}};
 constexpr Field kThresholds[] = {{"first", K::kU32}, {"second", K::kU32}};
 constexpr Field kTopology[] = {{"topology", K::kCountedRaw}};
@@ -208,7 +209,7 @@ constexpr CommandForm kCommands[] = {
     {59, "test-url-set", "sets the HTTP test URL", "diagnostics", kNone, kDone},
     {60, "pin", "the router's PIN", "router", kNone, Record(kPin)},
     {61, "rate-start", "starts a rate test at the default server; rate does it all", "diagnostics", kNone,
-     Record(kPin)},
+     Record(kUnused)},
     {64, "scan-start", "starts a scan of the devices; scan does it all", "home", kNone, kDone},
     {66, "limits-set", "limits devices by a JSON list; limit writes it", "home", kText, kDone},
     {69, "windows-set", "sets access windows by a JSON list; window writes it", "home", kText, kDone},
@@ -240,7 +241,7 @@ constexpr ReportForm kReports[] = {
     {17, "firmware-update"},
     {40, "online", true, List(kOnline)},
     {62, "rate", true, Record(kRate)},
-    {63, "scan", true, List(kAttached)},
+    {63, "scan", true, List(kAttached), true},
     {81, "status", true, Record(kWan), true},
     {84, "json-84", true, Record(kRelayedJson), true},
     {86, "json-86", true, Record(kRelayedJson), true},

@@ -215,11 +215,11 @@ int get_dev_us_bw(const uint8_t mac[6], uint64_t* bandwidth);
 int get_dev_ds_bw(const uint8_t mac[6], uint64_t* bandwidth);
 int get_dev_us_max_bw(const uint8_t mac[6], uint64_t* limit);
 int get_dev_ds_max_bw(const uint8_t mac[6], uint64_t* limit);
-int set_dev_us_max_bw(const uint8_t mac[6],
-                      uint64_t limit);                        // 0: no limit; a signed 32-bit limit is
-int set_dev_ds_max_bw(const uint8_t mac[6], uint64_t limit);  // widened with its sign
-uint16_t get_dev_speed(const uint8_t mac[6], int which);      // which 0, 1, 2; Mbps
-int get_dev_black_list(uint8_t (*macs)[6], int* count);       // room for 100
+// A limit of 0 is none; a signed 32-bit one is widened with its sign.
+int set_dev_us_max_bw(const uint8_t mac[6], uint64_t limit);
+int set_dev_ds_max_bw(const uint8_t mac[6], uint64_t limit);
+uint16_t get_dev_speed(const uint8_t mac[6], int which);  // which 0, 1, 2; Mbps
+int get_dev_black_list(uint8_t (*macs)[6], int* count);   // room for 100
 int set_dev_access_control(const dev_cfg* device);
 
 // Actions.

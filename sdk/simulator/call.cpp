@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <ctime>
 
 #include "records.h"
@@ -62,10 +63,11 @@ void Log(const std::string& path, const char* function, Arguments arguments, int
 int Run(Call call, const char* function, Arguments arguments, Body body) {
     Delay(function);
     const StateLock lock(call == Call::kSet);
+    if (!lock.held()) Complain("cannot be locked: %s", strerror(errno));
     cJSON* home = LoadState();
     const char* log = cJSON_GetStringValue(Member(home, "call_log"));
     const std::string log_path = log != nullptr ? log : "";
-    const int result = Result(call, function, body, home);
+    const int result = lock.held() ? Result(call, function, body, home) : kNotSaved;
     if (!log_path.empty()) Log(log_path, function, arguments, result);
     return result;
 }

@@ -28,6 +28,8 @@ class StateLock {
     ~StateLock();
     StateLock(const StateLock&) = delete;
     StateLock& operator=(const StateLock&) = delete;
+    // False for a writer that other processes may get in the way of; errno then says why.
+    bool held() const { return !file_lock_ || file_lock_->held(); }
 
   private:
     std::optional<WriteLock> file_lock_;

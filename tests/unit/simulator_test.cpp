@@ -14,6 +14,7 @@ namespace plug::test {
 namespace {
 
 constexpr int kBadState = 101;
+constexpr int kNotSaved = 102;
 
 constexpr std::uint8_t kDesktop[6] = {0x00, 0x00, 0x5E, 0x00, 0x53, 0xB1};
 constexpr std::uint8_t kTablet[6] = {0x00, 0x00, 0x5E, 0x00, 0x53, 0xB6};
@@ -42,6 +43,17 @@ TEST_F(Simulator, SetsAreWrittenBack) {
     ssid_cfg stored;
     ASSERT_EQ(0, get_ssid_cfg(&stored, 2));
     EXPECT_EQ(0, std::memcmp(&ssid, &stored, sizeof ssid));
+}
+
+TEST_F(Simulator, NothingIsSetWithoutTheWritersLock) {
+    std::uint8_t before = 0;
+    get_led_switch(&before);
+    std::filesystem::create_directory(file_ + ".lock");
+    const std::string said = LogOf([&] { EXPECT_EQ(kNotSaved, set_led_switch(!before)); });
+    EXPECT_TRUE(Contains(said, "cannot be locked: Is a directory")) << said;
+    std::uint8_t after = 0;
+    get_led_switch(&after);
+    EXPECT_EQ(before, after);
 }
 
 TEST_F(Simulator, AFileThatCannotBeUsedFailsTheCallAndSaysSoOnce) {
