@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -51,7 +52,7 @@ std::vector<std::string> Environment(const std::vector<std::string>& added) {
 [[noreturn]] void Become(char* const* argv, char* const* environment, const ProcessSpec& spec, int output,
                          int failure) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);  // whoever opened them
+    syscall(SYS_close_range, STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);  // whoever opened them
     if (spec.own_group) setpgid(0, 0);
     sigset_t none;
     sigemptyset(&none);
@@ -149,9 +150,14 @@ std::optional<int> Process::WaitExit(Milliseconds timeout) {
 
 std::string EndingText(int status) {
     if (status <= 128 || status > 128 + SIGRTMAX) return "exited with status " + std::to_string(status);
-    const char* const name = sigabbrev_np(status - 128);
-    return "was killed by " +
-           (name != nullptr ? "SIG" + std::string(name) : "signal " + std::to_string(status - 128));
+    static constexpr std::pair<int, const char*> kNames[] = {
+        {SIGHUP, "SIGHUP"},   {SIGINT, "SIGINT"},   {SIGQUIT, "SIGQUIT"}, {SIGILL, "SIGILL"},
+        {SIGABRT, "SIGABRT"}, {SIGBUS, "SIGBUS"},   {SIGFPE, "SIGFPE"},   {SIGKILL, "SIGKILL"},
+        {SIGSEGV, "SIGSEGV"}, {SIGPIPE, "SIGPIPE"}, {SIGTERM, "SIGTERM"}};
+    const int signal = status - 128;
+    const auto* const known = std::ranges::find(kNames, signal, &std::pair<int, const char*>::first);
+    const bool named = known != std::end(kNames);
+    return "was killed by " + (named ? known->second : "signal " + std::to_string(signal));
 }
 
 std::string Process::Output() const {
