@@ -66,6 +66,12 @@ completions() {
 # Installed files only: from a folder without any of ours.
 (cd / && plug-bench --sandbox --register-port 0 --login-port 0 run /usr/share/plug-bench/tour.bench) ||
     fail "the tour fails with the installed files"
+# A library of one's own goes before the simulated router. The sandbox hides what lies in /tmp.
+library=$PWD/build/release/own-library
+mkdir -p "$library"
+gcc -std=c11 -fPIC -shared -Wl,-soname,libRouterSdk.so -o "$library/libRouterSdk.so" /usr/share/plug-bench/sdk/router_stub.c
+printf 'start-agent\nwait heartbeat 30\nrouter-version\nexpect result == 1\n' |
+    LD_LIBRARY_PATH=$library plug-bench --sandbox --register-port 0 --login-port 0 run - || fail "the stub is not used"
 cmp build/release/plug.lua /usr/share/plug-bench/plug.lua
 
 trap - EXIT
