@@ -1,6 +1,7 @@
 #include "bench/http_commands.h"
 #include "bench/platform_commands.h"
 #include "bench/text.h"
+#include "core/version.h"
 
 namespace plug::bench {
 namespace {
@@ -27,7 +28,7 @@ struct PlugOrder {
     const char* checksum;           // the key that holds the file's MD5
 };
 
-constexpr PlugKey kUpdateKeys[] = {{"pluginID", false, "plug"},     {"fromVersion", false, "2.0.0.7"},
+constexpr PlugKey kUpdateKeys[] = {{"pluginID", false, "plug"},     {"fromVersion", false, kVersion},
                                    {"toVersion", false, "2.0.0.8"}, {"url", false, ""},
                                    {"fileLength", true, ""},        {"fileMD5", false, ""},
                                    {"token", false, "bench"}};

@@ -298,8 +298,7 @@ int RunAgent(int argc, char** argv) {
     SetRouterIdentity(options.mac);
     SetLogMask(options.debug ? kAllLevels : 0);
     PLUG_LOG(kDebug, "Log system [debug] working.");
-    PLUG_LOG(kInfo, ">>>>>>>>>>>>>>>>> Plugin Version = %d.%d.%d.%d-%s", kVersion[0], kVersion[1],
-             kVersion[2], kVersion[3], kBuildDate);
+    PLUG_LOG(kInfo, ">>>>>>>>>>>>>>>>> Plugin Version = %s", kDatedVersion);
     Pace(50);
     const ServerChoice choice = InitLink(options);
     if (choice == ServerChoice::kNone) DnsExit();

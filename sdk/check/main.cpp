@@ -20,6 +20,7 @@ constexpr char kUsage[] =
     "\n"
     "  --set        also sets what was read, value by value, and reads it again; services may restart\n"
     "  --seconds N  how long a call may take, 5 unless given\n"
+    "  --help       prints this\n"
     "\n"
     "Exit status: 0 all is well; 1 something looks wrong; 2 a function is missing, crashes, hangs or writes "
     "where it\n"

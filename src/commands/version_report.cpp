@@ -27,15 +27,12 @@ JsonPtr VersionReport(const router_version& firmware, const ReportIntervals& int
     char dated_version[sizeof firmware.version + sizeof date];
     snprintf(dated_version, sizeof dated_version, "%.*s%s", static_cast<int>(version.size()), version.data(),
              date);
-    char own_version[48];
-    snprintf(own_version, sizeof own_version, "%d.%d.%d.%d", kVersion[0], kVersion[1], kVersion[2],
-             kVersion[3]);
     const bool configured = intervals.interval2 != kUnset && intervals.interval3 != kUnset;
 
     JsonPtr report(cJSON_CreateObject());
     const bool complete =
         cJSON_AddStringToObject(report.get(), "version", dated_version) != nullptr &&
-        cJSON_AddStringToObject(report.get(), "sdkVersion", own_version) != nullptr &&
+        cJSON_AddStringToObject(report.get(), "sdkVersion", kVersion) != nullptr &&
         cJSON_AddNumberToObject(report.get(), "interval1", intervals.interval1) != nullptr &&
         cJSON_AddNumberToObject(report.get(), "interval2", intervals.interval2) != nullptr &&
         cJSON_AddNumberToObject(report.get(), "interval3", intervals.interval3) != nullptr &&

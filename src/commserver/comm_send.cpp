@@ -67,9 +67,8 @@ const LocalCommand* FindRow(std::uint16_t func_id) {
 }
 
 ConstBytes PluginState(std::span<char> text) {
-    const int length = snprintf(
-        text.data(), text.size(), "{\"pluginState\":\"%s\",\"pluginVersion\":\"%d.%d.%d.%d-%s\"}",
-        LoggedIn() ? "online" : "offline", kVersion[0], kVersion[1], kVersion[2], kVersion[3], kBuildDate);
+    const int length = snprintf(text.data(), text.size(), "{\"pluginState\":\"%s\",\"pluginVersion\":\"%s\"}",
+                                LoggedIn() ? "online" : "offline", kDatedVersion);
     return AsBytes({text.data(), static_cast<std::size_t>(length)});
 }
 

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "core/version.h"
 #include "fixture.h"
 
 namespace plug::e2e {
@@ -36,7 +37,7 @@ class Local : public AgentTest {
     }
     /// Connects and waits until the agent serves the connection.
     void Connect() {
-        EXPECT_EQ(R"({"pluginState":"online","pluginVersion":"2.0.0.7-20221227"})",
+        EXPECT_EQ(std::string(R"({"pluginState":"online","pluginVersion":")") + kDatedVersion + "\"}",
                   AgentTest::Connect(*peer_).text());
         Ask(kMeshSupport);  // the agent may still be about to take the question for its state as a reply
     }

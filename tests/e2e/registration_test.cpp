@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "bench/sandbox.h"
+#include "core/version.h"
 #include "fixture.h"
 
 namespace plug::e2e {
@@ -33,7 +34,7 @@ TEST_F(Registration, WithoutOptionDNothingIsLogged) {
     setup_.arguments = {"-x", "-yd", "stray"};
     LogIn();
     ExpectLogged("Unknown option: y");
-    ExpectLogged("Plugin Version = 2.0.0.7-20221227");
+    ExpectLogged(std::string("Plugin Version = ") + kDatedVersion);
     setup_.arguments = {};
     LogIn();
     ExpectAnswers();

@@ -5,6 +5,7 @@
 
 #include "commserver/comm_queue.h"
 #include "commserver/comm_send.h"
+#include "core/version.h"
 #include "platform/link_state.h"
 #include "support/local_peer.h"
 
@@ -92,7 +93,7 @@ TEST_F(CommSend, RefusalsAndThePluginState) {
         SetLoggedIn(online);
         EXPECT_EQ(0, CommSendCmd(998, {}));
         EXPECT_EQ(std::string(R"({"pluginState":")") + (online ? "online" : "offline") +
-                      R"(","pluginVersion":"2.0.0.7-20221227"})",
+                      R"(","pluginVersion":")" + kDatedVersion + "\"}",
                   peer_.Next().text());
     }
     CloseLocalPeer();

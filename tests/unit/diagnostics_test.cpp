@@ -14,6 +14,7 @@
 #include "commands/rate_test.h"
 #include "commands/version_report.h"
 #include "core/shell.h"
+#include "core/version.h"
 #include "platform/session.h"
 #include "support/command.h"
 #include "support/platform_peer.h"
@@ -220,10 +221,9 @@ TEST_F(RateTest, ConfigurationDataIsChecked) {
 
 TEST_F(RateTest, TheVersionIsReported) {
     EXPECT_EQ(0, dev_fwversion_report());
-    platform_.ExpectNext(
-        MsgType::kDataReport, 14,
-        R"({"version":"2.4.1820221227","sdkVersion":"2.0.0.7","interval1":-1,"interval2":-1,)"
-        R"("interval3":-1,"configed":"no"})");
+    platform_.ExpectNext(MsgType::kDataReport, 14,
+                         std::string(R"({"version":"2.4.1820221227","sdkVersion":")") + kVersion +
+                             R"(","interval1":-1,"interval2":-1,"interval3":-1,"configed":"no"})");
     router_version early{};
     early.date[0] = 8;
     for (const bool both : {true, false}) {
