@@ -22,25 +22,28 @@
 namespace plug::bench {
 namespace {
 
-/// Shows and captures what passes, as chosen.
+/// Shows, captures and reports what passes, as chosen.
 class Watchers {
   public:
     void Show(const CipherKey& key) { watch_.emplace(key); }
     void CaptureTo(const std::string& file) { capture_.emplace(file); }
+    void ReportTo(Feed& feed, const CipherKey& key) { report_.emplace(key, feed); }
     Tap tap() {
-        if (!capture_ && !watch_) return {};
+        if (!capture_ && !watch_ && !report_) return {};
         return [this](const Passed& passed) {
             if (capture_) capture_->Note(passed);
             if (watch_) watch_->Note(passed);
+            if (report_) report_->Note(passed);
         };
     }
-    void Attach(Interpreter& interpreter) {
-        if (watch_) watch_->Attach(interpreter);
+    void Attach(Interpreter& interpreter, Output& output) {
+        if (watch_) watch_->Attach(interpreter, output);
     }
 
   private:
     std::optional<Capture> capture_;
     std::optional<FrameWatch> watch_;
+    std::optional<FrameReport> report_;
 };
 
 struct Choices;
@@ -85,7 +88,7 @@ int Converse(Interpreter& interpreter, const Choices& choices) {
 
 int ServeAgents(const Choices& choices, Output& output) {
     Interpreter interpreter(output);
-    choices.watchers->Attach(interpreter);
+    choices.watchers->Attach(interpreter, output);
     Platform platform(choices.platform);
     const PeerSide peer(interpreter, choices.peer, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
@@ -108,7 +111,7 @@ int ServeAsPeer(const Choices& choices, Output& output) {
     // The agent may remember the sequence of an earlier bench's last frame; this one begins elsewhere.
     options.first_sequence = static_cast<std::uint32_t>(time(nullptr));
     Interpreter interpreter(output);
-    choices.watchers->Attach(interpreter);
+    choices.watchers->Attach(interpreter, output);
     interpreter.prompt = [] { return std::string("local peer> "); };
     const PeerSide peer(interpreter, options, "");
     if (choices.script.empty())
@@ -125,22 +128,19 @@ int PrintDissector(const Choices& choices, Output&) {
 
 /// The console's commands and more in a browser.
 int ServePage(const Choices& choices, Output& output) {
+    const std::string url = "http://127.0.0.1:" + std::to_string(choices.page->port()) + "/";
     Feed feed;
+    choices.watchers->ReportTo(feed, MakeKey(choices.platform.key));
     PlatformOptions platform_options = choices.platform;
-    platform_options.on_sent = [&feed, key = MakeKey(platform_options.key)](const MacAddress& agent, int link,
-                                                                            ConstBytes bytes) {
-        for (const Json& frame : ReportsOfSent(key, agent, link, bytes)) feed.Tell("frame", frame);
-    };
     PeerOptions peer_options = choices.peer;
-    peer_options.on_sent = [&feed](int link, ConstBytes bytes) {
-        feed.Tell("frame", ReportOfSentByPeer(link, bytes));
-    };
-    Interpreter interpreter(output);
+    platform_options.tap = peer_options.tap = choices.watchers->tap();
+    Output answers(choices.json);  // which the page takes
+    Interpreter interpreter(answers);
+    choices.watchers->Attach(interpreter, output);
     Platform platform(platform_options);
     PeerSide peer(interpreter, peer_options, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
     AddRouterCommands(interpreter);
-    const std::string url = "http://127.0.0.1:" + std::to_string(choices.page->port()) + "/";
     output.Show({{"page", url}}, "The page is at " + url + ". It ends with ^C.");
     Page(interpreter, platform, side, peer.peer(), feed).Run(*choices.page);
     return 0;

@@ -7,7 +7,6 @@
 
 #include "bench/router_state.h"
 #include "bench/web/command_list.h"
-#include "bench/web/frame_report.h"
 #include "core/paths.h"
 #include "sdk/simulator/shared_file.h"
 
@@ -52,16 +51,14 @@ Page::Page(Interpreter& interpreter, Platform& platform, const PlatformSide& sid
            Feed& feed)
     : interpreter_(interpreter), platform_(platform), side_(side), peer_(peer), feed_(feed) {
     interpreter_.output().instead = [](const Json&, const std::string&) {
-    };  // the pages follow the links themselves
+    };  // the pages are told of the frames as they pass
     NoteOwn();
-    platform_follower_ = std::thread([this] { FollowPlatform(); });
-    peer_follower_ = std::thread([this] { FollowPeer(); });
+    follower_ = std::thread([this] { FollowState(); });
 }
 
 Page::~Page() {
     stopping_ = true;
-    platform_follower_.join();
-    peer_follower_.join();
+    follower_.join();
 }
 
 // --- lines ---
@@ -155,19 +152,15 @@ void Page::NoteOwn() {
     own_ = std::move(own);
 }
 
-void Page::FollowPlatform() {
-    Cursor cursor = platform_.FromStart();
+void Page::FollowState() {
+    Cursor cursor = platform_.FromNow();
     while (!stopping_) {
-        auto event = cursor.Next(kLook);
-        for (; event; event = cursor.Next(Milliseconds(0))) feed_.Tell("frame", ReportOf(*event));
         feed_.SetState(State());
+        // Sooner when something comes.
+        if (cursor.Next(kLook))
+            while (cursor.Next(Milliseconds(0))) {
+            }
     }
-}
-
-void Page::FollowPeer() {
-    auto cursor = peer_.FromStart();
-    while (!stopping_)
-        if (const auto event = cursor.Next(kLook)) feed_.Tell("frame", ReportOf(*event));
 }
 
 Json Page::State() {

@@ -1,5 +1,5 @@
 // The page: the bench in a browser. It runs the interpreter's lines like the console, one after the other,
-// and tells every open page what goes over the links and what state everything is in.
+// and tells every open page what state everything is in; FrameReport tells them what passes over the links.
 #pragma once
 
 #include <deque>
@@ -36,9 +36,8 @@ class Page {
     void CarryOut(Order& order);
     Json Execute(const std::string& line);
     void NoteOwn();
-    // Threads of their own.
-    void FollowPlatform();
-    void FollowPeer();
+    // A thread of its own.
+    void FollowState();
     Json State();
     Json Router();
 
@@ -55,12 +54,11 @@ class Page {
     Json own_;   // the state of what only the caller's thread knows
     Json busy_;  // with what it is
 
-    std::string router_text_;  // of the state file, as last read; FollowPlatform's
+    std::string router_text_;  // of the state file, as last read; FollowState's
     Json router_;
 
     std::atomic<bool> stopping_{false};
-    std::thread platform_follower_;
-    std::thread peer_follower_;
+    std::thread follower_;
 };
 
 }  // namespace plug::bench

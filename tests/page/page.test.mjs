@@ -85,13 +85,13 @@ test('a command is a form, and its answer a table', async () => {
   await page.keyboard.press('Enter');
   assert.equal(await page.locator('dt:text-is("second") + dd').textContent(), '192.0.2.77');
 
-  await frame('command', '45 dns-set').click();
-  assert.equal(await frame('command', '45 dns-set').locator('dt:text-is("second") + dd').textContent(), '192.0.2.77');
+  await frame('function command', '45 dns-set').click();
+  assert.equal(await frame('function command', '45 dns-set').locator('dt:text-is("second") + dd').textContent(), '192.0.2.77');
   await page.getByLabel('Filter the frames').fill('second=192.0.2.77');
-  await page.locator('#frames .frame[data-kind="reply"]', {hasText: 'dns-set'}).waitFor({state: 'detached'});
+  await page.locator('#frames .frame[data-kind="function reply"]', {hasText: 'dns-set'}).waitFor({state: 'detached'});
   assert.ok((await page.locator('#frames .frame').count()) >= 2);
   await page.getByLabel('Direction').selectOption('up');
-  await page.locator('#frames .frame[data-kind="command"]').waitFor({state: 'detached'});
+  await page.locator('#frames .frame[data-kind="function command"]').waitFor({state: 'detached'});
 });
 
 test('what fails is said, by a line and by a switch', async () => {
@@ -134,7 +134,7 @@ test('a window is set for its day, seen, changed and removed', async () => {
     return [own.left - track.left, own.width].map(length => Math.round((24 * length) / track.width));
   });
   assert.deepEqual(place, [14, 4]);
-  await frame('command', '"FLAG":"1","MAC":"00:00:5E:00:53:B6","DAY":"3"').waitFor();
+  await frame('function command', '"FLAG":"1","MAC":"00:00:5E:00:53:B6","DAY":"3"').waitFor();
 
   await bar.click();
   await section().getByLabel('Sun').check();
@@ -147,7 +147,7 @@ test('a window is set for its day, seen, changed and removed', async () => {
 
   await page.getByRole('button', {name: /^Remove 00:00/}).click();
   await page.locator('.bar').first().waitFor({state: 'detached'});
-  await frame('command', '"FLAG":"0","MAC":"00:00:5E:00:53:B6","DAY":"37"').waitFor();
+  await frame('function command', '"FLAG":"0","MAC":"00:00:5E:00:53:B6","DAY":"37"').waitFor();
 });
 
 test("now is marked on the bench's day", async () => {
@@ -198,7 +198,7 @@ test('a device goes, comes back, is barred and limited', async () => {
   await row(kLaptop).getByLabel('Limit up').fill('512');
   await row(kLaptop).getByLabel('Limit down').fill('2048');
   await row(kLaptop).getByRole('button', {name: 'Set the limits'}).click();
-  await frame('reply', 'limits-set').waitFor();
+  await frame('function reply', 'limits-set').waitFor();
   const {up_limit, down_limit} = await listed();
   assert.deepEqual([up_limit, down_limit], [512, 2048]);
 });
@@ -251,7 +251,7 @@ test('mischief: the link is lost, and comes back', async () => {
   await page.locator('#routers', {hasText: 'logged in'}).waitFor({timeout: 60000});
   await page.locator('[data-command="bad-checksum"]').getByRole('button').click();
   await page.getByText('wrong checksum, says the agent, code 11').waitFor();
-  await page.locator('#frames .frame.wrong[data-kind="command"]').first().waitFor();
+  await page.locator('#frames .frame.wrong[data-kind="function command"]').first().waitFor();
 });
 
 test('the local peer connects and is asked', async () => {
