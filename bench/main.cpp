@@ -7,6 +7,7 @@
 #include "bench/console.h"
 #include "bench/dissector.h"
 #include "bench/frame_watch.h"
+#include "bench/interruption.h"
 #include "bench/peer_side.h"
 #include "bench/perf.h"
 #include "bench/platform_side.h"
@@ -59,6 +60,8 @@ struct Choices {
     std::string capture;
     bool frames = false;
     std::uint16_t page_port = 8090;
+    std::uint32_t seed = 1;
+    double pace = 1;
     std::shared_ptr<PageServer> page;     // bound before the sandbox is entered
     std::shared_ptr<std::istream> lines;  // of the script; opened before the sandbox hides it
     bool json = false;
@@ -92,7 +95,7 @@ int ServeAgents(const Choices& choices, Output& output) {
     Platform platform(choices.platform);
     const PeerSide peer(interpreter, choices.peer, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
-    AddRouterCommands(interpreter);
+    const RouterSide router(interpreter);
     if (choices.script.empty()) {
         const std::string& address = platform.options().listen;
         const Json ports = {{"listening", address},
@@ -140,10 +143,20 @@ int ServePage(const Choices& choices, Output& output) {
     Platform platform(platform_options);
     PeerSide peer(interpreter, peer_options, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
-    AddRouterCommands(interpreter);
+    const RouterSide router(interpreter);
     output.Show({{"page", url}}, "The page is at " + url + ". It ends with ^C.");
-    Page(interpreter, platform, side, peer.peer(), feed).Run(*choices.page);
+    Page(interpreter, platform, side, router, peer.peer(), feed).Run(*choices.page);
     return 0;
+}
+
+/// Lets the simulated home live, until Ctrl-C.
+int LetHomeLive(const Choices& choices, Output& output) {
+    Interpreter interpreter(output);
+    const RouterSide router(interpreter);
+    interpreter.Execute("home on " + std::to_string(choices.seed) + " " + std::to_string(choices.pace));
+    const InterruptGuard guard;
+    while (router.home_lives() && !TakeInterruption()) interpreter.AwaitNews(-1);
+    return router.home_lives() ? 0 : 1;
 }
 
 void AddOptions(CLI::App& app, Choices& choices) {
@@ -177,6 +190,9 @@ void AddModes(CLI::App& app, Choices& choices) {
     web->add_option("--port", choices.page_port, "the page's port on loopback; 0 lets the system pick");
     CLI::App* const peer = add("peer", "be only the local peer of a running agent", ServeAsPeer);
     peer->add_option("file", choices.script, "a file of commands instead of the console");
+    CLI::App* const home = add("home", "let the simulated home live, beside an agent that runs", LetHomeLive);
+    home->add_option("--seed", choices.seed, "of what happens: the same gives the same");
+    home->add_option("--pace", choices.pace, "seconds of a step");
     CLI::App* const perf =
         add("perf", "measure the agent: answers, start and idle cost",
             [](const Choices& chosen, Output& output) { return MeasureAgent(chosen.perf, output); });

@@ -27,7 +27,7 @@ void EndAtSignals(const PollFlag& flag) {
 
 /// What came unasked; all else that is shown while a command runs is its answer.
 bool IsNews(const Json& shown) {
-    return shown.contains("event") || shown.contains("peer");
+    return shown.contains("event") || shown.contains("peer") || shown.contains("home");
 }
 
 Json AgentRow(const AgentInfo& agent) {
@@ -47,9 +47,14 @@ Json LocalClock() {
 
 }  // namespace
 
-Page::Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, LocalPeer& peer,
-           Feed& feed)
-    : interpreter_(interpreter), platform_(platform), side_(side), peer_(peer), feed_(feed) {
+Page::Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, const RouterSide& router,
+           LocalPeer& peer, Feed& feed)
+    : interpreter_(interpreter),
+      platform_(platform),
+      side_(side),
+      router_side_(router),
+      peer_(peer),
+      feed_(feed) {
     interpreter_.output().instead = [](const Json&, const std::string&) {
     };  // the pages are told of the frames as they pass
     NoteOwn();
@@ -174,6 +179,7 @@ Json Page::State() {
     for (const AgentInfo& agent : platform_.Agents()) state["agents"].push_back(AgentRow(agent));
     if (!state["process"].is_null()) state["status"] = ReadFile(kStatusPath).substr(0, 3);
     state["router"] = Router();
+    state["home"] = router_side_.home_lives();
     state["peer"] = peer_.connected();
     state["clock"] = LocalClock();
     state["download"] = {{"sent", side_.download().sent.load()}, {"size", side_.download().size.load()}};

@@ -9,6 +9,7 @@
 
 #include "bench/local_peer.h"
 #include "bench/platform_side.h"
+#include "bench/router_commands.h"
 #include "bench/web/page_server.h"
 
 namespace plug::bench {
@@ -16,7 +17,8 @@ namespace plug::bench {
 class Page {
   public:
     /// All of these must outlive it.
-    Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, LocalPeer& peer, Feed& feed);
+    Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, const RouterSide& router,
+         LocalPeer& peer, Feed& feed);
     ~Page();
     Page(const Page&) = delete;
     Page& operator=(const Page&) = delete;
@@ -44,6 +46,7 @@ class Page {
     Interpreter& interpreter_;
     Platform& platform_;
     const PlatformSide& side_;
+    const RouterSide& router_side_;
     LocalPeer& peer_;
     Feed& feed_;
     PollFlag ordered_;

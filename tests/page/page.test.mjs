@@ -335,3 +335,18 @@ test('light and dark, kept; and a phone shows one thing at a time', async () => 
     assert.equal(over, 0, `${section} is wider than the phone`);
   }
 });
+
+test('the home lives when it is told to', async () => {
+  page = await open('devices');
+  const lives = page.getByRole('switch', {name: 'The home lives'});
+  const said = () => row(kLaptop).locator('td[data-label^="Limits"]').textContent();
+  const before = await said();
+  await lives.click();
+  await isOn(lives, true);
+  await page.waitForFunction(
+    ([mac, text]) => document.querySelector(`tr[data-mac="${mac}"] td[data-label^="Limits"]`)?.textContent !== text,
+    [kLaptop, before],
+  );
+  await lives.click();
+  await isOn(lives, false);
+});
