@@ -5,6 +5,7 @@
 #include <csignal>
 #include <ctime>
 
+#include "bench/interruption.h"
 #include "bench/router_state.h"
 #include "bench/web/command_list.h"
 #include "core/paths.h"
@@ -20,7 +21,10 @@ const PollFlag* told_to_end = nullptr;  // what the signal handler sets
 void EndAtSignals(const PollFlag& flag) {
     told_to_end = &flag;
     struct sigaction action {};
-    action.sa_handler = [](int) { told_to_end->Set(); };
+    action.sa_handler = [](int) {
+        told_to_end->Set();
+        Interrupt();
+    };
     action.sa_flags = static_cast<int>(SA_RESETHAND);  // the second one ends it at once
     for (const int number : {SIGINT, SIGTERM}) sigaction(number, &action, nullptr);
 }
@@ -69,10 +73,12 @@ Page::~Page() {
 // --- lines ---
 
 void Page::Run(PageServer& server) {
+    const InterruptGuard interruptible(InterruptGuard::Signal::kAsBefore);
     const PollFlag ended;
     EndAtSignals(ended);
     server.Serve(feed_, {.commands = [commands = CommandList(interpreter_)] { return commands; },
-                         .run = [this](const std::string& line) { return OrderLine(line); }});
+                         .run = [this](const std::string& line) { return OrderLine(line); },
+                         .cancel = [this](const std::string& line) { return Cancel(line); }});
     pollfd end = {ended.descriptor(), POLLIN, 0};
     while (!interpreter_.done() && poll(&end, 1, 0) == 0) {
         interpreter_.AwaitNews(static_cast<int>(kLook.count()), ordered_.descriptor());
@@ -106,6 +112,14 @@ Json Page::OrderLine(const std::string& line) {
     return outcome.get();
 }
 
+/// Only of the line that still runs, so that a click that comes late does not end the next one.
+Json Page::Cancel(const std::string& line) {
+    const std::lock_guard guard(mutex_);
+    const bool runs = busy_ == line;
+    if (runs) Interrupt();
+    return {{"cancelled", runs}};
+}
+
 void Page::CarryOut(Order& order) {
     {
         const std::lock_guard guard(mutex_);
@@ -116,6 +130,7 @@ void Page::CarryOut(Order& order) {
         const std::lock_guard guard(mutex_);
         busy_ = nullptr;
     }
+    TakeInterruption();  // which came when the command ended by itself
     NoteOwn();
     feed_.Tell("ran", outcome);
     order.outcome.set_value(std::move(outcome));

@@ -34,6 +34,7 @@ class Page {
 
     // The threads of the server.
     Json OrderLine(const std::string& line);
+    Json Cancel(const std::string& line);
     // The caller's thread, which alone works with the interpreter.
     void CarryOut(Order& order);
     Json Execute(const std::string& line);

@@ -35,8 +35,10 @@ export const startBrowser = () =>
   chromium.launch({executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: ['--no-sandbox']});
 
 /** Runs a line past the page. */
-export async function run(url, line) {
-  const answer = await fetch(`${url}run`, {
+export const run = (url, line) => post(url, 'run', line);
+
+export async function post(url, path, line) {
+  const answer = await fetch(url + path, {
     method: 'POST',
     headers: {'Content-Type': 'application/json'},
     body: JSON.stringify({line}),

@@ -71,6 +71,7 @@ test('foreign hosts and origins are refused, for every path', async () => {
       ['/commands', {}],
       ['/events', {}],
       ['/run', {method: 'POST', body: '{"line":"shell touch /tmp/taken"}', 'Content-Type': 'application/json'}],
+      ['/cancel', {method: 'POST', body: '{"line":"x"}', 'Content-Type': 'application/json'}],
     ])
       assert.equal((await ask(path, {...options, ...headers})).status, 403, `${path} ${JSON.stringify(headers)}`);
   assert.equal((await run(bench.url, 'shell test ! -e /tmp/taken')).failed, undefined);
