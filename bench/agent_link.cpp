@@ -18,26 +18,30 @@ AgentLink::~AgentLink() {
 void AgentLink::Watch(Tap watcher, const sockaddr_in& agent) {
     tap_ = std::move(watcher);
     wire_ = {Socket::kPlatform, number, agent, OwnName(socket)};
-    if (tap_) tap_({wire_, Passage::kOpened});
+    Tell({wire_, Passage::kOpened});
 }
 
 void AgentLink::TellClosed(bool by_agent, bool reset) {
-    if (tap_ && !told_closed_.exchange(true)) tap_({wire_, Passage::kClosed, {}, by_agent, reset});
+    if (!told_closed_.exchange(true)) Tell({wire_, Passage::kClosed, {}, by_agent, reset});
+}
+
+void AgentLink::Tell(Passed passed) const {
+    if (!tap_) return;
+    passed.mac = mac;
+    tap_(passed);
 }
 
 bool AgentLink::Write(ConstBytes bytes) {
-    if (tap_) tap_({wire_, Passage::kToAgent, bytes});
+    Tell({wire_, Passage::kToAgent, bytes});
     return WriteAll(socket, bytes);
 }
 
 bool AgentLink::Send(ConstBytes bytes) {
-    if (on_sent) on_sent(*this, bytes);
     const std::lock_guard guard(send_mutex_);
     return Write(bytes);
 }
 
 bool AgentLink::SendSplit(ConstBytes bytes, std::size_t parts, Milliseconds pause) {
-    if (on_sent) on_sent(*this, bytes);
     const std::lock_guard guard(send_mutex_);
     for (std::size_t part = 0; part < parts; ++part) {
         const std::size_t from = bytes.size() * part / parts;
@@ -68,7 +72,7 @@ ssize_t AgentLink::Receive() {
     const ssize_t got = recv(socket, chunk.data(), chunk.size(), 0);
     if (got <= 0) return got;
     received.insert(received.end(), chunk.begin(), chunk.begin() + got);
-    if (tap_) tap_({wire_, Passage::kFromAgent, ConstBytes(chunk).first(static_cast<std::size_t>(got))});
+    Tell({wire_, Passage::kFromAgent, ConstBytes(chunk).first(static_cast<std::size_t>(got))});
     return got;
 }
 

@@ -23,9 +23,6 @@ struct AgentLink {
     /// Tells the watcher of the end, which it hears of once.
     void TellClosed(bool by_agent, bool reset);
 
-    /// Told of what is sent, before it is; set before the link is used.
-    std::function<void(const AgentLink& link, ConstBytes bytes)> on_sent;
-
     // Any thread.
     bool Send(ConstBytes bytes);
     bool SendSplit(ConstBytes bytes, std::size_t parts, Milliseconds pause);
@@ -63,6 +60,7 @@ struct AgentLink {
 
   private:
     bool Write(ConstBytes bytes);
+    void Tell(Passed passed) const;
 
     Tap tap_;
     Wire wire_;

@@ -2,7 +2,6 @@
 
 #include <ctime>
 
-#include "bench/frame_decode.h"
 #include "bench/text.h"
 #include "bench/text_table.h"
 
@@ -32,77 +31,41 @@ std::string Headline(const Json& frame) {
 
 }  // namespace
 
-void FrameWatch::Attach(Interpreter& interpreter) {
+void FrameWatch::Attach(Interpreter& interpreter, Output& output) {
     interpreter.AddNews([this] { return notice_.descriptor(); },
-                        [this, &output = interpreter.output()] {
+                        [this, &output] {
                             notice_.Clear();
-                            std::deque<Seen> seen;
+                            std::deque<PassedFrame> passed;
                             {
                                 const std::lock_guard guard(mutex_);
-                                seen.swap(seen_);
+                                passed.swap(passed_);
                             }
-                            for (const Seen& one : seen) Show(one, output);
+                            for (const PassedFrame& frame : passed) Show(frame, output);
                         });
 }
 
 void FrameWatch::Note(const Passed& passed) {
     const std::lock_guard guard(mutex_);
-    const bool from_agent = passed.kind == Passage::kFromAgent;
-    switch (passed.kind) {
-        case Passage::kOpened:
-            break;
-        case Passage::kFromAgent:
-        case Passage::kToAgent: {
-            ByteVector& stream = streams_[{passed.wire.socket, passed.wire.number, from_agent}];
-            stream.insert(stream.end(), passed.bytes.begin(), passed.bytes.end());
-            Cut(passed.wire, from_agent, stream);
-            break;
-        }
-        case Passage::kClosed:
-            for (const bool direction : {true, false}) {
-                const auto left = streams_.extract({passed.wire.socket, passed.wire.number, direction});
-                if (left && !left.mapped().empty())
-                    Add(passed.wire, direction, left.mapped(), "the connection ended inside a frame");
-            }
-            break;
+    for (PassedFrame& frame : cutter_.Note(passed)) {
+        passed_.push_back(std::move(frame));
+        notice_.Set();
     }
 }
 
-void FrameWatch::Cut(const Wire& wire, bool from_agent, ByteVector& stream) {
-    const auto next = [&]() -> std::optional<Piece> {
-        if (wire.socket == Socket::kPlatform) return FirstPiece(stream);
-        const auto piece = FirstLocalPiece(stream);
-        // The agent takes what one read yields as one frame, so nothing more belongs to it.
-        return from_agent || stream.empty() || piece ? piece : Piece{stream.size()};
-    };
-    while (const auto piece = next()) {
-        Add(wire, from_agent, ConstBytes(stream).first(piece->size), piece->note);
-        stream.erase(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(piece->size));
-    }
-}
-
-void FrameWatch::Add(const Wire& wire, bool from_agent, ConstBytes bytes, std::string note) {
-    seen_.push_back({std::chrono::system_clock::now(), wire, from_agent, Join({bytes}), std::move(note)});
-    notice_.Set();
-}
-
-void FrameWatch::Show(const Seen& seen, Output& output) const {
-    const bool platform = seen.wire.socket == Socket::kPlatform;
-    Json decoded = {{"message", "bytes"}, {"note", seen.note}, {"bytes", ToHex(seen.bytes)}};
-    if (seen.note.empty())
-        decoded = platform ? DecodeFrame(key_, seen.from_agent, seen.bytes)
-                           : DecodeLocalFrame(seen.from_agent, seen.bytes);
-    const std::string time = TimeText(seen.time);
+void FrameWatch::Show(const PassedFrame& frame, Output& output) const {
+    const bool platform = frame.wire.socket == Socket::kPlatform;
+    const Json decoded = Decode(key_, frame);
+    const std::string time = TimeText(frame.time);
     const char* const other = platform ? "platform" : "local peer";
     const std::string way =
-        seen.from_agent ? std::string("agent -> ") + other : other + std::string(" -> agent");
-    Json shown = {{"frame", seen.from_agent ? "from agent" : "to agent"},
+        frame.from_agent ? std::string("agent -> ") + other : other + std::string(" -> agent");
+    Json shown = {{"frame", frame.from_agent ? "from agent" : "to agent"},
                   {"socket", platform ? "platform" : "local"},
-                  {"link", seen.wire.number},
+                  {"link", frame.wire.number},
                   {"time", time},
-                  {"size", seen.bytes.size()}};
+                  {"size", frame.bytes.size()}};
     shown.update(decoded);
-    std::string text = time + "  " + way + Format(" #%d  ", seen.wire.number) + Headline(decoded);
+    std::string text = time + "  " + way + Format(" #%d  ", frame.wire.number) + Headline(decoded);
     for (const char* const key : {"text", "bytes"})
         if (decoded.contains(key)) text += "\n    " + Inline(decoded[key]);
     if (decoded.contains("fields") && !decoded["fields"].empty()) text += "\n" + Lines(decoded["fields"]);

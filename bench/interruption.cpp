@@ -16,13 +16,6 @@ const PollFlag& Flag() {
 
 thread_local bool guarded = false;
 
-/// Only what a signal handler may do.
-void Note(int) {
-    const int error = errno;
-    Flag().Set();
-    errno = error;
-}
-
 void Handle(void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
@@ -36,15 +29,21 @@ bool Readable(int milliseconds) {
 
 }  // namespace
 
-InterruptGuard::InterruptGuard() {
+InterruptGuard::InterruptGuard(Signal signal) : signal_(signal) {
     Flag().Clear();
     guarded = true;
-    Handle(Note);
+    if (signal_ == Signal::kInterrupts) Handle([](int) { Interrupt(); });
 }
 
 InterruptGuard::~InterruptGuard() {
-    Handle(SIG_DFL);
+    if (signal_ == Signal::kInterrupts) Handle(SIG_DFL);
     guarded = false;
+}
+
+void Interrupt() {
+    const int error = errno;  // of what a signal came into
+    Flag().Set();
+    errno = error;
 }
 
 bool TakeInterruption() {

@@ -136,7 +136,6 @@ bool LocalPeer::connected() const {
 bool LocalPeer::SendBytes(ConstBytes bytes) {
     const std::lock_guard guard(mutex_);
     if (socket_ < 0 || dropped_) return false;
-    if (options_.on_sent) options_.on_sent(link_, bytes);
     AwaitRead(socket_);
     Tell(Passage::kToAgent, bytes);
     return WriteAll(socket_, bytes);

@@ -48,8 +48,6 @@ struct PeerOptions {
     /// Answers instead of PeerAnswers, on the peer's thread: the reply's payload, or none.
     std::function<std::optional<ByteVector>(const PeerEvent& request)> answer{};
     Tap tap{};  // sees what passes over every connection
-    /// Told of the bytes that go to the agent, before they do; any thread.
-    std::function<void(int link, ConstBytes bytes)> on_sent{};
 };
 
 class LocalPeer : public EventSource<PeerEvent> {

@@ -7,6 +7,7 @@
 #include "bench/console.h"
 #include "bench/dissector.h"
 #include "bench/frame_watch.h"
+#include "bench/interruption.h"
 #include "bench/peer_side.h"
 #include "bench/perf.h"
 #include "bench/platform_side.h"
@@ -22,25 +23,28 @@
 namespace plug::bench {
 namespace {
 
-/// Shows and captures what passes, as chosen.
+/// Shows, captures and reports what passes, as chosen.
 class Watchers {
   public:
     void Show(const CipherKey& key) { watch_.emplace(key); }
     void CaptureTo(const std::string& file) { capture_.emplace(file); }
+    void ReportTo(Feed& feed, const CipherKey& key) { report_.emplace(key, feed); }
     Tap tap() {
-        if (!capture_ && !watch_) return {};
+        if (!capture_ && !watch_ && !report_) return {};
         return [this](const Passed& passed) {
             if (capture_) capture_->Note(passed);
             if (watch_) watch_->Note(passed);
+            if (report_) report_->Note(passed);
         };
     }
-    void Attach(Interpreter& interpreter) {
-        if (watch_) watch_->Attach(interpreter);
+    void Attach(Interpreter& interpreter, Output& output) {
+        if (watch_) watch_->Attach(interpreter, output);
     }
 
   private:
     std::optional<Capture> capture_;
     std::optional<FrameWatch> watch_;
+    std::optional<FrameReport> report_;
 };
 
 struct Choices;
@@ -56,6 +60,8 @@ struct Choices {
     std::string capture;
     bool frames = false;
     std::uint16_t page_port = 8090;
+    std::uint32_t seed = 1;
+    double pace = 1;
     std::shared_ptr<PageServer> page;     // bound before the sandbox is entered
     std::shared_ptr<std::istream> lines;  // of the script; opened before the sandbox hides it
     bool json = false;
@@ -85,11 +91,11 @@ int Converse(Interpreter& interpreter, const Choices& choices) {
 
 int ServeAgents(const Choices& choices, Output& output) {
     Interpreter interpreter(output);
-    choices.watchers->Attach(interpreter);
+    choices.watchers->Attach(interpreter, output);
     Platform platform(choices.platform);
     const PeerSide peer(interpreter, choices.peer, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
-    AddRouterCommands(interpreter);
+    const RouterSide router(interpreter);
     if (choices.script.empty()) {
         const std::string& address = platform.options().listen;
         const Json ports = {{"listening", address},
@@ -108,7 +114,7 @@ int ServeAsPeer(const Choices& choices, Output& output) {
     // The agent may remember the sequence of an earlier bench's last frame; this one begins elsewhere.
     options.first_sequence = static_cast<std::uint32_t>(time(nullptr));
     Interpreter interpreter(output);
-    choices.watchers->Attach(interpreter);
+    choices.watchers->Attach(interpreter, output);
     interpreter.prompt = [] { return std::string("local peer> "); };
     const PeerSide peer(interpreter, options, "");
     if (choices.script.empty())
@@ -125,25 +131,32 @@ int PrintDissector(const Choices& choices, Output&) {
 
 /// The console's commands and more in a browser.
 int ServePage(const Choices& choices, Output& output) {
+    const std::string url = "http://127.0.0.1:" + std::to_string(choices.page->port()) + "/";
     Feed feed;
+    choices.watchers->ReportTo(feed, MakeKey(choices.platform.key));
     PlatformOptions platform_options = choices.platform;
-    platform_options.on_sent = [&feed, key = MakeKey(platform_options.key)](const MacAddress& agent, int link,
-                                                                            ConstBytes bytes) {
-        for (const Json& frame : ReportsOfSent(key, agent, link, bytes)) feed.Tell("frame", frame);
-    };
     PeerOptions peer_options = choices.peer;
-    peer_options.on_sent = [&feed](int link, ConstBytes bytes) {
-        feed.Tell("frame", ReportOfSentByPeer(link, bytes));
-    };
-    Interpreter interpreter(output);
+    platform_options.tap = peer_options.tap = choices.watchers->tap();
+    Output answers(choices.json);  // which the page takes
+    Interpreter interpreter(answers);
+    choices.watchers->Attach(interpreter, output);
     Platform platform(platform_options);
     PeerSide peer(interpreter, peer_options, "peer");
     const PlatformSide side(platform, interpreter, choices.verbose);
-    AddRouterCommands(interpreter);
-    const std::string url = "http://127.0.0.1:" + std::to_string(choices.page->port()) + "/";
+    const RouterSide router(interpreter);
     output.Show({{"page", url}}, "The page is at " + url + ". It ends with ^C.");
-    Page(interpreter, platform, side, peer.peer(), feed).Run(*choices.page);
+    Page(interpreter, platform, side, router, peer.peer(), feed).Run(*choices.page);
     return 0;
+}
+
+/// Lets the simulated home live, until Ctrl-C.
+int LetHomeLive(const Choices& choices, Output& output) {
+    Interpreter interpreter(output);
+    const RouterSide router(interpreter);
+    interpreter.Execute("home on " + std::to_string(choices.seed) + " " + std::to_string(choices.pace));
+    const InterruptGuard guard;
+    while (router.home_lives() && !TakeInterruption()) interpreter.AwaitNews(-1);
+    return router.home_lives() ? 0 : 1;
 }
 
 void AddOptions(CLI::App& app, Choices& choices) {
@@ -177,6 +190,9 @@ void AddModes(CLI::App& app, Choices& choices) {
     web->add_option("--port", choices.page_port, "the page's port on loopback; 0 lets the system pick");
     CLI::App* const peer = add("peer", "be only the local peer of a running agent", ServeAsPeer);
     peer->add_option("file", choices.script, "a file of commands instead of the console");
+    CLI::App* const home = add("home", "let the simulated home live, beside an agent that runs", LetHomeLive);
+    home->add_option("--seed", choices.seed, "of what happens: the same gives the same");
+    home->add_option("--pace", choices.pace, "seconds of a step");
     CLI::App* const perf =
         add("perf", "measure the agent: answers, start and idle cost",
             [](const Choices& chosen, Output& output) { return MeasureAgent(chosen.perf, output); });

@@ -132,10 +132,6 @@ void Platform::Accept(Server server) {
         const int socket = AcceptFrom(listeners_[static_cast<std::size_t>(server)], peer);
         if (socket < 0) return;
         link = std::make_shared<AgentLink>(socket, ++link_count_, server, AddressText(peer));
-        if (options_.on_sent)
-            link->on_sent = [this](const AgentLink& sender, ConstBytes bytes) {
-                options_.on_sent(sender.mac, sender.number, bytes);
-            };
         links_.push_back(link);
     }
     link->Watch(options_.tap, peer);

@@ -48,8 +48,6 @@ struct PlatformOptions {
     std::string pin;  // when not empty, another PIN is refused (as Ack::kRefuse) with a note in the event
     Tap tap;          // sees what passes over every connection
     Behaviour behaviour;
-    /// Told of the bytes that go to an agent (all zero while unknown), before they do; any thread.
-    std::function<void(const MacAddress& agent, int link, ConstBytes bytes)> on_sent{};
 };
 
 /// What is known of one agent.

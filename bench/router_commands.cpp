@@ -1,7 +1,8 @@
 #include "bench/router_commands.h"
 
-#include <set>
+#include <poll.h>
 
+#include "bench/home_life.h"
 #include "bench/router_state.h"
 #include "bench/text.h"
 #include "bench/text_table.h"
@@ -57,17 +58,6 @@ void Apply(Json& device, const std::vector<std::string>& words) {
     }
 }
 
-/// An address of the LAN that no device of the file has.
-std::string FreeAddress(const Json& home) {
-    std::set<std::string> taken;
-    for (const Json& device : home["devices"]) taken.insert(device.value("address", ""));
-    const std::string own = home.contains("lan") ? home["lan"].value("address", "") : "";
-    const std::string net = own.substr(0, own.rfind('.') + 1);
-    for (int host = 100; host < 255; ++host)
-        if (std::string address = net + std::to_string(host); !taken.contains(address)) return address;
-    throw CommandError("no free address in " + net + "100 to 254");
-}
-
 Json& Known(Json& home, const MacAddress& mac) {
     Json* const device = RouterState::FindDevice(home, mac);
     if (device == nullptr) throw CommandError("the router knows no device " + MacText(mac));
@@ -82,7 +72,9 @@ void AddDevice(Json& home, const MacAddress& mac, const std::vector<std::string>
         device[property.key] = ValueOf(property, property.initial);
         if (property.key == "name") device["mac"] = MacText(mac);
     }
-    device["address"] = FreeAddress(home);
+    const auto address = RouterState::FreeAddress(home);
+    if (!address) throw CommandError("the LAN has no free address");
+    device["address"] = *address;
     Apply(device, words);
     home["devices"].push_back(std::move(device));
 }
@@ -146,7 +138,7 @@ void RunDevice(Interpreter& interpreter, const Invocation& words) {
 
 }  // namespace
 
-void AddRouterCommands(Interpreter& interpreter) {
+RouterSide::RouterSide(Interpreter& interpreter) : interpreter_(interpreter) {
     std::string keys;
     std::vector<std::string> completions = {"add", "set", "remove", "list", "wait", std::string(kAnyMac)};
     for (const Property& property : kProperties) {
@@ -160,6 +152,76 @@ void AddRouterCommands(Interpreter& interpreter) {
          "the devices of the simulated home; wait watches one for some seconds; properties:" + keys,
          "simulator", 1, [&interpreter](const Invocation& words) { RunDevice(interpreter, words); },
          completions});
+    interpreter.Add(
+        {"home",
+         "on [<seed>] [<seconds>] | off",
+         "lets the simulated home live: devices come and go, signals, speeds and traffic change, one step "
+         "every so many seconds (1). The same seed (1) gives the same steps",
+         "simulator",
+         1,
+         [this](const Invocation& words) { RunHome(words); },
+         {"on", "off"}});
+    interpreter.AddNews([this] { return notice_.descriptor(); }, [this] { ShowEvents(); });
+}
+
+RouterSide::~RouterSide() {
+    StopHome();
+}
+
+void RouterSide::RunHome(const Invocation& words) {
+    const bool on = words.word(1) == "on";
+    if (!on && words.word(1) != "off") throw CommandError("home takes on or off, not " + words.word(1));
+    const auto seed = ParseNumber<std::uint32_t>(words.word(2, "1"));
+    const Milliseconds step = ParseSeconds(words.word(3, "1"));
+    if (step.count() <= 0) throw CommandError("a step of the home takes more than 0 seconds");
+    if (on) RouterState::OfEnvironment().Read();  // throws when there is no home
+    StopHome();
+    lives_ = on;
+    if (on) thread_ = std::thread([this, seed, step] { Live(seed, step); });
+}
+
+void RouterSide::StopHome() {
+    if (!thread_.joinable()) return;
+    stop_.Set();
+    thread_.join();
+    stop_.Clear();
+}
+
+void RouterSide::Live(std::uint32_t seed, Milliseconds step) {
+    const RouterState router = RouterState::OfEnvironment();
+    HomeLife life(seed);
+    const double seconds = std::chrono::duration<double>(step).count();
+    pollfd stop{stop_.descriptor(), POLLIN, 0};
+    while (poll(&stop, 1, static_cast<int>(step.count())) <= 0) {
+        Json events;
+        try {
+            router.Change([&](Json& home) { events = life.Step(home, seconds); });
+        } catch (const std::exception& error) {
+            events = Json::array({{{"home", "ends"}, {"error", error.what()}}});
+            lives_ = false;
+        }
+        if (!events.empty()) {
+            const std::lock_guard guard(mutex_);
+            events_.insert(events_.end(), events.begin(), events.end());
+            notice_.Set();
+        }
+        if (!lives_) return;
+    }
+}
+
+void RouterSide::ShowEvents() {
+    notice_.Clear();
+    std::vector<Json> events;
+    {
+        const std::lock_guard guard(mutex_);
+        events.swap(events_);
+    }
+    for (const Json& event : events)
+        interpreter_.output().Show(event, event.contains("error")
+                                              ? "the home lives no more: " + event.value("error", "")
+                                              : "home: " + event.value("name", "") + " " +
+                                                    event.value("home", "") + " (" + event.value("mac", "") +
+                                                    ")");
 }
 
 }  // namespace plug::bench

@@ -2,6 +2,7 @@
 
 #include <cjson/cJSON.h>
 
+#include <set>
 #include <stdexcept>
 #include <system_error>
 
@@ -53,6 +54,16 @@ Json* RouterState::FindDevice(Json& home, const MacAddress& mac) {
     for (Json& device : home["devices"])
         if (ParseMac(device.value("mac", "")) == mac) return &device;
     return nullptr;
+}
+
+std::optional<std::string> RouterState::FreeAddress(const Json& home) {
+    std::set<std::string> taken;
+    for (const Json& device : home.value("devices", Json::array())) taken.insert(device.value("address", ""));
+    const std::string own = home.contains("lan") ? home["lan"].value("address", "") : "";
+    const std::string net = own.substr(0, own.rfind('.') + 1);
+    for (int host = 100; host < 255; ++host)
+        if (std::string address = net + std::to_string(host); !taken.contains(address)) return address;
+    return {};
 }
 
 std::vector<std::string> RouterState::DeviceMacs() const {

@@ -23,6 +23,8 @@ class RouterState {
 
     /// The device with that MAC in a state, or nullptr.
     static Json* FindDevice(Json& home, const MacAddress& mac);
+    /// An address of the LAN, its hosts 100 to 254, that no device of the state has.
+    static std::optional<std::string> FreeAddress(const Json& home);
     /// The MACs of all devices; none while there is no file.
     std::vector<std::string> DeviceMacs() const;
     /// One device as it is now; none when it is not in the file.

@@ -6,6 +6,7 @@
 
 #include <functional>
 
+#include "core/mac.h"
 #include "platform/wire.h"
 
 namespace plug::bench {
@@ -28,6 +29,7 @@ struct Passed {
     ConstBytes bytes{};     // of kFromAgent and kToAgent
     bool by_agent = false;  // kClosed
     bool reset = false;     // kClosed
+    MacAddress mac{};       // the agent on the platform's connection; all zero while unknown
 };
 
 /// Called on the thread that reads or writes, for one connection in the order of its causes: before a write,

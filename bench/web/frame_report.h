@@ -1,23 +1,35 @@
-// Frames and connections as the page lists them: what it is in short, all that it says, and its bytes.
+// What passes over both links, as the page lists it.
 //
-//   {"side": "platform", "way": "up", "kind": "report", "name": "version", "mac": .., "link": 2, "time": ms,
-//    "decoded": {..}, "note": .., "hex": ".."}
+//   {"side": "platform", "way": "up", "kind": "report", "id": 63, "name": "version", "mac": .., "link": 2,
+//    "time": ms, "decoded": {..}, "note": .., "hex": ".."}
 //
-// `way` is "up" for what comes from an agent and "down" for what goes to it, whichever side is at its other
-// end.
+// `side` is "platform" or "peer"; `way` is "up" for what comes from an agent and "down" for what goes to it.
+// `kind` is the frame's name in the message table; "connected" and "closed" are connections and have no
+// bytes.
 #pragma once
 
-#include "bench/local_peer.h"
-#include "bench/platform.h"
+#include <mutex>
+
+#include "bench/frame_cutter.h"
+#include "bench/web/feed.h"
 
 namespace plug::bench {
 
-Json ReportOf(const LinkEvent& event);
-Json ReportOf(const PeerEvent& event);
+class FrameReport {
+  public:
+    /// Tells the feed, which must outlive the connections.
+    FrameReport(const CipherKey& key, Feed& feed) : key_(key), feed_(feed) {}
 
-/// Bytes as they were sent to an agent: a frame or, as mischief has it, several or none.
-std::vector<Json> ReportsOfSent(const CipherKey& key, const MacAddress& agent, int link, ConstBytes bytes);
-/// The same for what the local peer sends.
-Json ReportOfSentByPeer(int link, ConstBytes bytes);
+    /// Any thread.
+    void Note(const Passed& passed);
+
+  private:
+    Json Report(const PassedFrame& frame) const;
+
+    const CipherKey key_;
+    Feed& feed_;
+    std::mutex mutex_;  // guards the cutter, and the order in which it is told
+    FrameCutter cutter_;
+};
 
 }  // namespace plug::bench

@@ -5,9 +5,9 @@
 #include <csignal>
 #include <ctime>
 
+#include "bench/interruption.h"
 #include "bench/router_state.h"
 #include "bench/web/command_list.h"
-#include "bench/web/frame_report.h"
 #include "core/paths.h"
 #include "sdk/simulator/shared_file.h"
 
@@ -21,14 +21,17 @@ const PollFlag* told_to_end = nullptr;  // what the signal handler sets
 void EndAtSignals(const PollFlag& flag) {
     told_to_end = &flag;
     struct sigaction action {};
-    action.sa_handler = [](int) { told_to_end->Set(); };
+    action.sa_handler = [](int) {
+        told_to_end->Set();
+        Interrupt();
+    };
     action.sa_flags = static_cast<int>(SA_RESETHAND);  // the second one ends it at once
     for (const int number : {SIGINT, SIGTERM}) sigaction(number, &action, nullptr);
 }
 
 /// What came unasked; all else that is shown while a command runs is its answer.
 bool IsNews(const Json& shown) {
-    return shown.contains("event") || shown.contains("peer");
+    return shown.contains("event") || shown.contains("peer") || shown.contains("home");
 }
 
 Json AgentRow(const AgentInfo& agent) {
@@ -48,29 +51,34 @@ Json LocalClock() {
 
 }  // namespace
 
-Page::Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, LocalPeer& peer,
-           Feed& feed)
-    : interpreter_(interpreter), platform_(platform), side_(side), peer_(peer), feed_(feed) {
+Page::Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, const RouterSide& router,
+           LocalPeer& peer, Feed& feed)
+    : interpreter_(interpreter),
+      platform_(platform),
+      side_(side),
+      router_side_(router),
+      peer_(peer),
+      feed_(feed) {
     interpreter_.output().instead = [](const Json&, const std::string&) {
-    };  // the pages follow the links themselves
+    };  // the pages are told of the frames as they pass
     NoteOwn();
-    platform_follower_ = std::thread([this] { FollowPlatform(); });
-    peer_follower_ = std::thread([this] { FollowPeer(); });
+    follower_ = std::thread([this] { FollowState(); });
 }
 
 Page::~Page() {
     stopping_ = true;
-    platform_follower_.join();
-    peer_follower_.join();
+    follower_.join();
 }
 
 // --- lines ---
 
 void Page::Run(PageServer& server) {
+    const InterruptGuard interruptible(InterruptGuard::Signal::kAsBefore);
     const PollFlag ended;
     EndAtSignals(ended);
     server.Serve(feed_, {.commands = [commands = CommandList(interpreter_)] { return commands; },
-                         .run = [this](const std::string& line) { return OrderLine(line); }});
+                         .run = [this](const std::string& line) { return OrderLine(line); },
+                         .cancel = [this](const std::string& line) { return Cancel(line); }});
     pollfd end = {ended.descriptor(), POLLIN, 0};
     while (!interpreter_.done() && poll(&end, 1, 0) == 0) {
         interpreter_.AwaitNews(static_cast<int>(kLook.count()), ordered_.descriptor());
@@ -104,6 +112,14 @@ Json Page::OrderLine(const std::string& line) {
     return outcome.get();
 }
 
+/// Only of the line that still runs, so that a click that comes late does not end the next one.
+Json Page::Cancel(const std::string& line) {
+    const std::lock_guard guard(mutex_);
+    const bool runs = busy_ == line;
+    if (runs) Interrupt();
+    return {{"cancelled", runs}};
+}
+
 void Page::CarryOut(Order& order) {
     {
         const std::lock_guard guard(mutex_);
@@ -114,6 +130,7 @@ void Page::CarryOut(Order& order) {
         const std::lock_guard guard(mutex_);
         busy_ = nullptr;
     }
+    TakeInterruption();  // which came when the command ended by itself
     NoteOwn();
     feed_.Tell("ran", outcome);
     order.outcome.set_value(std::move(outcome));
@@ -155,19 +172,15 @@ void Page::NoteOwn() {
     own_ = std::move(own);
 }
 
-void Page::FollowPlatform() {
-    Cursor cursor = platform_.FromStart();
+void Page::FollowState() {
+    Cursor cursor = platform_.FromNow();
     while (!stopping_) {
-        auto event = cursor.Next(kLook);
-        for (; event; event = cursor.Next(Milliseconds(0))) feed_.Tell("frame", ReportOf(*event));
         feed_.SetState(State());
+        // Sooner when something comes.
+        if (cursor.Next(kLook))
+            while (cursor.Next(Milliseconds(0))) {
+            }
     }
-}
-
-void Page::FollowPeer() {
-    auto cursor = peer_.FromStart();
-    while (!stopping_)
-        if (const auto event = cursor.Next(kLook)) feed_.Tell("frame", ReportOf(*event));
 }
 
 Json Page::State() {
@@ -181,6 +194,7 @@ Json Page::State() {
     for (const AgentInfo& agent : platform_.Agents()) state["agents"].push_back(AgentRow(agent));
     if (!state["process"].is_null()) state["status"] = ReadFile(kStatusPath).substr(0, 3);
     state["router"] = Router();
+    state["home"] = router_side_.home_lives();
     state["peer"] = peer_.connected();
     state["clock"] = LocalClock();
     state["download"] = {{"sent", side_.download().sent.load()}, {"size", side_.download().size.load()}};

@@ -1,5 +1,5 @@
 // The page: the bench in a browser. It runs the interpreter's lines like the console, one after the other,
-// and tells every open page what goes over the links and what state everything is in.
+// and tells every open page what state everything is in; FrameReport tells them what passes over the links.
 #pragma once
 
 #include <deque>
@@ -9,6 +9,7 @@
 
 #include "bench/local_peer.h"
 #include "bench/platform_side.h"
+#include "bench/router_commands.h"
 #include "bench/web/page_server.h"
 
 namespace plug::bench {
@@ -16,7 +17,8 @@ namespace plug::bench {
 class Page {
   public:
     /// All of these must outlive it.
-    Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, LocalPeer& peer, Feed& feed);
+    Page(Interpreter& interpreter, Platform& platform, const PlatformSide& side, const RouterSide& router,
+         LocalPeer& peer, Feed& feed);
     ~Page();
     Page(const Page&) = delete;
     Page& operator=(const Page&) = delete;
@@ -32,19 +34,20 @@ class Page {
 
     // The threads of the server.
     Json OrderLine(const std::string& line);
+    Json Cancel(const std::string& line);
     // The caller's thread, which alone works with the interpreter.
     void CarryOut(Order& order);
     Json Execute(const std::string& line);
     void NoteOwn();
-    // Threads of their own.
-    void FollowPlatform();
-    void FollowPeer();
+    // A thread of its own.
+    void FollowState();
     Json State();
     Json Router();
 
     Interpreter& interpreter_;
     Platform& platform_;
     const PlatformSide& side_;
+    const RouterSide& router_side_;
     LocalPeer& peer_;
     Feed& feed_;
     PollFlag ordered_;
@@ -55,12 +58,11 @@ class Page {
     Json own_;   // the state of what only the caller's thread knows
     Json busy_;  // with what it is
 
-    std::string router_text_;  // of the state file, as last read; FollowPlatform's
+    std::string router_text_;  // of the state file, as last read; FollowState's
     Json router_;
 
     std::atomic<bool> stopping_{false};
-    std::thread platform_follower_;
-    std::thread peer_follower_;
+    std::thread follower_;
 };
 
 }  // namespace plug::bench

@@ -40,14 +40,15 @@ void Answer(httplib::Response& response, int status, const Json& content) {
     response.set_content(content.dump(-1, ' ', false, Json::error_handler_t::replace), kJson);
 }
 
-void RunLine(const PageHandlers& handlers, const httplib::Request& request, httplib::Response& response) {
+void TakeLine(const std::function<Json(const std::string&)>& handler, const httplib::Request& request,
+              httplib::Response& response) {
     // Another site's form cannot send this type.
     if (request.get_header_value("Content-Type") != kJson)
         return Answer(response, 415, {{"failed", "a command comes as application/json"}});
     const Json order = Json::parse(request.body, nullptr, false);
     if (!order.is_object() || !order.contains("line") || !order["line"].is_string())
         return Answer(response, 400, {{"failed", "a command is {\"line\": text}"}});
-    Answer(response, 200, handlers.run(order["line"]));
+    Answer(response, 200, handler(order["line"]));
 }
 
 void FollowFeed(Feed& feed, const httplib::Request& request, httplib::Response& response) {
@@ -133,9 +134,10 @@ void PageServer::Serve(Feed& feed, PageHandlers handlers) {
     server.Get("/commands", [handlers](const httplib::Request&, httplib::Response& response) {
         Answer(response, 200, handlers.commands());
     });
-    server.Post("/run", [handlers](const httplib::Request& request, httplib::Response& response) {
-        RunLine(handlers, request, response);
-    });
+    for (const auto& [path, handler] : {std::pair("/run", handlers.run), {"/cancel", handlers.cancel}})
+        server.Post(path, [handler = handler](const httplib::Request& request, httplib::Response& response) {
+            TakeLine(handler, request, response);
+        });
     server.Get("/events", [&feed](const httplib::Request& request, httplib::Response& response) {
         FollowFeed(feed, request, response);
     });

@@ -14,6 +14,8 @@ struct PageHandlers {
     std::function<Json()> commands;
     /// Runs a line and tells what came of it.
     std::function<Json(const std::string& line)> run;
+    /// Ends that line if it is the one that runs.
+    std::function<Json(const std::string& line)> cancel;
 };
 
 class PageServer {

@@ -3,6 +3,7 @@ import assert from 'node:assert/strict';
 import {after, before, test} from 'node:test';
 import http from 'node:http';
 import net from 'node:net';
+import {mkdtempSync, readFileSync, rmSync} from 'node:fs';
 import os from 'node:os';
 import {run, startBench} from './bench.mjs';
 
@@ -70,6 +71,7 @@ test('foreign hosts and origins are refused, for every path', async () => {
       ['/commands', {}],
       ['/events', {}],
       ['/run', {method: 'POST', body: '{"line":"shell touch /tmp/taken"}', 'Content-Type': 'application/json'}],
+      ['/cancel', {method: 'POST', body: '{"line":"x"}', 'Content-Type': 'application/json'}],
     ])
       assert.equal((await ask(path, {...options, ...headers})).status, 403, `${path} ${JSON.stringify(headers)}`);
   assert.equal((await run(bench.url, 'shell test ! -e /tmp/taken')).failed, undefined);
@@ -122,6 +124,28 @@ test('a started process inherits no connection of a browser', async () => {
     answers: [{text}],
   } = await run(bench.url, 'shell ls -l /proc/self/fd');
   assert.doesNotMatch(text, /socket:/);
+});
+
+test('what passes is printed and captured too', {timeout: 60000}, async () => {
+  const folder = mkdtempSync(`${os.tmpdir()}/plug-page-`);
+  const file = `${folder}/page.pcapng`;
+  const own = await startBench(0, '--frames', '--capture', file);
+  try {
+    await run(own.url, 'start-agent');
+    await run(own.url, 'wait heartbeat 20');
+    const answered = await run(own.url, 'cpu-use');
+    assert.deepEqual(answered.answers.map(({answer}) => answer), ['cpu-use']);
+    const seen = [];
+    for await (const line of own.lines) {
+      seen.push(line);
+      if (line.includes('function reply 47 cpu-use')) break;
+    }
+    assert.match(seen.join('\n'), /agent -> platform #1  register, .*\n[^]*platform -> agent #2  function command 47 cpu-use/);
+    assert.ok(readFileSync(file).includes('plug-bench') && readFileSync(file).length > 1000);
+  } finally {
+    await own.stop();
+    rmSync(folder, {recursive: true});
+  }
 });
 
 test('a page that was lost goes on behind its last event', async () => {

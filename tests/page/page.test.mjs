@@ -1,10 +1,13 @@
 // The page in a real browser, over a bench with an agent of its own.
 import assert from 'node:assert/strict';
 import {after, afterEach, before, beforeEach, test} from 'node:test';
-import {run, startBench, startBrowser} from './bench.mjs';
+import {post, run, startBench, startBrowser} from './bench.mjs';
+import {faint} from './contrast.mjs';
 
 const kTablet = '00:00:5E:00:53:B6';
 const kLaptop = '00:00:5E:00:53:B3';
+
+const kSections = ['router', 'devices', 'windows', 'commands', 'diagnostics', 'updates', 'mischief', 'peer'];
 
 let browser;
 let bench;
@@ -85,13 +88,13 @@ test('a command is a form, and its answer a table', async () => {
   await page.keyboard.press('Enter');
   assert.equal(await page.locator('dt:text-is("second") + dd').textContent(), '192.0.2.77');
 
-  await frame('command', '45 dns-set').click();
-  assert.equal(await frame('command', '45 dns-set').locator('dt:text-is("second") + dd').textContent(), '192.0.2.77');
+  await frame('function command', '45 dns-set').click();
+  assert.equal(await frame('function command', '45 dns-set').locator('dt:text-is("second") + dd').textContent(), '192.0.2.77');
   await page.getByLabel('Filter the frames').fill('second=192.0.2.77');
-  await page.locator('#frames .frame[data-kind="reply"]', {hasText: 'dns-set'}).waitFor({state: 'detached'});
+  await page.locator('#frames .frame[data-kind="function reply"]', {hasText: 'dns-set'}).waitFor({state: 'detached'});
   assert.ok((await page.locator('#frames .frame').count()) >= 2);
   await page.getByLabel('Direction').selectOption('up');
-  await page.locator('#frames .frame[data-kind="command"]').waitFor({state: 'detached'});
+  await page.locator('#frames .frame[data-kind="function command"]').waitFor({state: 'detached'});
 });
 
 test('what fails is said, by a line and by a switch', async () => {
@@ -107,6 +110,29 @@ test('what fails is said, by a line and by a switch', async () => {
   await page.locator('#toasts', {hasText: 'limit 00:00:5E:00:53:B3 5 0'}).waitFor();
   await run(bench.url, 'start-agent');
   await page.locator('#routers', {hasText: 'logged in'}).waitFor();
+});
+
+test('a command that runs is cancelled, and only that one', async () => {
+  page = await open('commands');
+  const line = page.getByLabel('A line of the console');
+  const cancel = page.getByRole('button', {name: 'Cancel'});
+  assert.equal(await cancel.isVisible(), false);
+  for (const [text, end] of [
+    ['sleep 500', () => cancel.click()],
+    ['wait report 200 500', () => page.keyboard.press('Escape')],
+    ['shell sleep 500', () => cancel.click()],
+  ]) {
+    await line.fill(text);
+    await page.keyboard.press('Enter');
+    await page.locator('#busy', {hasText: text}).waitFor();
+    await end();
+    await section().getByText('✕ interrupted').waitFor();
+    await cancel.waitFor({state: 'hidden'});
+    assert.equal((await run(bench.url, 'cpu-use')).failed, undefined);
+  }
+  // One that comes too late is for nobody, also not for the next.
+  for (const of of ['sleep 500', 'cpu-use']) assert.deepEqual(await post(bench.url, 'cancel', of), {cancelled: false});
+  assert.equal((await run(bench.url, 'sleep 0.1')).failed, undefined);
 });
 
 test('a window is set for its day, seen, changed and removed', async () => {
@@ -134,7 +160,7 @@ test('a window is set for its day, seen, changed and removed', async () => {
     return [own.left - track.left, own.width].map(length => Math.round((24 * length) / track.width));
   });
   assert.deepEqual(place, [14, 4]);
-  await frame('command', '"FLAG":"1","MAC":"00:00:5E:00:53:B6","DAY":"3"').waitFor();
+  await frame('function command', '"FLAG":"1","MAC":"00:00:5E:00:53:B6","DAY":"3"').waitFor();
 
   await bar.click();
   await section().getByLabel('Sun').check();
@@ -147,7 +173,7 @@ test('a window is set for its day, seen, changed and removed', async () => {
 
   await page.getByRole('button', {name: /^Remove 00:00/}).click();
   await page.locator('.bar').first().waitFor({state: 'detached'});
-  await frame('command', '"FLAG":"0","MAC":"00:00:5E:00:53:B6","DAY":"37"').waitFor();
+  await frame('function command', '"FLAG":"0","MAC":"00:00:5E:00:53:B6","DAY":"37"').waitFor();
 });
 
 test("now is marked on the bench's day", async () => {
@@ -198,7 +224,7 @@ test('a device goes, comes back, is barred and limited', async () => {
   await row(kLaptop).getByLabel('Limit up').fill('512');
   await row(kLaptop).getByLabel('Limit down').fill('2048');
   await row(kLaptop).getByRole('button', {name: 'Set the limits'}).click();
-  await frame('reply', 'limits-set').waitFor();
+  await frame('function reply', 'limits-set').waitFor();
   const {up_limit, down_limit} = await listed();
   assert.deepEqual([up_limit, down_limit], [512, 2048]);
 });
@@ -251,7 +277,7 @@ test('mischief: the link is lost, and comes back', async () => {
   await page.locator('#routers', {hasText: 'logged in'}).waitFor({timeout: 60000});
   await page.locator('[data-command="bad-checksum"]').getByRole('button').click();
   await page.getByText('wrong checksum, says the agent, code 11').waitFor();
-  await page.locator('#frames .frame.wrong[data-kind="command"]').first().waitFor();
+  await page.locator('#frames .frame.wrong[data-kind="function command"]').first().waitFor();
 });
 
 test('the local peer connects and is asked', async () => {
@@ -329,9 +355,48 @@ test('light and dark, kept; and a phone shows one thing at a time', async () => 
   await go(page, 'frames');
   assert.equal(await page.locator('#frames').isVisible(), true);
   assert.equal(await page.locator('main').isVisible(), false);
-  for (const section of ['router', 'devices', 'windows', 'commands', 'diagnostics', 'updates', 'mischief', 'peer']) {
+  for (const section of kSections) {
     await go(page, section);
     const over = await page.locator('main').evaluate(element => element.scrollWidth - element.clientWidth);
     assert.equal(over, 0, `${section} is wider than the phone`);
   }
+});
+
+test('texts and graphics stand out, in light and dark', async () => {
+  for (const device of [1, 2, 3, 4, 5, 6]) // a colour each
+    await run(bench.url, `window add 00:00:5E:00:53:B${device} 67 ${2 * device}:00 ${2 * device + 1}:00`);
+  page = await open('commands');
+  await page.getByLabel('Find a command').fill('wan-config');
+  await page.getByRole('button', {name: 'wan-config 3', exact: true}).click();
+  await page.locator('[data-command="wan-config"] [name=index]').fill('9');
+  await page.getByRole('button', {name: 'Send'}).click();
+  await page.getByText('✕ wan-config').waitFor();
+  await go(page, 'mischief');
+  await page.locator('[data-command="bad-checksum"]').getByRole('button').click();
+  await page.locator('#frames .frame.wrong').first().click();
+  await page.evaluate(async () => (await import('/bench.js')).act('no-such-command'));
+  const found = {};
+  for (const colorScheme of ['light', 'dark']) {
+    await page.emulateMedia({colorScheme});
+    for (const name of kSections) {
+      await go(page, name);
+      for (const [what, contrast] of Object.entries(await faint(page))) found[`${colorScheme}, ${what}`] = contrast;
+    }
+  }
+  assert.deepEqual(found, {});
+});
+
+test('the home lives when it is told to', async () => {
+  page = await open('devices');
+  const lives = page.getByRole('switch', {name: 'The home lives'});
+  const said = () => row(kLaptop).locator('td[data-label^="Limits"]').textContent();
+  const before = await said();
+  await lives.click();
+  await isOn(lives, true);
+  await page.waitForFunction(
+    ([mac, text]) => document.querySelector(`tr[data-mac="${mac}"] td[data-label^="Limits"]`)?.textContent !== text,
+    [kLaptop, before],
+  );
+  await lives.click();
+  await isOn(lives, false);
 });

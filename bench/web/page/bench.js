@@ -55,10 +55,9 @@ export async function loadCommands() {
   return bench.commands;
 }
 
-/** Runs a line: {line, answers: [..], failed}. */
-export async function order(line) {
+async function post(path, line) {
   try {
-    const answer = await fetch('/run', {
+    const answer = await fetch(path, {
       method: 'POST',
       headers: {'Content-Type': 'application/json'},
       body: JSON.stringify({line}),
@@ -68,6 +67,12 @@ export async function order(line) {
     return {line, answers: [], failed: 'the bench does not answer'};
   }
 }
+
+/** Runs a line: {line, answers: [..], failed}. */
+export const order = line => post('/run', line);
+
+/** Ends the line that runs now. */
+export const cancel = () => post('/cancel', bench.state.busy);
 
 /** The same for what has no place of its own for an answer: a failure is said above the page. */
 export async function act(line) {

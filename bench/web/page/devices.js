@@ -100,6 +100,7 @@ function row({device, barred}) {
 
 export function devices(section) {
   const body = h('tbody', {});
+  const lives = h('span', {});
   const empty = h(
     'p',
     {class: 'empty'},
@@ -132,6 +133,7 @@ export function devices(section) {
         {class: 'buttons'},
         h('button', {type: 'button', onclick: () => act('scan')}, 'Scan'),
         h('button', {type: 'button', onclick: tellPeer}, 'Let the local peer tell of them'),
+        lives,
       ),
       h('div', {class: 'scroll'}, table),
       empty,
@@ -171,7 +173,12 @@ export function devices(section) {
       ),
     ),
   );
-  on('state', ({router, windows}) => {
+  on('state', ({router, windows, home}) => {
+    draw(lives, home, on =>
+      toggle('home', 'The home lives', on, ['the home lives', 'the home stands still'], () =>
+        act(`home ${on ? 'off' : 'on'}`),
+      ),
+    );
     const list = (router?.devices ?? []).map(device => ({
       device,
       barred: windows.filter(({mac}) => mac === device.mac).length,

@@ -4,7 +4,10 @@ import {bench, on} from '/bench.js';
 import {h} from '/dom.js';
 
 const kShown = 400;
-const kRoutine = ['heartbeat', 'heartbeat-ack', 'connected'];
+const kRoutine = ['heartbeat', 'heartbeat ack', 'connected'];
+
+/** The note of a frame, other than that of a connection, says what is wrong with it. */
+export const isWrong = ({hex, note}) => Boolean(hex && note);
 
 const two = number => String(number).padStart(2, '0');
 function clock(time) {
@@ -39,19 +42,18 @@ function summary({decoded, note}) {
 }
 
 const searched = frame =>
-  [frame.kind, frame.name, frame.id, frame.type, frame.mac, summary(frame), JSON.stringify(frame.decoded)]
+  [frame.kind, frame.name, frame.id, frame.mac, summary(frame), JSON.stringify(frame.decoded)]
     .join(' ')
     .toLowerCase();
 
 function row(frame) {
-  const name = frame.name ? `${frame.id ?? frame.decoded?.id ?? frame.decoded?.type ?? ''} ${frame.name}`.trim() : '';
-  const bad = frame.kind === 'bad-frame' || frame.note === 'wrong checksum';
+  const name = frame.name ? `${frame.id ?? ''} ${frame.name}`.trim() : '';
+  const bad = isWrong(frame);
   const details = h(
     'details',
     {
       class: `frame ${frame.way} ${bad ? 'wrong' : ''}`,
       'data-kind': frame.kind,
-      'data-time': frame.time,
       'data-key': frame.key,
     },
     h(
@@ -138,20 +140,14 @@ export function frames(pane) {
         .slice(cleared)
         .filter(wanted)
         .slice(-kShown)
-        .sort((one, other) => other.time - one.time)
+        .reverse()
         .map(row),
     );
     tell();
   };
-  // What goes down is told of at once, what comes up a moment later: the time puts them in order.
-  const add = frame => {
-    let below = list.firstChild;
-    while (below && below.dataset.time > frame.time) below = below.nextSibling;
-    list.insertBefore(row(frame), below);
-  };
   const waiting = [];
   const flush = () => {
-    for (const frame of waiting.splice(0)) if (wanted(frame)) add(frame);
+    for (const frame of waiting.splice(0)) if (wanted(frame)) list.prepend(row(frame));
     while (list.childElementCount > kShown) list.lastChild.remove();
     tell();
   };

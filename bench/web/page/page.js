@@ -1,5 +1,5 @@
 // The page: its sections, which of them is shown, and what stands above them all.
-import {follow, loadCommands, on, act} from '/bench.js';
+import {act, bench, cancel, follow, loadCommands, on} from '/bench.js';
 import {draw, h} from '/dom.js';
 import {commands} from '/commands.js';
 import {devices} from '/devices.js';
@@ -97,6 +97,11 @@ function addHead() {
   on('state', ({agents, prompt, busy}) => {
     draw(byId('routers'), {agents: agents.map(({mac, logged_in}) => ({mac, logged_in})), prompt}, showRouters);
     byId('busy').textContent = busy ? `… ${busy}` : '';
+    byId('cancel').hidden = !busy;
+  });
+  byId('cancel').addEventListener('click', cancel);
+  addEventListener('keydown', event => {
+    if (event.key === 'Escape' && bench.state?.busy) cancel();
   });
 }
 

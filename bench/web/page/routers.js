@@ -2,6 +2,7 @@
 import {act, bench, on} from '/bench.js';
 import {outcome} from '/answer.js';
 import {card, draw, field, form, h, s, submit} from '/dom.js';
+import {isWrong} from '/frames.js';
 
 const kSpan = 5 * 60 * 1000; // that a life line shows
 const kStates = {
@@ -20,12 +21,18 @@ const kStates = {
 function life(mac) {
   const changes = [];
   const marks = [];
-  for (const {kind, time, mac: of, way, side, decoded, name} of bench.frames) {
-    if (of !== mac || way !== 'up' || side !== 'platform') continue;
+  let login; // the connection
+  for (const frame of bench.frames) {
+    const {kind, time, mac: of, link, way, side, decoded} = frame;
+    if (of !== mac || side !== 'platform') continue;
     if (kind === 'register') changes.push({time, state: 'registering'});
-    if (kind === 'login') changes.push({time, state: 'in'});
-    if (kind === 'closed' && decoded?.server === 'login') changes.push({time, state: 'away'});
-    if (['heartbeat', 'report', 'bad-frame'].includes(kind)) marks.push({time, kind, name});
+    if (kind === 'login ack' && decoded.code === 0) {
+      changes.push({time, state: 'in'});
+      login = link;
+    }
+    if (kind === 'closed' && link === login) changes.push({time, state: 'away'});
+    if (kind === 'heartbeat' || kind.endsWith('report')) marks.push({time, kind: kind.split(' ').at(-1)});
+    else if (way === 'up' && isWrong(frame)) marks.push({time, kind: 'wrong'});
   }
   return {changes, marks};
 }

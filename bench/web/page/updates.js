@@ -10,7 +10,7 @@ function steps(since, {status, process, download}) {
   const result = report?.decoded?.fields?.result;
   const sent = download.size > 0 ? Math.round((100 * download.sent) / download.size) : 0;
   return [
-    ['ordered', later.some(({kind, way}) => kind === 'plug-data' && way === 'down') ? 'done' : 'open', ''],
+    ['ordered', later.some(({kind}) => kind === 'plug command') ? 'done' : 'open', ''],
     ['downloaded', report ? (result === 0 ? 'done' : 'failed') : 'runs', report ? '' : `${sent} %`],
     ['reported', report ? (result === 0 ? 'done' : 'failed') : 'open', report ? `result ${result}` : ''],
     [
