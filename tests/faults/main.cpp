@@ -104,10 +104,18 @@ std::vector<std::string> Command(const Fault& fault, const Holdings& usual) {
     return command;
 }
 
+/// The whole output of a command, however long the machine takes to hand it over.
+std::string OutputOf(const std::vector<std::string>& command) {
+    Process process({command, {}, "", true});
+    if (!process.WaitExit(kTrialTime)) throw std::runtime_error("no end of " + command[0]);
+    process.WaitForEnd(Milliseconds(5000));
+    return process.Output();
+}
+
 /// What a session printed last; the rest goes into `log`.
 Json RunProcess(const std::vector<std::string>& command, std::string& log) {
     try {
-        log = Run({command, {}, "", true}, kTrialTime).output;
+        log = OutputOf(command);
         const std::size_t last = log.rfind('\n', log.size() - 2);
         return Json::parse(log.substr(last == std::string::npos ? 0 : last + 1));
     } catch (const std::exception& failed) {
@@ -125,7 +133,7 @@ class Lines {
             text << std::hex << address - 1;  // of the call, not behind it
             command.push_back(text.str());
         }
-        std::istringstream lines(Run({command, {}, "", true}).output);
+        std::istringstream lines(OutputOf(command));
         for (const std::uint32_t address : addresses) std::getline(lines, names_[address]);
     }
     std::string Of(const Frames& frames) const {

@@ -46,6 +46,7 @@ struct Row {
     void** next;      // what that calls unless it fails
     const Row** row;  // how that finds this row
     Failures failures{};
+    std::size_t depth = kFrames;  // of the agent's frames that tell its places apart
 };
 
 /// The agent's binary in memory.
@@ -93,8 +94,11 @@ std::uint32_t Count(const Row& row, const Frames& frames) {
 /// How this call is to fail; null when it is not.
 const Failure* Ordered(const Row& row, const void* frame) {
     const int error = errno;
-    const Frames frames = Callers(frame);
-    const std::uint32_t call = frames[0] != 0 ? Count(row, frames) : 0;
+    Frames frames = Callers(frame);
+    // What operator new allocates for another library is that one's.
+    const bool own = frames[0] != 0 && (frames[1] != 0 || row.name != std::string_view("malloc"));
+    std::fill(frames.begin() + static_cast<std::ptrdiff_t>(row.depth), frames.end(), 0U);
+    const std::uint32_t call = own ? Count(row, frames) : 0;
     errno = error;
     if (call < file->from || call > file->until || frames != file->frames ||
         strcmp(file->function.data(), row.name) != 0)
@@ -128,9 +132,9 @@ struct Stand {
 };
 
 template <auto function, class Signature = decltype(function)>
-Row Of(const char* name, std::initializer_list<Failure> failures) {
+Row Of(const char* name, std::initializer_list<Failure> failures, std::size_t depth = kFrames) {
     using Here = Stand<function>;
-    Row row{name, Here::Entry(static_cast<Signature>(nullptr)), &Here::next, &Here::row, {}};
+    Row row{name, Here::Entry(static_cast<Signature>(nullptr)), &Here::next, &Here::row, {}, depth};
     std::copy(failures.begin(), failures.end(), row.failures.begin());
     return row;
 }
@@ -185,7 +189,7 @@ const Row kRows[] = {
     Of<&::fread>("fread", {{0, EIO}}),
     Of<&::fgets>("fgets", {{0, EIO}}),
     Of<&::ferror>("ferror", {{1, 0}}),
-    Of<&::fwrite>("fwrite", {{0, ENOSPC}}),
+    Of<&::fwrite>("fwrite", {{0, ENOSPC}}, 1),  // the log is one place
     Of<&::fflush>("fflush", {{EOF, ENOSPC}}),
     Of<&::fstat>("fstat", {{-1, EIO}}),
     Of<&::stat>("stat", {{-1, EACCES}}),
@@ -294,7 +298,7 @@ bool Begin() {
     return true;
 }
 
-const bool begun = Begin();  // behind kRows
+[[maybe_unused]] const bool begun = Begin();  // behind kRows
 
 }  // namespace
 }  // namespace plug::faults

@@ -92,6 +92,7 @@ class Session {
 
     Result Run() {
         Result result;
+        std::string threads;
         try {
             Begin();
             try {
@@ -106,9 +107,10 @@ class Session {
         } catch (const std::exception& bad) {
             result.ending = Ending::kBad;
             note_ = bad.what();
+            threads = Threads();
         }
         result.note = note_;
-        result.log = agent_->Output();
+        result.log = agent_->Output() + threads;
         result.holdings = holdings_;
         result.places.assign(shared_->place.begin(), shared_->place.begin() + shared_->places.load());
         return result;
@@ -135,6 +137,9 @@ class Session {
             "TZ=UTC", "LD_PRELOAD=" + folder + "libagent_preload.so " + folder + "libplug_faults.so",
             "ASAN_OPTIONS=verify_asan_link_order=0", std::string(preload::kClockVariable) + "=" + kClockFile,
             std::string(kFileVariable) + "=" + kFaultsFile};
+        Behaviour behaviour;
+        behaviour.interval = 600;  // so that a clock that is set forward costs no link
+        platform_.Behave(behaviour);
         clock_.Run(kSpeed);
         agent_ = StartAgent(setup);
     }
@@ -155,11 +160,12 @@ class Session {
         }
         if (fault_.lasting && shared_->failed > 0) ExpectCalm();
         if (!LoggedIn()) GiveUpHope();
-        if (shared_->failed > 0) shared_->until = 0;
+        if (fault_.lasting) shared_->until = 0;
         patience_ = kPatience;
         for (const Step step : kSteps) MustGoWell(step);
         ExpectHoldings();
         ExpectCalm();
+        if (fault_.lasting && shared_->failed == 0) shared_->until = UINT32_MAX;  // a place of the end
         agent_->Signal(SIGTERM);
         const auto status = agent_->WaitExit(kOrderlyEnd);
         if (!status) throw Bad("hangs after TERM");
@@ -217,6 +223,7 @@ class Session {
     }
 
     std::string Peer() {
+        if (WithoutLocalSocket()) return "";
         if (!peer_.Connect(patience_)) return "no local socket";
         auto requests = peer_.FromNow();
         peer_.AskState();
@@ -224,8 +231,9 @@ class Session {
         clock_.JumpAhead(kStepsDone);
         return state ? "" : "the local peer is not served";
     }
-    std::string Relay() { return Ask(73); }
+    std::string Relay() { return WithoutLocalSocket() ? "" : Ask(73); }
     std::string AutoReport() {
+        if (WithoutLocalSocket()) return "";
         auto requests = peer_.FromNow();
         const std::string failed =
             Ask(88, Counted(R"({"timestamp":1,"referNum":5,"interval1":1,"interval2":0,"interval3":0})"));
@@ -233,6 +241,7 @@ class Session {
         return requests.WaitFor(IsRequest(88), patience_) ? "" : "no settings for the local peer";
     }
     std::string Report() {
+        if (WithoutLocalSocket()) return "";
         Cursor reports = platform_.FromNow();
         peer_.Send(84, AsBytes("report"));
         const auto report = reports.WaitFor(IsReport(84), patience_);
@@ -283,11 +292,11 @@ class Session {
     }
     std::string Ping() {
         const std::string failed = Ask(8, Target());
-        if (!failed.empty()) return failed;
+        if (!failed.empty()) return Logged("popen failed") ? "" : failed;  // it stays busy
         std::string text;
-        const auto fetched = [&] { return Ask(9, {}, {}, &text).empty(); };
+        const auto fetched = [&] { return Ask(9, {}, {}, &text).empty() || Logged("popen failed"); };
         if (!WaitUntil(fetched, patience_)) return "ping stays busy";
-        return text.find("1 received") != std::string::npos ? "" : "no ping";
+        return text.find("1 received") != std::string::npos || Logged("popen failed") ? "" : "no ping";
     }
     std::string Trace() {
         const std::size_t from = agent_->Output().size();
@@ -355,6 +364,11 @@ class Session {
                             {"fileLength", 1}, {"fileMD5", md5},     {"token", "t"}};
         platform_.SendPlugData(kRouterMac, 2, order.dump());
     }
+    bool Logged(const std::string& text) const { return agent_->Output().find(text) != std::string::npos; }
+    /// It has said that it could not listen, and does its other work until it is started again.
+    bool WithoutLocalSocket() const {
+        return Logged("Create socket failed\n") || Logged("bind failed") || Logged("listen failed");
+    }
     static std::string Status() { return ReadFile(kStatusFile); }
 
     bool LoggedIn() const {
@@ -374,14 +388,27 @@ class Session {
 
     /// It ended itself: only as it is documented.
     void JudgeEnd() {
-        ended_ = true;
         agent_->WaitForEnd(kShort);
         const int status = agent_->WaitExit(Milliseconds(0)).value_or(0);
         const std::string said = Status().substr(0, 3);
         note_ = EndingText(status) + ", " + said;
         const bool update = said == "004" && fault_.script == Script::kUpdate;
         if (status != kOwnEnd || (said != "102" && !update)) throw Bad(note_);
+        ended_ = !update;
         if (update && ReadFile(kDownload) != http_.content()) throw Bad("the update is not what was served");
+    }
+    /// What each thread is at: its name, its state and the system call that it is in.
+    std::string Threads() const {
+        std::string all;
+        if (!agent_->Running()) return all;
+        for (const auto& task : Tasks()) {
+            const std::string stat = ReadFile(task.path() / "stat");
+            all += stat.substr(0, stat.find(')') + 3) + " in " + ReadFile(task.path() / "syscall");
+        }
+        return all;
+    }
+    std::filesystem::directory_iterator Tasks() const {
+        return std::filesystem::directory_iterator("/proc/" + std::to_string(agent_->pid()) + "/task");
     }
     void LookAtTraces() {
         const std::string log = agent_->Output();
@@ -397,8 +424,7 @@ class Session {
         clock_.Run(1);
         const auto busy = [&] {
             std::map<std::string, double> times;
-            for (const auto& task :
-                 std::filesystem::directory_iterator("/proc/" + std::to_string(agent_->pid()) + "/task")) {
+            for (const auto& task : Tasks()) {
                 double ran = 0;
                 double waited = 0;
                 std::istringstream(ReadFile(task.path() / "schedstat")) >> ran >> waited;
