@@ -30,25 +30,38 @@ struct ShellState {
 };
 constinit ShellState state;
 
+/// Starts the shell with attributes and actions that are as new, and its output as of Spawn. 0 or an error.
+int SpawnWith(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions, const char* command,
+              int output, pid_t& pid) {
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    if (output >= 0) {
+        const int error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+        if (error != 0) return error;
+    }
+    char shell[] = "sh";
+    char option[] = "-c";
+    char* const arguments[] = {shell, option, const_cast<char*>(command), nullptr};
+    return posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
+}
+
 /// Starts the shell, with the standard output given if that is not negative. Its process ID; -1 with errno
 /// set.
 pid_t Spawn(const char* command, int output) {
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawn_file_actions_init(&actions);
-    if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    char shell[] = "sh";
-    char option[] = "-c";
-    char* const arguments[] = {shell, option, const_cast<char*>(command), nullptr};
+    int error = posix_spawnattr_init(&attributes);
+    errno = error;
+    if (error != 0) return -1;
     pid_t pid = -1;
-    const int error = posix_spawn(&pid, "/bin/sh", &actions, &attributes, arguments, environ);
-    posix_spawn_file_actions_destroy(&actions);
+    error = posix_spawn_file_actions_init(&actions);
+    if (error == 0) {
+        error = SpawnWith(attributes, actions, command, output, pid);
+        posix_spawn_file_actions_destroy(&actions);
+    }
     posix_spawnattr_destroy(&attributes);
     errno = error;
     return error == 0 ? pid : -1;
