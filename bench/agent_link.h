@@ -55,8 +55,6 @@ struct AgentLink {
     MacAddress mac{};
     bool open = true;
     ByteVector received;
-    ByteVector delayed;  // an ack that waits for its time
-    TimePoint delayed_until;
 
   private:
     bool Write(ConstBytes bytes);

@@ -6,6 +6,7 @@
 #include "bench/capture.h"
 #include "bench/console.h"
 #include "bench/dissector.h"
+#include "bench/fleet.h"
 #include "bench/frame_watch.h"
 #include "bench/interruption.h"
 #include "bench/peer_side.h"
@@ -17,6 +18,7 @@
 #include "bench/script.h"
 #include "bench/soak.h"
 #include "bench/spread.h"
+#include "bench/storm.h"
 #include "bench/web/frame_report.h"
 #include "bench/web/page.h"
 
@@ -56,6 +58,8 @@ struct Choices {
     PerfOptions perf;
     SoakOptions soak;
     SpreadOptions spread;
+    FleetOptions fleet;
+    StormOptions storm;
     std::string script;
     std::string capture;
     bool frames = false;
@@ -159,6 +163,49 @@ int LetHomeLive(const Choices& choices, Output& output) {
     return router.home_lives() ? 0 : 1;
 }
 
+int ServeFleet(const Choices& choices, Output& output) {
+    return RunFleet(choices.fleet, choices.platform, output);
+}
+
+void AddFleetOptions(CLI::App& fleet, FleetOptions& options) {
+    fleet.add_option("-n,--agents", options.agents, "how many")->check(CLI::Range(1, 10'000));
+    fleet.add_option("--first", options.first,
+                     "number of the first one's identity: each machine its own range");
+    fleet.add_option("-i,--start-interval", options.start_interval_ms, "milliseconds between two starts");
+    fleet.add_option("--seconds", options.seconds, "how long the load takes");
+    fleet.add_option("--rest-seconds", options.rest_seconds, "how long they are watched at rest before it");
+    fleet.add_option("--rate", options.rate, "commands a second to the whole fleet");
+    fleet.add_option("--share", options.share, "per cent of the agents that are loaded");
+    fleet.add_option("--reports", options.reports, "reports a second of all local peers");
+    fleet.add_option("--churn", options.churn, "devices a second that come or go");
+    fleet.add_option("--lose", options.lose, "links a minute that are lost");
+    CLI::Option* const server =
+        fleet.add_option("--server", options.server, "a platform elsewhere, by its address or name");
+    fleet.add_option("--port", options.port, "its port of registration")->needs(server);
+    fleet.add_flag("--identities", options.identities, "only print MAC, serial number and PIN of each");
+    fleet.add_option("--csv", options.csv, "write what happens in each second to a file");
+    fleet.add_option("--storm", options.storm, "what happens to all at once, instead of rest and load")
+        ->check(CLI::IsMember({"restart", "power", "names"}))
+        ->excludes(server);
+    fleet.add_option("--away", options.away,
+                     "seconds that the platform (restart) or name server (names) is away");
+    fleet.add_option("--spread", options.spread,
+                     "PLUG_SPREAD of the supervisors in a storm; -1 leaves it to them");
+}
+
+void AddStormOptions(CLI::App& storm, StormOptions& options) {
+    storm
+        .add_option("kind", options.kind,
+                    "of restart (the platform's), power (a town's) and names (the name server's)")
+        ->required()
+        ->check(CLI::IsMember({"restart", "power", "names"}));
+    storm.add_option("--routers", options.routers, "how many");
+    storm.add_option("--away", options.away, "seconds that the platform or the name server is away");
+    storm.add_option("--spread", options.spread, "PLUG_SPREAD of the supervisors");
+    storm.add_option("--standing", options.standing, "hours since the login, when the platform goes");
+    storm.add_option("--csv", options.csv, "write what happens in each second to a file");
+}
+
 void AddOptions(CLI::App& app, Choices& choices) {
     PlatformOptions& platform = choices.platform;
     app.add_option("--listen", platform.listen, "address to listen on");
@@ -206,7 +253,13 @@ void AddModes(CLI::App& app, Choices& choices) {
         add("spread", "how evenly the automatic reports of many routers fall over the day",
             [](const Choices& chosen, Output& output) { return ShowSpread(chosen.spread, output); });
     spread->add_option("--routers", choices.spread.routers, "how many");
-    spread->add_option("--svg", choices.spread.svg, "write a plot to this file");
+    spread->add_option("--csv", choices.spread.csv, "write the reports of each ten minutes to a file");
+    AddStormOptions(
+        *add("storm", "how a great fleet comes back, computed from the given pauses",
+             [](const Choices& chosen, Output& output) { return ShowStorm(chosen.storm, output); }),
+        choices.storm);
+    AddFleetOptions(*add("fleet", "run many agents at once, on this platform or another", ServeFleet),
+                    choices.fleet);
     add("dissector", "print a dissector of both links for Wireshark, with this key and these ports",
         PrintDissector);
     CLI::App* const reference =

@@ -8,12 +8,12 @@
 
 #include <cmath>
 #include <csignal>
-#include <filesystem>
 #include <system_error>
 #include <thread>
 
 #include "bench/agent_link.h"
 #include "bench/agent_process.h"
+#include "bench/effort.h"
 #include "bench/local_peer.h"
 #include "bench/sockets.h"
 #include "bench/text.h"
@@ -167,25 +167,6 @@ Times EchoRoundTrips(std::size_t size, int count) {
     return times;
 }
 
-struct Effort {
-    double wake_ups = 0;  // context switches of all threads, voluntary and not
-    double cpu_seconds = 0;
-    int threads = 0;
-};
-
-Effort EffortSoFar(pid_t process) {
-    Effort effort;
-    for (const auto& task :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
-        const std::string folder = task.path();
-        effort.wake_ups += NumberAfter(folder + "/status", "voluntary_ctxt_switches:");
-        effort.wake_ups += NumberAfter(folder + "/status", "nonvoluntary_ctxt_switches:");
-        effort.cpu_seconds += NumberAfter(folder + "/schedstat", "") / 1e9;
-        ++effort.threads;
-    }
-    return effort;
-}
-
 Json MeasureIdle(const Session& session, const CipherKey& key, int seconds) {
     const pid_t process = session.agent->pid();
     const Effort before = EffortSoFar(process);
@@ -195,12 +176,12 @@ Json MeasureIdle(const Session& session, const CipherKey& key, int seconds) {
             session.link->Send(BuildFrame(key, MsgType::kHeartbeatAck, {}, {}));
     if (Clock::now() < end) Fail("the agent is gone");
     const Effort after = EffortSoFar(process);
-    const std::string memory = "/proc/" + std::to_string(process) + "/smaps_rollup";
+    const Holdings holdings = HoldingsOf(process);
     return {{"seconds", seconds},
             {"wake_ups_per_second", (after.wake_ups - before.wake_ups) / seconds},
             {"cpu_ms", (after.cpu_seconds - before.cpu_seconds) * 1000},
-            {"private_dirty_kib", NumberAfter(memory, "Private_Dirty:")},
-            {"resident_kib", NumberAfter(memory, "Rss:")},
+            {"private_dirty_kib", holdings.private_dirty_kib},
+            {"resident_kib", holdings.resident_kib},
             {"threads", after.threads}};
 }
 

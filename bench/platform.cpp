@@ -1,7 +1,6 @@
 #include "bench/platform.h"
 
 #include <arpa/inet.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -9,6 +8,7 @@
 #include <utility>
 
 #include "bench/agent_link.h"
+#include "bench/network.h"
 #include "bench/sockets.h"
 
 namespace plug::bench {
@@ -21,6 +21,10 @@ constexpr std::uint16_t kUnsupported = 7;  // the result of a command that the a
 
 /// A token that carries the agent's MAC, so that the login is known even after the bench was started anew.
 constexpr char kTokenPrefix[] = "bench-token-";
+
+// What the poller knows descriptors by: a link by its number, others with a bit above all numbers.
+constexpr std::uint64_t kListenerBit = 1ULL << 32;
+constexpr std::uint64_t kWake = 1ULL << 33;
 
 ByteVector TokenFor(const MacAddress& mac, const std::string& fixed) {
     const std::string text = fixed.empty() ? kTokenPrefix + ToHex(mac) : fixed;
@@ -39,7 +43,6 @@ std::optional<MacAddress> MacOfToken(const ByteVector& token) {
 
 struct Platform::Agent {
     AgentInfo info;
-    ByteVector token;
     LinkPtr link;  // the login connection
 };
 
@@ -47,6 +50,7 @@ Platform::Platform(PlatformOptions options)
     : options_(std::move(options)), key_(MakeKey(options_.key)), behaviour_(options_.behaviour) {
     ports_[0] = options_.register_port;
     ports_[1] = options_.login_port;
+    poller_.Add(wake_.descriptor(), kWake);
     OpenListener(Server::kRegistration);
     OpenListener(Server::kLogin);
     thread_ = std::thread([this] { Serve(); });
@@ -56,6 +60,7 @@ Platform::~Platform() {
     stopping_ = true;
     wake_.Set();
     thread_.join();
+    due_.clear();
     links_.clear();
     agents_.clear();
     CloseListener(Server::kRegistration);
@@ -74,71 +79,88 @@ Behaviour Platform::behaviour() const {
 
 void Platform::OpenListener(Server server) {
     const std::lock_guard guard(mutex_);
-    const auto which = static_cast<std::size_t>(server);
-    if (listeners_[which] < 0) listeners_[which] = Listen(options_.listen, ports_[which]);
-    wake_.Set();
+    for (const auto& [listener, open] : listeners_)
+        if (open == server) return;
+    const auto listen_here = [this, server] {
+        const int listener = Listen(options_.listen, ports_[static_cast<std::size_t>(server)]);
+        listeners_[listener] = server;
+        poller_.Add(listener, kListenerBit | static_cast<std::uint64_t>(listener));
+    };
+    if (options_.networks.empty()) listen_here();
+    for (const int network : options_.networks) InNetwork(network, listen_here);
 }
 
 void Platform::CloseListener(Server server) {
     const std::lock_guard guard(mutex_);
-    int& listener = listeners_[static_cast<std::size_t>(server)];
-    if (listener >= 0) close(listener);
-    listener = -1;
-    wake_.Set();
+    std::erase_if(listeners_, [this, server](const auto& listener) {
+        if (listener.second != server) return false;
+        poller_.Remove(listener.first);
+        close(listener.first);
+        return true;
+    });
 }
 
 // --- the serving thread ---
 
 void Platform::Serve() {
-    std::vector<LinkPtr> links;
-    std::vector<pollfd> polled;
     while (!stopping_) {
-        {
-            const std::lock_guard guard(mutex_);
-            std::erase_if(links_, [](const LinkPtr& link) { return !link->open; });
-            links = links_;
-            polled = {
-                {wake_.descriptor(), POLLIN, 0}, {listeners_[0], POLLIN, 0}, {listeners_[1], POLLIN, 0}};
-        }
-        const auto now = Clock::now();
-        auto next_look = now + std::chrono::hours(1);
-        for (const LinkPtr& link : links) {
-            const auto stalled_until = link->stalled_until.load();
-            const bool stalled = stalled_until > now;
-            polled.push_back({stalled ? -1 : link->socket, POLLIN, 0});
-            if (stalled) next_look = std::min(next_look, stalled_until);
-            if (!link->delayed.empty()) next_look = std::min(next_look, link->delayed_until);
-        }
-        const auto left = std::chrono::ceil<Milliseconds>(next_look - now).count();
-        poll(polled.data(), polled.size(), static_cast<int>(left));
-
-        if (polled[0].revents != 0) wake_.Clear();
-        if (polled[1].revents != 0) Accept(Server::kRegistration);
-        if (polled[2].revents != 0) Accept(Server::kLogin);
-        for (std::size_t at = 0; at < links.size(); ++at) {
-            const LinkPtr& link = links[at];
-            if (!link->delayed.empty() && link->delayed_until <= Clock::now())
-                link->Send(std::exchange(link->delayed, {}));
-            if (polled[at + 3].revents != 0) Read(link);
-        }
+        for (const epoll_event& event : poller_.Wait(UntilDue())) ServeOne(event.data.u64);
+        CarryOutDue();
     }
 }
 
-void Platform::Accept(Server server) {
+void Platform::ServeOne(std::uint64_t id) {
+    if (id == kWake) return wake_.Clear();
+    if ((id & kListenerBit) != 0) return Accept(static_cast<int>(id & ~kListenerBit));
+    LinkPtr link;
+    {
+        const std::lock_guard guard(mutex_);
+        if (const auto found = links_.find(static_cast<int>(id)); found != links_.end()) link = found->second;
+    }
+    if (link != nullptr && link->stalled_until.load() <= Clock::now()) Read(link);
+}
+
+int Platform::UntilDue() const {
+    const std::lock_guard guard(mutex_);
+    if (due_.empty()) return -1;
+    const auto left = std::chrono::ceil<Milliseconds>(due_.begin()->first - Clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60'000));
+}
+
+void Platform::CarryOutDue() {
+    for (;;) {
+        Due due;
+        {
+            const std::lock_guard guard(mutex_);
+            if (due_.empty() || due_.begin()->first > Clock::now()) return;
+            due = std::move(due_.begin()->second);
+            due_.erase(due_.begin());
+        }
+        if (!due.link->open) continue;
+        if (!due.ack.empty())
+            due.link->Send(due.ack);
+        else if (due.link->stalled_until.load() <= Clock::now())  // else it was stalled again
+            poller_.Add(due.link->socket, static_cast<std::uint64_t>(due.link->number));
+    }
+}
+
+void Platform::Accept(int listener) {
     LinkPtr link;
     sockaddr_in peer{};
     {
         const std::lock_guard guard(mutex_);
-        const int socket = AcceptFrom(listeners_[static_cast<std::size_t>(server)], peer);
+        const auto found = listeners_.find(listener);
+        const int socket = found != listeners_.end() ? AcceptFrom(listener, peer) : -1;
         if (socket < 0) return;
-        link = std::make_shared<AgentLink>(socket, ++link_count_, server, AddressText(peer));
-        links_.push_back(link);
+        link = std::make_shared<AgentLink>(socket, ++link_count_, found->second, AddressText(peer));
+        links_[link->number] = link;
     }
     link->Watch(options_.tap, peer);
     LinkEvent event;
     event.kind = EventKind::kConnected;
     event.peer = link->peer;
     Record(link, std::move(event));
+    poller_.Add(link->socket, static_cast<std::uint64_t>(link->number));
 }
 
 void Platform::Read(const LinkPtr& link) {
@@ -195,7 +217,8 @@ void Platform::OnRegister(const LinkPtr& link, LinkEvent& event) {
         agent.info.serial = event.serial;
         agent.info.pin = event.pin;
         ++agent.info.registrations;
-        token = agent.token = TokenFor(event.mac, behaviour.token);
+        token = TokenFor(event.mac, behaviour.token);
+        token_owners_[token] = event.mac;
     }
     Ack ack = behaviour.register_ack;
     if (!options_.pin.empty() && event.pin != options_.pin) {
@@ -217,8 +240,8 @@ void Platform::OnLogin(const LinkPtr& link, LinkEvent& event) {
         const std::lock_guard guard(mutex_);
         ack = behaviour_.login_ack;
         interval = behaviour_.interval;
-        for (const auto& [mac, agent] : agents_)
-            if (agent.token == event.token) link->mac = mac;
+        if (const auto owner = token_owners_.find(event.token); owner != token_owners_.end())
+            link->mac = owner->second;
         if (AllZero(link->mac)) link->mac = MacOfToken(event.token).value_or(MacAddress{});
         if (AllZero(link->mac)) {
             event.note = "unknown token";
@@ -251,8 +274,8 @@ void Platform::SendAck(const LinkPtr& link, Ack ack, ByteVector frame) {
     if (how.ack_delay.count() == 0) {
         link->Send(frame);
     } else {
-        link->delayed = std::move(frame);
-        link->delayed_until = Clock::now() + how.ack_delay;
+        const std::lock_guard guard(mutex_);
+        due_.emplace(Clock::now() + how.ack_delay, Due{link, std::move(frame)});
     }
 }
 
@@ -265,8 +288,10 @@ void Platform::Close(const LinkPtr& link, std::string note) {
         Record(link, std::move(event));
     }
     link->open = false;
+    poller_.Remove(link->socket);
     {
         const std::lock_guard guard(mutex_);
+        links_.erase(link->number);
         if (const auto found = agents_.find(link->mac);
             found != agents_.end() && found->second.link == link) {
             found->second.link.reset();
@@ -287,6 +312,7 @@ void Platform::Record(const LinkPtr& link, LinkEvent event) {
     event.link = link->number;
     event.server = link->server;
     event.mac = link->mac;
+    if (options_.on_event) return options_.on_event(event);
     log_.Append(std::move(event));
 }
 
@@ -364,10 +390,24 @@ bool Platform::Drop(const MacAddress& agent, bool abruptly) {
     return link != nullptr && link->Drop(abruptly);
 }
 
+void Platform::DropAll() {
+    std::vector<LinkPtr> links;
+    {
+        const std::lock_guard guard(mutex_);
+        for (const auto& [number, link] : links_) links.push_back(link);
+    }
+    for (const LinkPtr& link : links) link->Drop(false);
+}
+
 bool Platform::Stall(const MacAddress& agent, Milliseconds time) {
     const LinkPtr link = LoginLink(agent);
     if (link == nullptr) return false;
     link->stalled_until = Clock::now() + time;
+    poller_.Remove(link->socket);
+    {
+        const std::lock_guard guard(mutex_);
+        due_.emplace(link->stalled_until, Due{link, {}});
+    }
     wake_.Set();
     return true;
 }

@@ -1,8 +1,9 @@
 // The platform's side of the link: a registration and a login server for any number of agents at once.
 //
 // One thread of its own accepts, reads, records each frame in the event log and answers what a platform
-// answers: registrations, logins and heartbeats, each as `Behaviour` says. Everything else is sent by the
-// caller's thread. An agent is named by its MAC; a send goes to its latest logged-in connection and returns
+// answers: registrations, logins and heartbeats, each as `Behaviour` says. What a turn of it costs depends on
+// how many agents have sent something, not on how many are connected. Everything else is sent by the caller's
+// thread. An agent is named by its MAC; a send goes to its latest logged-in connection and returns
 // false when it has none.
 #pragma once
 
@@ -10,9 +11,11 @@
 #include <map>
 #include <memory>
 #include <thread>
+#include <unordered_map>
 
 #include "bench/event_log.h"
 #include "bench/frames.h"
+#include "bench/poller.h"
 #include "bench/tap.h"
 
 namespace plug::bench {
@@ -48,6 +51,10 @@ struct PlatformOptions {
     std::string pin;  // when not empty, another PIN is refused (as Ack::kRefuse) with a note in the event
     Tap tap;          // sees what passes over every connection
     Behaviour behaviour;
+    /// Network namespaces to listen in, on the same ports in each; none: the platform's own.
+    std::vector<int> networks{};
+    /// Takes the events in place of the event log, which would grow with a fleet; on the serving thread.
+    std::function<void(const LinkEvent& event)> on_event{};
 };
 
 /// What is known of one agent.
@@ -110,6 +117,8 @@ class Platform : public EventSource<LinkEvent> {
     bool ForceDisconnect(const MacAddress& agent);
     /// Closes the agent's login connection; abruptly: with a reset.
     bool Drop(const MacAddress& agent, bool abruptly = false);
+    /// Closes every connection.
+    void DropAll();
     /// Neither reads from nor answers the agent for a while; sends still go out.
     bool Stall(const MacAddress& agent, Milliseconds time);
 
@@ -117,8 +126,18 @@ class Platform : public EventSource<LinkEvent> {
     struct Agent;
     using LinkPtr = std::shared_ptr<struct AgentLink>;
 
+    /// A stalled link to be read again, or an ack to be sent.
+    struct Due {
+        LinkPtr link;
+        ByteVector ack;
+    };
+
     void Serve();
-    void Accept(Server server);
+    void ServeOne(std::uint64_t id);
+    /// In milliseconds, for a wait.
+    int UntilDue() const;
+    void CarryOutDue();
+    void Accept(int listener);
     void Read(const LinkPtr& link);
     void Handle(const LinkPtr& link, LinkEvent event);
     void OnRegister(const LinkPtr& link, LinkEvent& event);
@@ -135,13 +154,16 @@ class Platform : public EventSource<LinkEvent> {
     mutable std::mutex mutex_;  // guards what follows; never held over a write to a socket
     Behaviour behaviour_;
     std::map<MacAddress, Agent> agents_;
-    std::vector<LinkPtr> links_;
-    int listeners_[2] = {-1, -1};
+    std::map<ByteVector, MacAddress> token_owners_;  // who was given it last
+    std::unordered_map<int, LinkPtr> links_;         // by number
+    std::map<int, Server> listeners_;                // by descriptor
+    std::multimap<std::chrono::steady_clock::time_point, Due> due_;
     int link_count_ = 0;
 
     std::uint16_t ports_[2] = {};
     std::atomic<std::uint16_t> next_head_{1};
     std::atomic<bool> stopping_{false};
+    Poller poller_;
     PollFlag wake_;
     std::thread thread_;
 };

@@ -57,7 +57,8 @@ std::vector<std::string> Environment(const std::vector<std::string>& added) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    const bool placed = spec.directory.empty() || chdir(spec.directory.c_str()) == 0;
+    const bool entered = !spec.enter || spec.enter();
+    const bool placed = entered && (spec.directory.empty() || chdir(spec.directory.c_str()) == 0);
     if (placed && (output < 0 || (dup2(output, STDOUT_FILENO) >= 0 && dup2(output, STDERR_FILENO) >= 0)))
         execvpe(argv[0], argv, environment);
     const int error = errno;
@@ -67,7 +68,7 @@ std::vector<std::string> Environment(const std::vector<std::string>& added) {
 
 }  // namespace
 
-Process::Process(const ProcessSpec& spec) {
+Process::Process(const ProcessSpec& spec) : own_group_(spec.own_group) {
     std::vector<std::string> arguments = spec.argv;
     std::vector<std::string> variables = Environment(spec.environment);
     const std::vector<char*> argv = Pointers(arguments);
@@ -131,6 +132,7 @@ void Process::Signal(int number) {
 
 void Process::Kill() {
     if (status_) return;
+    if (own_group_) kill(-pid_, SIGKILL);
     kill(pid_, SIGKILL);
     int status;
     if (waitpid(pid_, &status, 0) == pid_) status_ = 128 + SIGKILL;

@@ -23,6 +23,9 @@ struct ProcessSpec {
     std::string directory{};                 // empty: the caller's
     bool capture = true;                     // false: its output goes where the caller's goes
     bool own_group = false;                  // Ctrl-C in the terminal does not reach it
+    /// Called in the child before the program is started; false, with errno, when it cannot be. Must not
+    /// allocate, as other threads may have been at it.
+    std::function<bool()> enter{};
 };
 
 /// A child process. It dies with this object, and with the thread that started it.
@@ -39,7 +42,7 @@ class Process {
     /// Readable once it has ended.
     int end_descriptor() const { return end_; }
     void Signal(int number);
-    /// SIGKILL, and reaped.
+    /// SIGKILL, and reaped. With a group of its own, so are those that it started and left in it.
     void Kill();
     /// The exit status, or 128 + signal, once it ended; none when it still runs after `timeout`.
     std::optional<int> WaitExit(Milliseconds timeout);
@@ -57,6 +60,7 @@ class Process {
     void Collect();
 
     pid_t pid_ = -1;
+    const bool own_group_;
     int end_ = -1;
     std::optional<int> status_;
     int pipe_ = -1;

@@ -1,20 +1,17 @@
 #include "bench/sandbox.h"
 
 #include <fcntl.h>
-#include <net/if.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <system_error>
 
+#include "bench/network.h"
 #include "bench/process.h"
 
 namespace plug::bench {
@@ -27,10 +24,9 @@ void Check(bool done, const std::string& what) {
     if (!done) throw std::system_error(errno, std::generic_category(), "sandbox: " + what);
 }
 
-void Unshare() {
+void Unshare(int spaces) {
     const uid_t user = geteuid();
     const gid_t group = getegid();
-    const int spaces = CLONE_NEWNS | CLONE_NEWNET;
     if (user == 0 && unshare(spaces) == 0) return;
     Check(unshare(spaces | CLONE_NEWUSER) == 0, "no namespaces");
     WriteFile("/proc/self/setgroups", "deny");
@@ -54,26 +50,16 @@ void EmptyTmp() {
     }
 }
 
-void RaiseLoopback() {
-    const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ifreq request{};
-    memcpy(request.ifr_name, "lo", sizeof "lo");
-    const bool read = ioctl(any, SIOCGIFFLAGS, &request) == 0;
-    request.ifr_flags |= IFF_UP;
-    const bool raised = read && ioctl(any, SIOCSIFFLAGS, &request) == 0;
-    close(any);
-    Check(raised, "loopback");
-}
-
 }  // namespace
 
-void EnterSandbox(const std::string& hosts) {
+void EnterSandbox(const std::string& hosts, SandboxNetwork network) {
     const std::string here = std::filesystem::current_path();
-    Unshare();
+    const bool own_network = network == SandboxNetwork::kOwn;
+    Unshare(CLONE_NEWNS | (own_network ? CLONE_NEWNET : 0));
     Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
     EmptyTmp();
     Check(chdir(here.c_str()) == 0 || chdir("/tmp") == 0, "current folder");
-    RaiseLoopback();
+    if (own_network) RaiseLoopback();
     if (!hosts.empty()) {
         WriteFile(kPrivateHosts, hosts);
         Check(mount(kPrivateHosts, kHosts, nullptr, MS_BIND, nullptr) == 0, "private hosts");

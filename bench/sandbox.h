@@ -3,15 +3,18 @@
 // with the process.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace plug::bench {
 
+enum class SandboxNetwork : std::uint8_t { kOwn, kMachines };
+
 /// Enters for good; later children inherit it. Folders under /tmp stay visible that hold the program or are
 /// the current one; `hosts`, when not empty, is the content of a private /etc/hosts. As root with plain
-/// namespaces, else with a user namespace in which the caller is root. Call it before any thread is started.
-/// Throws std::system_error naming the step that failed.
-void EnterSandbox(const std::string& hosts = {});
+/// namespaces, else with a user namespace in which the caller is root. With kMachines the network stays the
+/// machine's. Call it before any thread is started. Throws std::system_error naming the step that failed.
+void EnterSandbox(const std::string& hosts = {}, SandboxNetwork network = SandboxNetwork::kOwn);
 
 /// Replaces the private /etc/hosts of a sandbox that was entered with one.
 void ReplaceHosts(const std::string& content);

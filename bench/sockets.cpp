@@ -22,7 +22,8 @@ int Listen(const std::string& address, std::uint16_t& port) {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const int on = 1;
     if (listener < 0 || setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-        bind(listener, reinterpret_cast<sockaddr*>(&name), sizeof name) != 0 || listen(listener, 64) != 0) {
+        bind(listener, reinterpret_cast<sockaddr*>(&name), sizeof name) != 0 ||
+        listen(listener, SOMAXCONN) != 0) {
         const int error = errno;
         if (listener >= 0) close(listener);
         throw std::system_error(error, std::generic_category(), what);

@@ -16,6 +16,7 @@ constexpr int kMacValues = 1 << 24;
 constexpr int kFirstMac = 0x005301;  // of routers made one after the other
 constexpr int kDayMinutes = 1440;
 constexpr int kCycleMinutes = 60;
+constexpr int kBinMinutes = 10;
 constexpr std::int64_t kMidnight = 1'700'006'400;  // any day: only the distance from it counts
 constexpr int kReferNums[] = {5, 1440, 10'000, 86'400, 1'000'000, 20'000'000};
 constexpr char kJumpTime[] = "18:00-23:00";
@@ -83,60 +84,30 @@ Json Row(const char* routers, int refer_num, const char* jump_time, const Spread
             {"x its mean", cycle["ratio"]}};
 }
 
-// --- the plot ---
+/// The reports of each ten minutes of the day, a column for each fleet and setting.
+class Columns {
+  public:
+    void Add(const std::string& name, const Minutes& day) {
+        head_ += "," + name;
+        days_.push_back(day);
+    }
+    std::string Text() const {
+        std::string text = head_ + "\n";
+        for (int minute = 0; minute < kDayMinutes; minute += kBinMinutes) {
+            text += std::to_string(minute);
+            for (const Minutes& day : days_) {
+                const auto first = day.begin() + minute;
+                text += "," + std::to_string(std::accumulate(first, first + kBinMinutes, 0));
+            }
+            text += "\n";
+        }
+        return text;
+    }
 
-constexpr int kPanelWidth = 300;
-constexpr int kPanelHeight = 70;
-constexpr int kLeft = 70;
-constexpr int kTop = 34;
-constexpr int kBinMinutes = 10;
-constexpr int kBins = kDayMinutes / kBinMinutes;
-
-struct Panel {
-    std::string title;
-    Minutes day;
+  private:
+    std::string head_ = "minute";
+    std::vector<Minutes> days_;
 };
-
-/// Reports in each ten minutes as a filled curve; its height is three times the mean.
-std::string PanelSvg(const Panel& panel, int x, int y, int routers) {
-    const double mean = static_cast<double>(routers) / kBins;
-    std::string path;
-    for (int bin = 0; bin < kBins; ++bin) {
-        const auto first = panel.day.begin() + bin * kBinMinutes;
-        const int count = std::accumulate(first, first + kBinMinutes, 0);
-        const double height = std::min(count / mean / 3, 1.0) * kPanelHeight;
-        path += Format("V%.0fh2", kPanelHeight - height);
-    }
-    return Format("<g transform=\"translate(%d %d)\"><text y=\"-5\">%s</text><path class=\"fill\" d=\"M0 %d",
-                  x, y, panel.title.c_str(), kPanelHeight) +
-           path +
-           Format(
-               "V%dz\"/><path class=\"mean\" d=\"M0 %.1fH%d\"/><path class=\"axis\" d=\"M0 %dH%d\"/></g>\n",
-               kPanelHeight, kPanelHeight * 2 / 3.0, kPanelWidth - 12, kPanelHeight, kPanelWidth - 12);
-}
-
-std::string Plot(const std::vector<Panel>& panels, int routers) {
-    const int rows = static_cast<int>(panels.size() + 1) / 2;
-    const int width = kLeft + 2 * kPanelWidth;
-    const int height = kTop + rows * (kPanelHeight + 36);
-    std::string svg = Format(
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %d %d\" font-family=\"sans-serif\" "
-        "font-size=\"11\">\n<style>.fill{fill:#4878a8}.axis{stroke:#444}.mean{stroke:#c33;stroke-dasharray:4 "
-        "3}"
-        "</style>\n<rect width=\"100%%\" height=\"100%%\" fill=\"#fff\"/>\n",
-        width, height);
-    for (std::size_t at = 0; at < panels.size(); ++at) {
-        const int column = static_cast<int>(at % 2);
-        const int row = static_cast<int>(at / 2);
-        svg += PanelSvg(panels[at], kLeft / 2 + column * (kPanelWidth + 20), kTop + row * (kPanelHeight + 36),
-                        routers);
-    }
-    return svg +
-           Format(
-               "<text x=\"%d\" y=\"%d\">0:00 to 24:00 in ten-minute bars; dashed: the mean; a panel is three "
-               "means high</text>\n</svg>\n",
-               kLeft / 2, height - 8);
-}
 
 }  // namespace
 
@@ -144,21 +115,18 @@ int ShowSpread(const SpreadOptions& options, Output& output) {
     const std::pair<const char*, Identities> fleets[] = {{"consecutive", Consecutive(options.routers)},
                                                          {"random", Random(options.routers)}};
     Json rows = Json::array();
-    std::vector<Panel> panels;
+    Columns columns;
     const auto add = [&](const char* name, const Identities& identities, int refer_num,
                          const char* jump_time) {
         const Spread spread = SpreadOf(identities, SettingsFor(refer_num, jump_time));
         rows.push_back(Row(name, refer_num, jump_time, spread, options.routers));
-        const bool jump = *jump_time != '\0';
-        if (jump || refer_num == kReferNums[5] || refer_num == kDayMinutes)
-            panels.push_back({std::string(name) + ", referNum " + std::to_string(refer_num) +
-                                  (jump ? std::string(", jumpTime ") + jump_time : ""),
-                              spread.day});
+        const std::string jump = *jump_time != '\0' ? std::string(" jumpTime ") + jump_time : "";
+        columns.Add(std::string(name) + " referNum " + std::to_string(refer_num) + jump, spread.day);
     };
     for (const int refer_num : kReferNums)
         for (const auto& [name, identities] : fleets) add(name, identities, refer_num, "");
     for (const auto& [name, identities] : fleets) add(name, identities, 86'400, kJumpTime);
-    if (!options.svg.empty()) WriteFile(options.svg, Plot(panels, options.routers));
+    if (!options.csv.empty()) WriteFile(options.csv, columns.Text());
     const Json results = {{"spread", rows}};
     output.Show(results, Lines(results));
     return 0;

@@ -8,10 +8,10 @@ namespace plug::bench {
 
 struct SpreadOptions {
     int routers = 1'000'000;
-    std::string svg;  // a file for the plot; empty: none
+    std::string csv;  // a file for the reports of each ten minutes; empty: none
 };
 
-/// Prints, for several numbers of slots, the fullest minute against the mean, and writes the plot. 0.
+/// Prints, for several numbers of slots, the fullest minute against the mean, and writes the file. 0.
 int ShowSpread(const SpreadOptions& options, Output& output);
 
 }  // namespace plug::bench

@@ -1,15 +1,9 @@
 // The home that a new state file describes.
-#include <cjson/cJSON.h>
-
-#include <ctime>
-
-#include "records.h"
-#include "state_file.h"
+#include "default_home.h"
 
 namespace simulator {
-namespace {
 
-constexpr char kHome[] = R"json({
+const char kDefaultHome[] = R"json({
 "router": {
     "name": "Home", "mac": "00:00:5E:00:53:01", "serial_number": "HR2100-22-0004711", "vendor": "Example Networks",
     "model": "HR-2100", "pin": "31415926", "version": "2.4.18", "date": "2022-12-27",
@@ -97,15 +91,5 @@ constexpr char kHome[] = R"json({
 "counts": {},
 "call_log": ""
 })json";
-
-}  // namespace
-
-char* DefaultHome() {
-    cJSON* home = cJSON_Parse(kHome);
-    cJSON_SetNumberValue(Member(Member(home, "router"), "started"), static_cast<double>(std::time(nullptr)));
-    char* text = cJSON_Print(home);
-    cJSON_Delete(home);
-    return text;
-}
 
 }  // namespace simulator

@@ -13,6 +13,9 @@
 #include <mutex>
 #include <string>
 
+#include "default_home.h"
+#include "records.h"
+
 namespace simulator {
 namespace {
 
@@ -73,6 +76,15 @@ bool ReadAll(int fd, std::string* text) {
     }
     text->resize(filled);
     return true;
+}
+
+// The default home as JSON text, up since now; nullptr without memory. The caller frees it with cJSON_free.
+char* DefaultHome() {
+    cJSON* home = cJSON_Parse(kDefaultHome);
+    cJSON_SetNumberValue(Member(Member(home, "router"), "started"), static_cast<double>(std::time(nullptr)));
+    char* text = cJSON_Print(home);
+    cJSON_Delete(home);
+    return text;
 }
 
 // Opens the state file, writing the default home first when there is none.

@@ -47,7 +47,4 @@ void DropState();
 // One line on standard error, the first time only for each version of the file.
 [[gnu::format(printf, 1, 2)]] void Complain(const char* format, ...);
 
-// The default home as JSON text, up since now; nullptr without memory. The caller frees it with cJSON_free.
-char* DefaultHome();
-
 }  // namespace simulator
