@@ -124,7 +124,8 @@ class Session {
         std::copy(fault_.function.begin(), fault_.function.end(), shared_->function.begin());
         shared_->frames = fault_.frames;
         shared_->failure = fault_.failure;
-        shared_->until = fault_.lasting ? UINT32_MAX : 1;
+        shared_->from = fault_.call;
+        shared_->until = fault_.lasting ? UINT32_MAX : fault_.call;
         ReplaceProgram("iptables", "echo \"$@\" >> /tmp/iptables.log");
         ReplaceProgram("killall", "exec pkill -x \"$1\" --ns $$ --nslist net \"$2\"");  // ours only
         AgentSetup setup = SetupFor(platform_);
@@ -166,10 +167,7 @@ class Session {
         ExpectHoldings();
         ExpectCalm();
         if (fault_.lasting && shared_->failed == 0) shared_->until = UINT32_MAX;  // a place of the end
-        agent_->Signal(SIGTERM);
-        const auto status = agent_->WaitExit(kOrderlyEnd);
-        if (!status) throw Bad("hangs after TERM");
-        if (*status != kTermStatus) throw Bad("after TERM it " + EndingText(*status));
+        ExpectOrderlyEnd();
     }
 
     /// An update ends the agent, or says that it failed and is tried again.
@@ -393,7 +391,8 @@ class Session {
         const std::string said = Status().substr(0, 3);
         note_ = EndingText(status) + ", " + said;
         const bool update = said == "004" && fault_.script == Script::kUpdate;
-        if (status != kOwnEnd || (said != "102" && !update)) throw Bad(note_);
+        const bool unset = said == "001" && Logged("is empty, plese check your plug.conf");
+        if (status != kOwnEnd || (said != "102" && !update && !unset)) throw Bad(note_);
         ended_ = !update;
         if (update && ReadFile(kDownload) != http_.content()) throw Bad("the update is not what was served");
     }
@@ -444,6 +443,18 @@ class Session {
         CheckAlive();
         if (!calm) throw Bad("busy without end");
         clock_.Run(kSpeed);
+    }
+    void ExpectOrderlyEnd() {
+        clock_.Run(1);
+        agent_->Signal(SIGTERM);
+        const auto status = agent_->WaitExit(kOrderlyEnd);
+        if (!status) throw Bad("hangs after TERM");
+        if (*status != kTermStatus) throw Bad("after TERM it " + EndingText(*status));
+        agent_->WaitForEnd(kShort);
+        // After three seconds it ends all the same, in whatever order.
+        if (!Logged("Stop Eaccess success")) throw Bad("no end in order");
+        if (std::filesystem::exists(kCommServerPath) && fault_.function != "unlink")
+            throw Bad("leaves its local socket");
     }
     /// It holds no more than without a fault.
     void ExpectHoldings() {
