@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "bench/sandbox.h"
@@ -29,6 +30,12 @@ void AllowManyDescriptors() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Where it was built it lies beside the program.
+std::string Supervisor() {
+    const std::string beside = ProgramFolder() + "/supervise";
+    return std::filesystem::exists(beside) ? beside : "plug-supervise";
+}
+
 FleetSetup SetupOf(const FleetOptions& options, const PlatformOptions& platform, const std::string& folder) {
     FleetSetup setup;
     setup.folder = folder;
@@ -37,7 +44,7 @@ FleetSetup SetupOf(const FleetOptions& options, const PlatformOptions& platform,
     setup.server1 = setup.own_network ? "plug1.example.com" : options.server;
     setup.server2 = setup.own_network ? "plug2.example.com" : options.server;
     setup.port = setup.own_network ? platform.register_port : options.port;
-    if (!options.storm.empty()) setup.supervisor = ProgramFolder() + "/supervise";
+    if (!options.storm.empty()) setup.supervisor = Supervisor();
     setup.spread = options.spread;
     return setup;
 }

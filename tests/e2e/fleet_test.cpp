@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <csignal>
+#include <sstream>
 
 #include "bench/agent_link.h"
 #include "bench/layout.h"
@@ -43,10 +44,10 @@ class FleetTest : public testing::Test {
 };
 
 TEST_F(FleetTest, AllAnswerAndComeBack) {
-    const Outcome outcome =
-        bench::Run(Command({"-n", "5", "--first", "300", "--rest-seconds", "1", "--seconds", "6", "--rate", "40",
-                     "--reports", "5", "--churn", "2", "--lose", "20", "--csv", "/tmp/seconds.csv"}),
-            kPatience * 3);
+    const Outcome outcome = bench::Run(
+        Command({"-n", "5", "--first", "300", "--rest-seconds", "1", "--seconds", "6", "--rate", "40",
+                 "--reports", "5", "--churn", "2", "--lose", "20", "--csv", "/tmp/seconds.csv"}),
+        kPatience * 3);
     EXPECT_EQ(0, outcome.status) << outcome.output;
     const Json result = ResultOf(outcome.output);
     EXPECT_EQ(5, result["logged in"]);
@@ -85,6 +86,22 @@ TEST_F(FleetTest, ComesBackFromAStorm) {
     EXPECT_EQ(2, result["logged in at the end"]);
     EXPECT_LE(1, result["most connections in a second"]);
     ExpectNothingIsLeft();
+}
+
+/// One router that lost its link less than 20 hours after its login, and a platform that is away for a
+/// minute: what the agent does is in the tests of its session.
+TEST_F(FleetTest, AComputedRouterKeepsThePauses) {
+    const Outcome outcome =
+        bench::Run({.argv = {ProgramFolder() + "/plug-bench", "storm", "restart", "--routers", "1", "--away",
+                             "60", "--csv", "/tmp/seconds.csv"}});
+    EXPECT_EQ(0, outcome.status) << outcome.output;
+    std::istringstream rows(ReadFile("/tmp/seconds.csv"));
+    std::string attempts;
+    std::string last;
+    while (std::getline(rows, last))
+        if (last.find(",1,") != std::string::npos) attempts += last.substr(0, last.find(',')) + " ";
+    EXPECT_EQ("25 26 32 38 44 45 51 57 63 64 ", attempts);
+    EXPECT_EQ("64,1,1,0,1,1", last);
 }
 
 }  // namespace

@@ -392,7 +392,7 @@ TEST_F(SuperviseOnOpenWrt, TakesItsSettingsFromUciOrByHand) {
         std::string uci;
         std::string by_hand;
         std::string settings;  // of the two files
-        std::string environment = "env PLUG_DEBUG=0 PLUG_SPREAD=10";
+        std::string environment = "env PLUG_DEBUG=0 PLUG_SPREAD=120";
     } cases[] = {
         {"", by_hand, "/tmp/plug.conf"},
         {"uci_pin=123456789012 uci_key='by uci' uci_server1=192.0.2.10", by_hand, "/tmp/run/plug.conf"},
