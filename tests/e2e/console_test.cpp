@@ -113,9 +113,18 @@ TEST_F(Console, CtrlCEndsTheCommandAndNotTheBench) {
         Expect("interrupted");
         Run("cpu-use", "percent  12");  // the agent has not noticed
     }
+    Run("echo kept", "kept\r");
     AwaitRunning(false);
     Type("half a line");
     Expect("half a line");
+    Type(kCtrlC);
+    Expect("> ");
+    // That was for the line alone, not for the next command; and the lines before it are still there.
+    Type("sleep 0.1\n");
+    EXPECT_EQ(std::string::npos, Run("cpu-use", "percent  12").find("interrupted"));
+    AwaitRunning(false);
+    Type("\x1b[A\x1b[A\x1b[A");
+    Expect("echo kept");
     Type(kCtrlC);
     Expect("> ");
     for (int count = 0; count < 2; ++count) {  // a command in between begins the count anew
@@ -125,7 +134,9 @@ TEST_F(Console, CtrlCEndsTheCommandAndNotTheBench) {
         Expect("Ctrl-C once more leaves");
         Expect("> ");
     }
-    EXPECT_EQ(std::string::npos, ReadFile("/tmp/.plug-bench-history").find("half a line"));
+    const std::string history = ReadFile("/tmp/.plug-bench-history");
+    EXPECT_EQ(std::string::npos, history.find("half a line"));
+    EXPECT_NE(std::string::npos, history.find("split")) << history;  // which was interrupted
     Type(kCtrlC);
     ExpectExit();
     // What was typed is there again: the line before the last one is reached by going up.
