@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
 #include <map>
+#include <mutex>
+#include <numeric>
 #include <random>
 #include <set>
 #include <sstream>
