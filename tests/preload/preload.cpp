@@ -1,6 +1,6 @@
 // Loaded before the C library into an agent under test: gives it the test's clock, and appends every status
-// that it writes to a file, so that none goes unseen. Plain dlsym finds a sanitizer's wrappers where there
-// are some.
+// that it writes to a file, so that none goes unseen. Loaded into an agent's supervisor it changes nothing
+// and goes on to the agent. Plain dlsym finds a sanitizer's wrappers where there are some.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -45,8 +45,14 @@ std::int64_t TrueTime(clockid_t clock) {
     return Nanoseconds(now);
 }
 
+/// Only an agent uses the router's library.
+bool IsAgent() {
+    static const bool is_agent = dlsym(RTLD_DEFAULT, "get_router_mac") != nullptr;
+    return is_agent;
+}
+
 const Clock* MapClock() {
-    const char* const path = getenv(plug::preload::kClockVariable);
+    const char* const path = IsAgent() ? getenv(plug::preload::kClockVariable) : nullptr;
     const int file = path != nullptr ? open(path, O_RDONLY | O_CLOEXEC) : -1;
     if (file < 0) return nullptr;
     void* const mapped = mmap(nullptr, sizeof(Clock), PROT_READ, MAP_SHARED, file, 0);
@@ -61,10 +67,10 @@ const Clock* TestClock() {
 }
 
 std::int64_t ShownTime(clockid_t clock) {
-    const std::int64_t shown = TrueTime(clock);
-    if (TestClock() == nullptr || (clock != CLOCK_REALTIME && clock != CLOCK_MONOTONIC)) return shown;
-    const std::int64_t now = TrueTime(CLOCK_MONOTONIC);
-    return shown + TestClock()->Shown(now) - now;
+    if (TestClock() == nullptr || (clock != CLOCK_REALTIME && clock != CLOCK_MONOTONIC))
+        return TrueTime(clock);
+    const std::int64_t shown = TestClock()->Shown(TrueTime(CLOCK_MONOTONIC));
+    return clock == CLOCK_MONOTONIC ? shown : shown + TestClock()->day;
 }
 
 /// How long to wait now for something that is due in `nanoseconds` of the agent's clock.
@@ -99,7 +105,7 @@ void NoteStatus(const void* bytes, std::size_t count) {
 
 /// The programs that the agent runs stay as they are, and may be those of another machine.
 [[gnu::constructor]] void LeaveChildrenAlone() {
-    unsetenv("LD_PRELOAD");
+    if (IsAgent()) unsetenv("LD_PRELOAD");
 }
 
 }  // namespace
