@@ -161,6 +161,7 @@ TEST_F(Console, ExplainsMistakesAndCompletesValues) {
     Run("wan-config 9", "result 103 (the simulated router: no such device");
     Run("window add 00:00:5E:00:53:B1 1 9:00 8:00", "warning: it stops before it starts");
     Run("window add 00:00:5E:00:53:B1 67 8:00 9:00", "warning: the agent looks up no window on Sundays");
+    Run("window add 00:00:5E:00:53:B1 56 20:00 23:59", "warning: what is barred when Saturday ends stays so");
     EXPECT_EQ(std::string::npos,
               Run("window add 00:00:5E:00:53:B1 6 8:00 9:00\necho done", "done\r").find("warning"));
     AwaitRunning(false);
