@@ -16,18 +16,11 @@
 #include "bench/agent_process.h"
 #include "bench/local_peer.h"
 #include "preload/test_clock.h"
+#include "support/sanitized.h"
 
 namespace plug::e2e {
 
 using namespace plug::bench;  // NOLINT: the tests are written in its words
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kSanitized = false;
-#endif
 
 /// The longest wait for anything: as long as a slow machine needs for a re-login in real time.
 constexpr Milliseconds kPatience{60'000};

@@ -24,6 +24,7 @@ constexpr std::uint16_t kInterval = 600;  // a third of what passes while this m
 constexpr std::uint8_t kProgress = 3;
 constexpr std::uint8_t kRulesRequest = 13;
 constexpr std::uint8_t kOnlineReport = 40;
+constexpr std::uint16_t kRateReport = 62;
 constexpr std::uint8_t kRelayed[] = {81, 84, 86, 89};
 
 std::string ClockText(int minute) {
@@ -131,8 +132,8 @@ void Driver::Look() {
 void Driver::LookAtPlatform() {
     while (const auto event = cursor_->Next(Milliseconds(0))) {
         switch (event->kind) {
-            case EventKind::kHeartbeat:
-                link_ = event->link;
+            case EventKind::kHeartbeat:  // which may have lain unread in a link given up
+                if (event->link >= newest_link_) newest_link_ = link_ = event->link;
                 break;
             case EventKind::kReport:
                 OnReport(*event);
@@ -160,12 +161,17 @@ void Driver::OnReport(const LinkEvent& event) {
 }
 
 void Driver::OnReply(const LinkEvent& event) {
+    counts_.measured += event.function_id() == kRateReport && event.result() == 0;
     const auto found = asked_.find(event.has_echo() ? event.Word(0) : std::uint16_t{0});
     if (found == asked_.end()) return;
     ++counts_.answered;
     counts_.refused += event.result() != 0;
     results_[found->first] = event.result();
     asked_.erase(found);
+}
+
+void Driver::GiveUpLink() {
+    OnClosed(link_);
 }
 
 void Driver::OnClosed(int link) {

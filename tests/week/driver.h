@@ -24,6 +24,7 @@ struct Counts {
     int relayed = 0;
     int announced = 0;  // devices that came online
     int online = 0;     // of these, reported
+    int measured = 0;   // rates of downloads
     int links_lost = 0;
     int processes = 0;
     int peer_connections = 0;
@@ -45,6 +46,8 @@ class Driver : public World {
     void RunUntil(double hours);
     /// Lets it pass, at the speed it has, until `done`; throws when that does not come.
     void Await(const std::string& what, const std::function<bool()>& done);
+    /// The agent has given the link up, which the platform does not see yet.
+    void GiveUpLink();
     /// The agent is logged in, has its orders and the local peer.
     void AwaitService();
 
@@ -95,6 +98,7 @@ class Driver : public World {
     bool Settled() const;
     static Json Element(const char* flag, const Order& order);
 
+    int newest_link_ = 0;
     double begin_ = 0;
     std::mt19937 random_;
     std::optional<Cursor> cursor_;
