@@ -46,7 +46,7 @@ std::optional<int> Minutes(const std::string& time) {
     return hour * 60 + minute;
 }
 
-/// Why such a window never bars anybody, or not on all its days; empty when it does.
+/// Why such a window never bars anybody, not on all its days, or for longer; empty when it does as it says.
 std::string Doubt(const std::string& days, const std::string& start, const std::string& stop) {
     const auto from = Minutes(start);
     const auto to = Minutes(stop);
@@ -55,6 +55,8 @@ std::string Doubt(const std::string& days, const std::string& start, const std::
     if (days.empty() || days.find_first_not_of("1234567") != std::string::npos)
         return "days should be digits from 1 (Monday) to 7; others are passed over";
     if (days.find('7') != std::string::npos) return "the agent looks up no window on Sundays (day 7)";
+    if (days.find('6') != std::string::npos && *to == 23 * 60 + 59)
+        return "what is barred when Saturday ends stays so on Sunday, where the agent looks up no window";
     return "";
 }
 

@@ -540,7 +540,9 @@ local function dissect_stream(proto, tvb, pinfo, tree, step)
   end
   if #said == 0 then return end
   pinfo.cols.protocol = proto.name
-  pinfo.cols.info = table.concat(said, "; ")
+  -- The frame that began in an earlier packet and those behind it come one call after the other.
+  pinfo.cols.info = (pinfo.private.plug and "; " or "") .. table.concat(said, "; ")
+  pinfo.private.plug = "said"
 end
 
 -- Where 0xCC 0xDD begins, maybe with its last byte yet to come; the end when it does not.

@@ -51,6 +51,14 @@ struct ServerState {
 };
 constinit ServerState state;
 
+/// Gives up a socket that may be bound already. -1.
+int GiveUp(int fd, const char* text) {
+    PLUG_LOG(kErr, "%s", text);
+    close(fd);
+    unlink(kCommServerPath);
+    return -1;
+}
+
 /// The bound and listening socket, or -1.
 int Listen() {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -64,17 +72,9 @@ int Listen() {
     const auto length = static_cast<socklen_t>(sizeof address.sun_family + sizeof kCommServerPath - 1);
     unlink(kCommServerPath);
     if (bind(fd, reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
-        chmod(kCommServerPath, S_IRUSR | S_IWUSR) != 0) {
-        PLUG_LOG(kErr, "bind failed");
-        close(fd);
-        return -1;
-    }
-    if (listen(fd, kBacklog) != 0) {
-        PLUG_LOG(kErr, "listen failed");
-        close(fd);
-        return -1;
-    }
-    return fd;
+        chmod(kCommServerPath, S_IRUSR | S_IWUSR) != 0)
+        return GiveUp(fd, "bind failed");
+    return listen(fd, kBacklog) == 0 ? fd : GiveUp(fd, "listen failed");
 }
 
 /// Queues what one read of the peer's socket yields. What recv returned.

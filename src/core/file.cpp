@@ -70,7 +70,7 @@ int OverwriteFile(const char* path, std::string_view text) {
     const bool done =
         WriteOver(descriptor, text) && ftruncate(descriptor, static_cast<off_t>(text.size())) == 0;
     close(descriptor);
-    return done ? 0 : -1;
+    return done ? 0 : ReplaceFile(path, text);  // not to leave half of it
 }
 
 int ReplaceFile(const char* path, std::string_view text) {

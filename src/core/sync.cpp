@@ -90,13 +90,18 @@ int PollableEvent::Prepare() {
         descriptor_ = opened;
     }
     std::uint64_t count = 0;
-    (void)!read(descriptor_, &count, sizeof count);
-    return 0;
+    ssize_t cleared = -1;
+    do {
+        cleared = read(descriptor_, &count, sizeof count);
+    } while (cleared < 0 && errno == EINTR);
+    return cleared >= 0 || errno == EAGAIN ? 0 : -1;  // still set, it would end every wait at once
 }
 
 void PollableEvent::Set() {
     const std::uint64_t one = 1;
-    if (descriptor_ > 0) (void)!write(descriptor_, &one, sizeof one);
+    if (descriptor_ <= 0) return;
+    while (write(descriptor_, &one, sizeof one) < 0 && errno == EINTR) {
+    }
 }
 
 Readiness WaitReady(int socket, Direction direction, const PollableEvent& stop, int milliseconds) {

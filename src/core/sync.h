@@ -78,8 +78,8 @@ class PollableEvent {
   public:
     constexpr PollableEvent() = default;
 
-    /// Opens the descriptor when it is not open yet and clears the flag. 0; -1 without descriptors: then Set
-    /// does nothing and no wait sees it.
+    /// Opens the descriptor when it is not open yet and clears the flag. 0; -1 when it cannot be cleared, and
+    /// without descriptors: then Set does nothing and no wait sees it.
     int Prepare();
     void Set();
     /// -1 when it is not open.

@@ -56,10 +56,8 @@ int DownloadAndCheck(const char* md5, const char* server, int port, const char* 
     const int result = Compute_file_md5(kDownloadPath, own);
     PLUG_LOG(kDebug, "md5: self:%s===down :%s", own.data(), md5);
     matches = own[0] != '\0' && strcmp(own.data(), md5) == 0;  // a file that cannot be read matches nothing
-    if (matches)
-        WriteStatus(Status::kUpdateReady);
-    else
-        DeleteDownloadFile();
+    matches = matches && WriteStatus(Status::kUpdateReady) == 0;  // else nobody would install it
+    if (!matches) DeleteDownloadFile();
     return result;
 }
 

@@ -205,6 +205,24 @@ TEST_F(StreamsTest, LocalSocket) {
     EXPECT_EQ(1U, Fields("plug.unread", {"frame.number"}).size());
 }
 
+TEST_F(StreamsTest, HeadsAreShownWithoutACipher) {
+    before_ = "GcryptCipher = nil package.path = '' package.cpath = ''";
+    Up(RegisterFrame());
+    const ByteVector command = Command();
+    Down(ConstBytes(command).first(20));
+    Down(Join({ConstBytes(command).subspan(20), command}));
+    Up(BuildFrame(kKey, MsgType::kHeartbeat, std::array<std::uint8_t, 4>{1, 2, 0, 0}, {}));
+    Down(WithWrongChecksum(BuildFrame(kKey, MsgType::kHeartbeatAck, {}, {})));
+    Row infos = Infos();
+    infos.erase(infos.begin() + 1);  // a part of a frame
+    EXPECT_EQ(
+        (Row{"register [not decrypted]", "function command [not decrypted]; function command [not decrypted]",
+             "heartbeat", "heartbeat ack [wrong checksum]"}),
+        infos);
+    EXPECT_EQ((Rows{{"9", "123456789012", ""}, {"20,20", "", ""}}),
+              Fields("plug.no_cipher", {"plug.type", "plug.pin", "plug.serial"}));
+}
+
 TEST_F(StreamsTest, NothingFollowsTheEnd) {
     capture_->Note({platform_, Passage::kOpened});
     Up(RegisterFrame());

@@ -15,12 +15,6 @@ sockaddr_in NameOf(const char* address, std::uint16_t port) {
     return name;
 }
 
-Row Tshark(const std::string& file, const Row& options) {
-    Row words = {"tshark", "-X", "lua_script:" PLUG_DISSECTOR, "-r", file, "-n"};
-    words.insert(words.end(), options.begin(), options.end());
-    return words;
-}
-
 }  // namespace
 
 DissectorTest::DissectorTest() {
@@ -29,7 +23,16 @@ DissectorTest::DissectorTest() {
 }
 
 void DissectorTest::TearDown() {
-    EXPECT_EQ("", Run(Tshark(file_, {"-Y", "_ws.lua.error", "-V"})));
+    EXPECT_EQ("", Run(Tshark({"-Y", "_ws.lua.error", "-V"})));
+}
+
+Row DissectorTest::Tshark(const Row& options) const {
+    const std::string before = folder_.path() + "/before.lua";
+    WriteFile(before, before_);
+    Row words = {"tshark", "-X", "lua_script:" + before, "-X", "lua_script:" PLUG_DISSECTOR, "-r",
+                 file_,    "-n"};
+    words.insert(words.end(), options.begin(), options.end());
+    return words;
 }
 
 std::string DissectorTest::Run(const Row& words) const {
@@ -53,7 +56,7 @@ Rows DissectorTest::Fields(const std::string& filter, const Row& fields, const R
     for (const std::string& field : fields) words.insert(words.end(), {"-e", field});
     words.insert(words.end(), options.begin(), options.end());
     Rows rows;
-    for (const std::string& line : Split(Run(Tshark(file_, words)), '\n')) {
+    for (const std::string& line : Split(Run(Tshark(words)), '\n')) {
         rows.push_back(Split(line, '|'));
         rows.back().resize(fields.size());
     }
@@ -73,7 +76,7 @@ void DissectorTest::ExpectSoundTcp() const {
 }
 
 Json DissectorTest::Packets() const {
-    return Json::parse(Run(Tshark(file_, {"-T", "json", "--no-duplicate-keys"})));
+    return Json::parse(Run(Tshark({"-T", "json", "--no-duplicate-keys"})));
 }
 
 }  // namespace plug::dissector

@@ -52,6 +52,10 @@ class DissectorTest : public testing::Test {
     std::string file_ = folder_.path() + "/capture.pcapng";
     std::optional<Capture> capture_;
     Wire platform_;
+    std::string before_;  // Lua that runs before the dissector is loaded
+
+  private:
+    Row Tshark(const Row& options) const;
 };
 
 }  // namespace plug::dissector

@@ -113,9 +113,18 @@ TEST_F(Console, CtrlCEndsTheCommandAndNotTheBench) {
         Expect("interrupted");
         Run("cpu-use", "percent  12");  // the agent has not noticed
     }
+    Run("echo kept", "kept\r");
     AwaitRunning(false);
     Type("half a line");
     Expect("half a line");
+    Type(kCtrlC);
+    Expect("> ");
+    // That was for the line alone, not for the next command; and the lines before it are still there.
+    Type("sleep 0.1\n");
+    EXPECT_EQ(std::string::npos, Run("cpu-use", "percent  12").find("interrupted"));
+    AwaitRunning(false);
+    Type("\x1b[A\x1b[A\x1b[A");
+    Expect("echo kept");
     Type(kCtrlC);
     Expect("> ");
     for (int count = 0; count < 2; ++count) {  // a command in between begins the count anew
@@ -125,7 +134,9 @@ TEST_F(Console, CtrlCEndsTheCommandAndNotTheBench) {
         Expect("Ctrl-C once more leaves");
         Expect("> ");
     }
-    EXPECT_EQ(std::string::npos, ReadFile("/tmp/.plug-bench-history").find("half a line"));
+    const std::string history = ReadFile("/tmp/.plug-bench-history");
+    EXPECT_EQ(std::string::npos, history.find("half a line"));
+    EXPECT_NE(std::string::npos, history.find("split")) << history;  // which was interrupted
     Type(kCtrlC);
     ExpectExit();
     // What was typed is there again: the line before the last one is reached by going up.
@@ -161,6 +172,7 @@ TEST_F(Console, ExplainsMistakesAndCompletesValues) {
     Run("wan-config 9", "result 103 (the simulated router: no such device");
     Run("window add 00:00:5E:00:53:B1 1 9:00 8:00", "warning: it stops before it starts");
     Run("window add 00:00:5E:00:53:B1 67 8:00 9:00", "warning: the agent looks up no window on Sundays");
+    Run("window add 00:00:5E:00:53:B1 56 20:00 23:59", "warning: what is barred when Saturday ends stays so");
     EXPECT_EQ(std::string::npos,
               Run("window add 00:00:5E:00:53:B1 6 8:00 9:00\necho done", "done\r").find("warning"));
     AwaitRunning(false);

@@ -1,14 +1,16 @@
 // Trials of the agent against a C library that fails: every place that calls a function, each of its
-// failures, once and for good. A session without a fault finds the places; then each trial is a process of
-// its own.
+// failures, at the first call, at each call, and at one in the middle. A session without a fault finds the
+// places; then each trial is a process of its own.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
 #include <map>
+#include <mutex>
+#include <numeric>
 #include <random>
 #include <set>
 #include <sstream>
@@ -26,10 +28,9 @@ using namespace plug::bench;  // NOLINT: written in its words
 constexpr Milliseconds kTrialTime{300'000};
 constexpr std::size_t kEndings = 4;
 
-// A trial in words, which is how it is ordered and repeated: "connect 4af01.9c3e0 ENETUNREACH once".
 struct Trial {
     Fault fault;
-    std::string words;
+    std::string words;  // "connect ENETUNREACH always"
     std::string place;  // with file and line
 };
 
@@ -97,7 +98,7 @@ std::vector<std::string> Command(const Fault& fault, const Holdings& usual) {
         command.push_back(fault.function);
         command.push_back(FramesText(fault.frames));
         command.push_back(std::to_string(fault.failure));
-        command.emplace_back(fault.lasting ? "always" : "once");
+        command.push_back(fault.lasting ? "always" : std::to_string(fault.call));
     }
     command.insert(command.end(), {"--descriptors", std::to_string(usual.descriptors), "--threads",
                                    std::to_string(usual.threads)});
@@ -157,13 +158,18 @@ void AddTrials(const Json& session, Script script, std::set<std::string>& seen, 
         const std::string frames = place[1];
         if (!seen.insert(function + " " + frames).second) continue;
         for (std::uint32_t failure = 0; failure < place[3].size(); ++failure) {
-            const Json& kind = place[3][failure];
-            for (const bool lasting : {false, true}) {
-                if (lasting && !kind[1].get<bool>()) continue;
-                Fault fault{script, function, ParseFrames(frames), failure, lasting};
-                const std::string how = kind[0].get<std::string>() + (lasting ? " always" : " once");
-                trials.push_back({fault, function + " " + how, ""});
-            }
+            const auto name = place[3][failure][0].get<std::string>();
+            const bool lasts = place[3][failure][1];
+            const auto add = [&](std::uint32_t call, bool lasting) {
+                const std::string when = lasting ? " always" : " at call " + std::to_string(call);
+                trials.push_back({{script, function, ParseFrames(frames), failure, call, lasting},
+                                  function + " " + name + when,
+                                  ""});
+            };
+            const auto calls = place[2].get<std::uint32_t>();
+            add(1, false);
+            if (lasts) add(1, true);
+            if (calls > 2) add(calls / 2 + 1, false);
         }
     }
 }
@@ -191,6 +197,8 @@ class Sweep {
         for (const Trial& trial : trials_)
             for (const std::uint32_t frame : trial.fault.frames)
                 if (frame != 0) addresses.insert(frame);
+        // What fails later than at the first call comes last.
+        std::ranges::stable_sort(trials_, {}, [](const Trial& trial) { return trial.fault.call > 1; });
         const Lines lines(addresses);
         for (Trial& trial : trials_) trial.place = lines.Of(trial.fault.frames);
         std::cout << seen.size() << " places, " << trials_.size() << " trials" << std::endl;
@@ -294,6 +302,7 @@ Fault ParseFault(const std::vector<std::string>& words) {
     fault.frames = ParseFrames(words.at(2));
     fault.failure = static_cast<std::uint32_t>(std::stoul(words.at(3)));
     fault.lasting = words.at(4) == "always";
+    if (!fault.lasting) fault.call = static_cast<std::uint32_t>(std::stoul(words.at(4)));
     return fault;
 }
 
@@ -307,7 +316,7 @@ int Main(int argc, char** argv) {
     std::size_t sample = 0;
     unsigned seed = 1;
     std::string only;
-    app.add_option("--trial", trial, "one: service|update [function frames failure once|always]")
+    app.add_option("--trial", trial, "one: service|update [function frames failure always|<call>]")
         ->expected(1, 5);
     app.add_option("--descriptors", usual.descriptors, "what a session without a fault has open");
     app.add_option("--threads", usual.threads, "its threads");

@@ -184,7 +184,7 @@ const Row kRows[] = {
     Of<&::close>("close", {{-1, EIO, kDone}, {-1, EINTR, kDone | kPasses}}),
     Of<&::fclose>("fclose", {{EOF, ENOSPC, kDone}}),
     Of<&::read>("read", {{-1, EIO}, {-1, EINTR, kPasses}}),
-    Of<&::write>("write", {{-1, EIO}, {-1, EINTR, kPasses}}),
+    Of<&::write>("write", {{-1, EINTR, kPasses}}),  // all are of an eventfd, which cannot fail otherwise
     Of<&::pwrite>("pwrite", {{-1, ENOSPC}, {-1, EINTR, kPasses}, {1, 0, kPasses}}),
     Of<&::fread>("fread", {{0, EIO}}),
     Of<&::fgets>("fgets", {{0, EIO}}),

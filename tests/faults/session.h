@@ -18,7 +18,8 @@ struct Fault {
     std::string function;  // empty: nothing fails
     Frames frames{};
     std::uint32_t failure = 0;  // which of the function's
-    bool lasting = false;  // every call until the service is tried for the second time, else the first one
+    std::uint32_t call = 1;     // the first call that fails
+    bool lasting = false;       // and every other until the second round
 };
 
 /// What an agent has open in the middle of its service.

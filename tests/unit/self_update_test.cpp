@@ -82,6 +82,15 @@ TEST_F(SelfUpdate, AFileThatCannotBeReadMatchesNoDigest) {
     EXPECT_EQ("", ReadFile("/tmp/plugstatus"));
 }
 
+TEST_F(SelfUpdate, WhatCannotBeAnnouncedIsNoUpdate) {
+    bench::HttpServer server(std::string(3000, 'a'));
+    ASSERT_TRUE(std::filesystem::create_directories("/tmp/plugstatus/in-the-way"));
+    bool matches = true;
+    EXPECT_EQ(0, DownLoadProc(kMd5, "127.0.0.1", server.port(), "/new", matches));
+    EXPECT_FALSE(matches);
+    EXPECT_NE(0, access(kDownload, F_OK));
+}
+
 TEST_F(SelfUpdate, FileDigests) {
     const std::pair<std::string, const char*> files[] = {
         {"", "d41d8cd98f00b204e9800998ecf8427e"},
