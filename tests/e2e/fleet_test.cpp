@@ -95,13 +95,13 @@ TEST_F(FleetTest, AComputedRouterKeepsThePauses) {
         bench::Run({.argv = {ProgramFolder() + "/plug-bench", "storm", "restart", "--routers", "1", "--away",
                              "60", "--csv", "/tmp/seconds.csv"}});
     EXPECT_EQ(0, outcome.status) << outcome.output;
-    std::istringstream rows(ReadFile("/tmp/seconds.csv"));
+    const std::string seconds = ReadFile("/tmp/seconds.csv");
+    std::istringstream rows(seconds);
     std::string attempts;
-    std::string last;
-    while (std::getline(rows, last))
-        if (last.find(",1,") != std::string::npos) attempts += last.substr(0, last.find(',')) + " ";
+    for (std::string row; std::getline(rows, row);)
+        if (row.find(",1,") != std::string::npos) attempts += row.substr(0, row.find(',')) + " ";
     EXPECT_EQ("25 26 32 38 44 45 51 57 63 64 ", attempts);
-    EXPECT_EQ("64,1,1,0,1,1", last);
+    EXPECT_TRUE(seconds.ends_with("\n64,1,1,0,1,1\n")) << seconds;
 }
 
 }  // namespace
