@@ -67,11 +67,16 @@ pid_t Spawn(const char* command, int output) {
     return error == 0 ? pid : -1;
 }
 
+/// Kills a shell and all that it has started; it alone if it does not lead its group yet.
+void Kill(pid_t shell) {
+    if (kill(-shell, SIGKILL) != 0) kill(shell, SIGKILL);
+}
+
 void Note(const Command& command) {
     const Guard guard(state.mutex);
     const auto place = std::ranges::find(state.commands, 0, &Command::shell);
     if (place != state.commands.end()) *place = command;
-    if (state.ended) kill(-command.shell, SIGKILL);
+    if (state.ended) Kill(command.shell);
 }
 
 /// Waits for the shell's end and forgets it. Its status, or -1.
@@ -130,7 +135,7 @@ void EndShellCommands() {
     const Guard guard(state.mutex);
     state.ended = true;
     for (const Command& command : state.commands) {
-        if (command.shell > 0) kill(-command.shell, SIGKILL);
+        if (command.shell > 0) Kill(command.shell);
     }
 }
 
