@@ -132,6 +132,7 @@ std::vector<const Field*> Written(Fields fields) {
 
 std::vector<std::string> Names(const std::vector<const Field*>& fields) {
     std::vector<std::string> names;
+    names.reserve(fields.size());
     for (const Field* field : fields) names.emplace_back(field->name);
     return names;
 }

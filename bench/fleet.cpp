@@ -15,7 +15,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr Milliseconds kSecond{1000};
 constexpr auto kEndPatience = std::chrono::seconds(8);  // an agent takes three, its supervisor five
 constexpr int kMostPerTurn = 20;
 constexpr double kForever = 1e9;

@@ -92,7 +92,6 @@ class Fleet {
     int noted_attempts_ = 0;
     int most_connections_ = 0;
     int most_attempts_ = 0;
-    bool line_open_ = false;
 };
 
 /// Rest and load, and what they were like.

@@ -186,7 +186,7 @@ Outcome Run(const ProcessSpec& spec, Milliseconds timeout) {
         process.Kill();
         throw std::system_error(ETIMEDOUT, std::generic_category(), spec.argv.at(0));
     }
-    if (spec.capture) process.WaitForEnd(Milliseconds(200));
+    if (spec.capture) process.WaitForEnd(Milliseconds(2000));
     return {*status, process.Output()};
 }
 

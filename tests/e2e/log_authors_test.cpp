@@ -313,7 +313,7 @@ TEST_F(LogAuthors, OfTheLocalPeer) {
     AwaitLog("link quntity is large.");
     peer.Disconnect();
     AwaitLog("release ok");
-    ASSERT_TRUE(second.Connect());
+    Connect(second);
     AwaitLog("create a instance...", 2);
     agent_->Signal(SIGTERM);
     AwaitExit();
