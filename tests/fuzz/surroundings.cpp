@@ -3,6 +3,7 @@
 #include "bench/process.h"
 #include "bench/sandbox.h"
 #include "commands/dispatcher.h"
+#include "commserver/comm_dispatch.h"
 #include "core/log.h"
 #include "core/paths.h"
 #include "core/profile.h"
@@ -11,6 +12,7 @@
 #include "platform/link_state.h"
 #include "platform/settings.h"
 #include "rules/plug_data.h"
+#include "subdev/function40.h"
 
 extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
     using namespace plug;
@@ -23,6 +25,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
     test::Require(InitProtool() == ServerChoice::kBoth);
     SetRouterIdentity({0, 0, 0x5E, 0, 0x53, 1});
     SetCommandHandlers({ParserProtoolData, ParserPlugData});
+    SetDeviceListHandler(Fn40Handle);
     SetRegistered(true);
     SetLoggedIn(true);
     RaiseLinkError();  // ends the retries of a rule that cannot be used
