@@ -1,4 +1,4 @@
-// How a great fleet comes back, computed from the pauses that the agent and its supervisor make: each router
+// How a large fleet comes back, computed from the pauses that the agent and its supervisor make: each router
 // goes through them by itself, by chance where they leave room. What `fleet --storm` does with real agents.
 #pragma once
 
