@@ -147,13 +147,12 @@ int poll(pollfd* polled, nfds_t count, int milliseconds) {
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     static auto* const next = Next(&pthread_cond_timedwait, "pthread_cond_timedwait");
-    int error = 0;
-    const bool woken = WaitUntil(Nanoseconds(*deadline), [&](std::int64_t left) {
-        const timespec part = TimeSpec(TrueTime(CLOCK_MONOTONIC) + left);
-        error = next(condition, mutex, &part);
-        return error != ETIMEDOUT;
-    });
-    return woken ? error : ETIMEDOUT;
+    const std::int64_t end = Nanoseconds(*deadline);
+    const std::int64_t left = std::max<std::int64_t>(end - ShownTime(CLOCK_MONOTONIC), 0);
+    const timespec part = TimeSpec(TrueTime(CLOCK_MONOTONIC) + TrueSpan(left));
+    const int error = next(condition, mutex, &part);
+    // Between two parts of a wait nobody is woken, so behind each the caller looks whether it has its reason.
+    return error == ETIMEDOUT && ShownTime(CLOCK_MONOTONIC) < end ? 0 : error;
 }
 
 ssize_t pwrite(int file, const void* bytes, size_t count, off_t offset) {
