@@ -28,7 +28,7 @@ AgentSetup SetupFor(const Platform& platform);
 /// The text of plug.conf for a set-up.
 std::string ProfileText(const AgentSetup& setup);
 /// Writes plug.conf (and router.json when given) and tells how the agent is started: `plug -f
-/// <folder>/plug.conf`, with ROUTER_SIM naming router.json. For tests that add a wrapper (libfaketime) to it.
+/// <folder>/plug.conf`, with ROUTER_SIM naming router.json. For tests that start it by another program.
 ProcessSpec AgentCommand(const AgentSetup& setup);
 std::unique_ptr<Process> StartAgent(const AgentSetup& setup);
 
