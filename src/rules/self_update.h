@@ -13,8 +13,8 @@ using Md5Text = std::array<char, 33>;
 int Compute_file_md5(const char* path, Md5Text& md5);
 
 /// The download and the check of an update as a step by itself: to /tmp/plug_download. The download's result
-/// when that failed, else that of Compute_file_md5. A match sets `matches` and writes status 004, a mismatch
-/// removes the file; nothing is reported.
+/// when that failed, else that of Compute_file_md5. `matches` is set once status 004 is written for a match,
+/// else the file is removed; nothing is reported.
 int DownLoadProc(const char* md5, const char* server, int port, const char* path, bool& matches);
 
 void DeleteDownloadFile();

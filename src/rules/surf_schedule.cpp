@@ -21,6 +21,12 @@ void SwitchAccess(dev_cfg device, std::uint8_t access) {
              access);
 }
 
+/// The device's windows of today, or null.
+const RuleEntry* FindEntry(const CalendarTime& now, const MacText& mac)
+    PLUG_CHECKED(requires_capability(SurfRuleMutex())) {
+    return hash_table_lookup(MakeRuleKey(mac.data(), now.weekday).data());
+}
+
 /// The table is locked for the look only, never over a call of the SDK.
 std::optional<std::uint8_t> LookUpAccess(const CalendarTime& now, const dev_cfg& device) {
     const Guard guard(SurfRuleMutex());
@@ -29,9 +35,8 @@ std::optional<std::uint8_t> LookUpAccess(const CalendarTime& now, const dev_cfg&
 
 /// Whether the device has windows today.
 bool HasWindows(const CalendarTime& now, const dev_cfg& device) {
-    const MacText mac = TextOf(std::to_array(device.mac));
     const Guard guard(SurfRuleMutex());
-    const RuleEntry* const entry = hash_table_lookup(MakeRuleKey(mac.data(), now.weekday).data());
+    const RuleEntry* const entry = FindEntry(now, TextOf(std::to_array(device.mac)));
     return entry != nullptr && entry->windows != nullptr;
 }
 
@@ -48,7 +53,7 @@ void Apply(const CalendarTime& now, const dev_cfg& device) {
 
 std::optional<std::uint8_t> DueAccess(const CalendarTime& now, const dev_cfg& device) {
     const MacText mac = TextOf(std::to_array(device.mac));
-    const RuleEntry* const entry = hash_table_lookup(MakeRuleKey(mac.data(), now.weekday).data());
+    const RuleEntry* const entry = FindEntry(now, mac);
     if (entry == nullptr) {
         PLUG_LOG(kDebug, "Can't find rule for : %s", mac.data());
         return std::nullopt;
