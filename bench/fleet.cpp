@@ -20,6 +20,7 @@ constexpr int kMostPerTurn = 20;
 constexpr double kForever = 1e9;
 constexpr double kLooksPerSecond = 10;
 constexpr int kInterruptedStatus = 130;
+constexpr auto kBetweenLogLines = std::chrono::minutes(1);  // of the progress, without a terminal
 
 /// Each agent takes some eight descriptors here.
 void AllowManyDescriptors() {
@@ -204,7 +205,8 @@ void Fleet::NoteSecond() {
 
 void Fleet::TellProgress(bool last) {
     const bool terminal = isatty(STDERR_FILENO) != 0;
-    if (!terminal && !last) return;
+    if (!terminal && !last && Clock::now() < told_ + kBetweenLogLines) return;
+    told_ = Clock::now();
     const TrafficCounts now = traffic_.counts();
     fprintf(stderr, "%s%d of %d logged in; %d commands, %d answered, %d lost; %d reports; %d connections%s",
             terminal ? "\r\033[K" : "", LoggedIn(), options_.agents, now.asked, now.answered, now.lost,

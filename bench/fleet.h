@@ -64,8 +64,8 @@ class Fleet {
         std::function<void()> act;
         std::chrono::steady_clock::time_point next{};
     };
-    /// Does these things, and tells of the progress each second, for so long, or until `done` holds behind
-    /// one. Throws Interrupted.
+    /// Does these things for so long, or until `done` holds behind one. Tells of the progress each second on
+    /// a terminal, each minute elsewhere. Throws Interrupted.
     void RunFor(double seconds, std::vector<Beat> beats, const std::function<bool()>& done = {});
 
     /// From now on seconds are counted, and noted.
@@ -88,6 +88,7 @@ class Fleet {
     std::vector<std::unique_ptr<FleetAgent>> agents_;
     std::unique_ptr<Platform> platform_;
     std::chrono::steady_clock::time_point begin_{};
+    std::chrono::steady_clock::time_point told_ = std::chrono::steady_clock::now();  // of the progress
     TrafficCounts noted_;
     int noted_attempts_ = 0;
     int most_connections_ = 0;

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <stdexcept>
 
+template class nlohmann::basic_json<nlohmann::ordered_map>;
+
 namespace plug::bench {
 namespace {
 

@@ -11,6 +11,8 @@
 
 #include "bench/frames.h"
 
+extern template class nlohmann::basic_json<nlohmann::ordered_map>;  // made in layout.cpp, once
+
 namespace plug::bench {
 
 using Json = nlohmann::ordered_json;

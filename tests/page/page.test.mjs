@@ -33,7 +33,10 @@ async function open(section = 'router') {
   return opened;
 }
 
-const go = (on, section) => on.locator(`#nav a[href="#${section}"]`).click();
+const go = async (on, section) => {
+  await on.locator(`#nav a[href="#${section}"]`).click();
+  await on.locator(`body[data-shown="${section}"]`).waitFor();
+};
 const section = () => page.locator('.section:not([hidden])');
 const row = mac => page.locator(`tr[data-mac="${mac}"]`);
 const aSwitch = (mac, label) => row(mac).locator(`td[data-label="${label}"] [role=switch]`);

@@ -1,5 +1,6 @@
 // Answers as tables: an object as names and values, a list of objects as rows.
-import {h} from '/dom.js';
+import {order} from '/bench.js';
+import {card, form, h, submit} from '/dom.js';
 
 const kHead = ['answer', 'id', 'code', 'result', 'error', 'warning', 'event', 'peer', 'link', 'mac', 'type'];
 
@@ -111,5 +112,23 @@ export function outcome(result) {
     result.answers?.map(one),
     result.failed ? h('p', {class: 'bad'}, '✕ ', result.failed) : null,
     !result.failed && !result.answers?.length ? h('p', {class: 'good'}, '✓ done') : null,
+  );
+}
+
+/** A card with a form: `button` orders the line of its values, `meanwhile` is said until it is over. */
+export function orderCard(title, help, fields, {button, meanwhile}, line) {
+  const answer = h('div', {});
+  return card(
+    title,
+    h('p', {class: 'muted'}, help),
+    form(
+      async values => {
+        answer.replaceChildren(h('p', {class: 'muted'}, `… ${meanwhile}`));
+        answer.replaceChildren(outcome(await order(line(values))));
+      },
+      h('div', {class: 'fields'}, fields),
+      h('div', {class: 'buttons'}, submit(button)),
+    ),
+    answer,
   );
 }

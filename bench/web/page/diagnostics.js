@@ -1,27 +1,12 @@
 // Ping, traceroute, and the download rate on a gauge.
-import {outcome} from '/answer.js';
+import {orderCard, outcome} from '/answer.js';
 import {bench, on, order, quote} from '/bench.js';
 import {card, field, form, h, s, submit} from '/dom.js';
 
 const kLeast = 4; // powers of ten that the gauge shows: 10 kB/s ..
 const kMost = 9; // .. 1 GB/s
 
-function asked(title, help, fieldsets, line) {
-  const answer = h('div', {});
-  return card(
-    title,
-    h('p', {class: 'muted'}, help),
-    form(
-      async values => {
-        answer.replaceChildren(h('p', {class: 'muted'}, '… runs'));
-        answer.replaceChildren(outcome(await order(line(values))));
-      },
-      h('div', {class: 'fields'}, fieldsets),
-      h('div', {class: 'buttons'}, submit('Start')),
-    ),
-    answer,
-  );
-}
+const kWords = {button: 'Start', meanwhile: 'runs'};
 
 const point = (part, radius) => {
   const angle = Math.PI * (1 - part);
@@ -140,7 +125,7 @@ export function diagnostics(section) {
     h(
       'div',
       {class: 'columns'},
-      asked(
+      orderCard(
         'Ping',
         'The router pings an address.',
         [
@@ -148,15 +133,17 @@ export function diagnostics(section) {
           field('Size', h('input', {name: 'size', type: 'number', min: 1, max: 65507, value: 56}), 'bytes'),
           field('Count', h('input', {name: 'count', type: 'number', min: 1, max: 100, value: 4})),
         ],
+        kWords,
         ({address: to, size, count}) => `ping ${quote(to)} ${size} ${count}`,
       ),
-      asked(
+      orderCard(
         'Traceroute',
         'The router traces the way to an address, for some seconds.',
         [
           field('Address', address()),
           field('For', h('input', {name: 'seconds', type: 'number', min: 1, max: 120, value: 5}), 'seconds'),
         ],
+        kWords,
         ({address: to, seconds}) => `traceroute ${quote(to)} ${seconds}`,
       ),
     ),

@@ -1,5 +1,5 @@
 // Updates of the agent and of the router, and how far one has come.
-import {outcome} from '/answer.js';
+import {orderCard, outcome} from '/answer.js';
 import {bench, named, on, order, quote} from '/bench.js';
 import {card, draw, field, form, h, submit} from '/dom.js';
 
@@ -91,31 +91,17 @@ function server(take) {
   );
 }
 
-function ordering(title, help, command, keys, began) {
-  const answer = h('div', {});
-  return card(
-    title,
-    h('p', {class: 'muted'}, help),
-    form(
-      async values => {
-        began(values.url ? Date.now() : null);
-        answer.replaceChildren(h('p', {class: 'muted'}, '… waits for the report'));
-        answer.replaceChildren(outcome(await order(`${command} ${named(values)}`.trim())));
-      },
-      h(
-        'div',
-        {class: 'fields'},
-        keys.map(key =>
-          field(
-            key,
-            h('input', {name: key, placeholder: key === 'url' ? 'none: only announced' : 'as usual', value: ''}),
-          ),
-        ),
-      ),
-      h('div', {class: 'buttons'}, submit('Order')),
-    ),
-    answer,
-  );
+function ordering(title, help, command, began) {
+  const completions = bench.commands.commands.find(({name}) => name === command).completions;
+  const fields = completions
+    .map(completion => completion.replace(/=$/, ''))
+    .map(key =>
+      field(key, h('input', {name: key, placeholder: key === 'url' ? 'none: only announced' : 'as usual', value: ''})),
+    );
+  return orderCard(title, help, fields, {button: 'Order', meanwhile: 'waits for the report'}, values => {
+    began(values.url ? Date.now() : null);
+    return `${command} ${named(values)}`.trim();
+  });
 }
 
 export function updates(section) {
@@ -132,8 +118,6 @@ export function updates(section) {
   };
   on('state', show);
   on('frame', () => show(bench.state));
-  const keys = name =>
-    bench.commands.commands.find(command => command.name === name).completions.map(key => key.replace(/=$/, ''));
   section.append(
     h(
       'div',
@@ -147,7 +131,6 @@ export function updates(section) {
       'The agent',
       'Announces a version, or with a URL has it installed: the agent downloads it, reports, and ends for its supervisor.',
       'plug-update',
-      keys('plug-update'),
       at => {
         since = at;
         show(bench.state);
@@ -157,7 +140,6 @@ export function updates(section) {
       'The router',
       'Announces a firmware, or with a URL hands the order to the local peer.',
       'firmware-order',
-      keys('firmware-order'),
       () => {},
     ),
   );
