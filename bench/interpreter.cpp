@@ -258,8 +258,9 @@ void Interpreter::Expect(const Invocation& words) {
 }
 
 void Interpreter::Shell(const Invocation& words) {
-    const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}});
-    ThrowIfInterrupted();  // the terminal has interrupted both
+    // What interrupts the command ends all that it has started; where only the terminal can, that does it.
+    const bool interruptible = InterruptionDescriptor() >= 0;
+    const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}, .own_group = interruptible});
     last = {{"shell", words.RestFrom(1)}, {"status", outcome.status}, {"text", outcome.output}};
     if (!outcome.output.empty() || output_.json()) output_.Show(last, outcome.output);
     if (outcome.status != 0) throw CommandError("the shell command " + EndingText(outcome.status));

@@ -88,12 +88,21 @@ TEST_F(FleetTest, GoesToAnotherPlatformAndEndsByCtrlC) {
 }
 
 TEST_F(FleetTest, ComesBackFromAStorm) {
-    const Outcome outcome =
-        bench::Run(Command({"-n", "2", "--storm", "names", "--away", "3", "--spread", "0"}), kPatience * 3);
+    const Outcome outcome = bench::Run(
+        Command({"-n", "2", "--storm", "names", "--away", "4", "--spread", "0", "--csv", "/tmp/seconds.csv"}),
+        kPatience * 3);
     EXPECT_EQ(0, outcome.status) << outcome.output;
     const Json result = ResultOf(outcome.output);
     EXPECT_EQ(2, result["logged in at the end"]);
     EXPECT_LE(1, result["most connections in a second"]);
+    std::istringstream rows(ReadFile("/tmp/seconds.csv"));
+    std::string row;
+    std::getline(rows, row);
+    int quiet = 0;
+    for (; std::getline(rows, row) && std::stod(row) < 4; ++quiet)
+        EXPECT_TRUE(row.ends_with(",0,0,0,0,0")) << "no name is resolved yet: " << row;
+    EXPECT_LE(2, quiet);
+    std::filesystem::remove("/tmp/seconds.csv");
     ExpectNothingIsLeft();
 }
 

@@ -39,7 +39,10 @@ class Transfers : public AgentTest {
     }
     std::uint16_t AwaitRateResult() { return Await("a rate", IsAnswer(kRateReport)).result(); }
     /// Seconds of the agent between the header of the last transfer and its end.
-    std::int64_t TransferTime() { return LoggedAt("bytes early") - LoggedAt("lens = "); }
+    std::int64_t TransferTime() {
+        AwaitLog("bytes early", CountLog("lens = "));
+        return LoggedAt("bytes early") - LoggedAt("lens = ");
+    }
 
     std::unique_ptr<HttpServer> server_;  // made in the sandbox
 };

@@ -123,7 +123,7 @@ test('a command that runs is cancelled, and only that one', async () => {
   for (const [text, end] of [
     ['sleep 500', () => cancel.click()],
     ['wait report 200 500', () => page.keyboard.press('Escape')],
-    ['shell sleep 500', () => cancel.click()],
+    ['shell sleep 517; true', () => cancel.click()],
   ]) {
     await line.fill(text);
     await page.keyboard.press('Enter');
@@ -133,6 +133,7 @@ test('a command that runs is cancelled, and only that one', async () => {
     await cancel.waitFor({state: 'hidden'});
     assert.equal((await run(bench.url, 'cpu-use')).failed, undefined);
   }
+  assert.equal((await run(bench.url, "shell ! pgrep -fx 'sleep 517'")).failed, undefined);
   // One that comes too late is for nobody, also not for the next.
   for (const of of ['sleep 500', 'cpu-use']) assert.deepEqual(await post(bench.url, 'cancel', of), {cancelled: false});
   assert.equal((await run(bench.url, 'sleep 0.1')).failed, undefined);
