@@ -210,7 +210,7 @@ void Fleet::TellProgress(bool last) {
     const TrafficCounts now = traffic_.counts();
     fprintf(stderr, "%s%d of %d logged in; %d commands, %d answered, %d lost; %d reports; %d connections%s",
             terminal ? "\r\033[K" : "", LoggedIn(), options_.agents, now.asked, now.answered, now.lost,
-            now.reports, now.connections, last ? "\n" : "");
+            now.reports, now.connections, terminal && !last ? "" : "\n");
     fflush(stderr);
 }
 
