@@ -89,7 +89,7 @@ TEST_F(FleetTest, GoesToAnotherPlatformAndEndsByCtrlC) {
 
 TEST_F(FleetTest, ComesBackFromAStorm) {
     const Outcome outcome = bench::Run(
-        Command({"-n", "2", "--storm", "names", "--away", "4", "--spread", "0", "--csv", "/tmp/seconds.csv"}),
+        Command({"-n", "2", "--storm", "names", "--away", "8", "--spread", "0", "--csv", "/tmp/seconds.csv"}),
         kPatience * 3);
     EXPECT_EQ(0, outcome.status) << outcome.output;
     const Json result = ResultOf(outcome.output);
@@ -99,7 +99,7 @@ TEST_F(FleetTest, ComesBackFromAStorm) {
     std::string row;
     std::getline(rows, row);
     int quiet = 0;
-    for (; std::getline(rows, row) && std::stod(row) < 4; ++quiet)
+    for (; std::getline(rows, row) && std::stod(row) < 8; ++quiet)
         EXPECT_TRUE(row.ends_with(",0,0,0,0,0")) << "no name is resolved yet: " << row;
     EXPECT_LE(2, quiet);
     std::filesystem::remove("/tmp/seconds.csv");
