@@ -258,9 +258,11 @@ void Interpreter::Expect(const Invocation& words) {
 }
 
 void Interpreter::Shell(const Invocation& words) {
-    // What interrupts the command ends all that it has started; where only the terminal can, that does it.
-    const bool interruptible = InterruptionDescriptor() >= 0;
-    const Outcome outcome = Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}, .own_group = interruptible});
+    // A group is killed as one. The terminal interrupts all of its own, and lets only that ask for a
+    // password.
+    const Outcome outcome =
+        Run({.argv = {"/bin/sh", "-c", words.RestFrom(1)}, .own_group = InterruptedWithoutTerminal()});
+    ThrowIfInterrupted();  // the terminal has interrupted both
     last = {{"shell", words.RestFrom(1)}, {"status", outcome.status}, {"text", outcome.output}};
     if (!outcome.output.empty() || output_.json()) output_.Show(last, outcome.output);
     if (outcome.status != 0) throw CommandError("the shell command " + EndingText(outcome.status));

@@ -15,6 +15,7 @@ const PollFlag& Flag() {
 }
 
 thread_local bool guarded = false;
+thread_local bool by_terminal = false;
 
 void Handle(void (*handler)(int)) {
     struct sigaction action {};
@@ -32,6 +33,7 @@ bool Readable(int milliseconds) {
 InterruptGuard::InterruptGuard(Signal signal) : signal_(signal) {
     Flag().Clear();
     guarded = true;
+    by_terminal = signal_ == Signal::kInterrupts;
     if (signal_ == Signal::kInterrupts) Handle([](int) { Interrupt(); });
 }
 
@@ -64,6 +66,10 @@ void PauseFor(std::chrono::milliseconds time) {
         ThrowIfInterrupted();
         left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     } while (left.count() > 0);
+}
+
+bool InterruptedWithoutTerminal() {
+    return guarded && !by_terminal;
 }
 
 int InterruptionDescriptor() {

@@ -36,6 +36,9 @@ void ThrowIfInterrupted();
 bool TakeInterruption();
 /// A pause, which throws Interrupted when it is interrupted.
 void PauseFor(std::chrono::milliseconds time);
+/// True where only Interrupt() interrupts: not on a thread without a guard, nor where the terminal's Ctrl-C
+/// does, which reaches what was started there by itself.
+bool InterruptedWithoutTerminal();
 /// Readable when an interruption came; -1, which poll passes over, on a thread without a guard.
 int InterruptionDescriptor();
 

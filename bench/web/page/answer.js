@@ -1,4 +1,4 @@
-// Answers as tables: an object as names and values, a list of objects as rows.
+// Answers as tables: an object as names and values, a list of objects as rows. Forms whose answer stands below.
 import {order} from '/bench.js';
 import {card, form, h, submit} from '/dom.js';
 
